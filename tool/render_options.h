@@ -1,0 +1,46 @@
+#pragma once
+
+#include "host/control_track.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tintwell::tool {
+
+enum class DepthChoice { Auto, Bits8, Bits16 };
+
+/// First and last frame to render, counted from 0, both included.
+struct FrameRange {
+    std::int64_t first = 0;
+    std::int64_t last = 0;
+};
+
+struct EncoderOption {
+    std::string key;
+    std::string value;
+};
+
+/// Everything `tintwell render` was asked for, already checked for what can be checked without
+/// opening a file.
+struct RenderOptions {
+    std::string input;  ///< file, image sequence pattern, or "-" for standard input
+    std::string output; ///< file, image sequence pattern, or "-" for standard output
+    std::string modulePath;
+
+    host::ControlTracks controls; ///< values of the six controls over time
+    bool highQuality = true;
+    DepthChoice depth = DepthChoice::Auto;
+    std::optional<FrameRange> frames;
+
+    std::string inputFormat;  ///< demuxer name; empty: find out
+    std::string outputFormat; ///< muxer name; empty: from the output's name
+    std::string frameRate;    ///< rate of an image sequence or raw stream; empty: as stored
+    std::string videoCodec;   ///< empty: the output format's usual one
+    std::string pixelFormat;  ///< empty: the source's
+    std::vector<EncoderOption> encoderOptions;
+    bool overwrite = false;
+};
+
+} // namespace tintwell::tool
