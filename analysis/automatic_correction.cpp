@@ -1,0 +1,62 @@
+#include "analysis/automatic_correction.h"
+
+#include "analysis/contrast_search.h"
+#include "analysis/levels_pairs.h"
+#include "analysis/tone_search.h"
+
+namespace tintwell {
+namespace {
+
+void writeEnds(LevelsEntry& entry, const LevelsPair& black, const LevelsPair& white) {
+    entry.inputBlack = black.input;
+    entry.inputWhite = white.input;
+    entry.outputBlack = black.output;
+    entry.outputWhite = white.output;
+}
+
+void writeEntries(LevelsRecord& levels, const LevelsPairs& pairs, const Gammas& gammas) {
+    for (std::size_t c = 0; c < gammas.size(); ++c) {
+        writeEnds(levels.entries[c], pairs.black[c], pairs.white[c]);
+        levels.entries[c].gamma = gammas[c];
+    }
+}
+
+} // namespace
+
+void analyzeFrame(AutoCorrectionMode mode, const PlanarImage& image,
+                  std::unique_ptr<LevelsRecord>& levels,
+                  std::unique_ptr<ChannelHistogram>& histogram) {
+    if (!histogram) {
+        const bool combine = mode == AutoCorrectionMode::MonochromaticContrast ||
+                             mode == AutoCorrectionMode::ColorSearch;
+        histogram = std::make_unique<ChannelHistogram>();
+        gatherHistogram(*histogram, image, combine, mode);
+    }
+    if (!levels) {
+        levels = std::make_unique<LevelsRecord>();
+        computeAutoLevels(mode, *levels, *histogram, 0, image);
+    }
+}
+
+void computeAutoLevels(AutoCorrectionMode mode, LevelsRecord& levels,
+                       const ChannelHistogram& histogram, std::size_t entryIndex,
+                       const PlanarImage& image) {
+    LevelsPairs pairs;
+    Gammas gammas = kNeutralGammas;
+    switch (mode) {
+    case AutoCorrectionMode::ColorSearch:
+        findToneLevels(pairs, gammas, histogram, image);
+        writeEntries(levels, pairs, gammas);
+        break;
+    case AutoCorrectionMode::MonochromaticContrast:
+        findMonochromaticContrast(pairs, histogram, image);
+        writeEnds(levels.entries.at(entryIndex), pairs.black[0], pairs.white[0]);
+        break;
+    case AutoCorrectionMode::PerChannelContrast:
+        findPerChannelContrast(pairs, histogram, image);
+        writeEntries(levels, pairs, gammas);
+        break;
+    }
+}
+
+} // namespace tintwell

@@ -1,0 +1,30 @@
+#pragma once
+
+#include "analysis/correction_mode.h"
+#include "effect/planar_image.h"
+
+#include <array>
+#include <cstdint>
+
+namespace tintwell {
+
+/// Pixels per level 0..255.
+using LevelCounts = std::array<std::uint32_t, 256>;
+
+/// The one measurement of a frame. Array 0 is the sum of the colour arrays, bin by bin, or the
+/// luminance; arrays 1, 2 and 3 are red, green and blue. Kept and copied as one block.
+struct ChannelHistogram {
+    std::array<LevelCounts, 4> channels{};
+
+    bool operator==(const ChannelHistogram&) const = default;
+};
+
+static_assert(sizeof(ChannelHistogram) == 4096);
+
+/// Counts every pixel with weight one, whatever its alpha. The monochromatic mode fills array 0
+/// with the luminance and nothing else; any other mode fills the colour arrays, and array 0 with
+/// their sum when `combine` is set. An image of another depth than 8 and 16 counts nothing.
+void gatherHistogram(ChannelHistogram& histogram, const PlanarImage& image, bool combine,
+                     AutoCorrectionMode mode);
+
+} // namespace tintwell

@@ -1,0 +1,15 @@
+#pragma once
+
+// The colour search: levels from an image's shadows, midtones and highlights.
+
+#include "analysis/channel_histogram.h"
+#include "analysis/levels_pairs.h"
+
+namespace tintwell {
+
+/// Writes pairs and gammas of all channels with the image's clips and snap flag. An image of too
+/// little range gets neutral ones.
+void findToneLevels(LevelsPairs& pairs, Gammas& gammas, const ChannelHistogram& histogram,
+                    const PlanarImage& image);
+
+} // namespace tintwell

@@ -1,0 +1,25 @@
+#pragma once
+
+#include "effect/host_interface.h"
+#include "effect/interleaved_frame.h"
+
+namespace tintwell {
+
+inline int depthOf(const EffectWorld& world) {
+    return (world.flags & kWorldFlag16Bit) != 0 ? 16 : 8;
+}
+
+/// The world's pixels without the host's record. A 16-bit world's rows are a whole number of
+/// samples apart: an odd row byte count is cut to the sample.
+inline InterleavedFrame viewOf(const EffectWorld& world) {
+    const std::int32_t rowBytes = depthOf(world) == 16 ? world.rowBytes / 2 * 2 : world.rowBytes;
+    return {static_cast<std::byte*>(world.data), rowBytes, world.width, world.height,
+            depthOf(world)};
+}
+
+/// An empty frame needs no pixels.
+inline bool lacksPixels(const EffectWorld& world) {
+    return world.data == nullptr && world.width > 0 && world.height > 0;
+}
+
+} // namespace tintwell

@@ -1,0 +1,129 @@
+#include "temporal/frame_store.h"
+
+#include "effect/world_view.h"
+#include "kernels/kernels.h"
+
+#include <array>
+
+namespace tintwell {
+namespace {
+
+template <class T>
+struct SampleScale;
+
+template <>
+struct SampleScale<std::uint8_t> {
+    static constexpr std::uint8_t kMid = 128;
+    static constexpr std::uint8_t kBits = 8;
+    static constexpr std::uint8_t kMax = 255;
+};
+
+template <>
+struct SampleScale<std::uint16_t> {
+    static constexpr std::uint16_t kMid = 16384;
+    static constexpr std::uint16_t kBits = 15;
+    static constexpr std::uint16_t kMax = 32768;
+};
+
+std::size_t pixelCount(std::int32_t width, std::int32_t height) {
+    return width > 0 && height > 0
+               ? static_cast<std::size_t>(width) * static_cast<std::size_t>(height)
+               : 0;
+}
+
+std::size_t pixelCount(const EffectWorld& world) {
+    return pixelCount(world.width, world.height);
+}
+
+/// Planes at one row, in the order in which the host's pixels hold their samples.
+template <class T>
+std::array<T*, 4> inPixelOrder(T* planes, std::size_t planeSamples, std::size_t offset,
+                               std::int32_t channelOrder) {
+    std::array<T*, 4> rows{};
+    for (std::size_t k = 0; k < rows.size(); ++k) {
+        rows[channelOrder == 1 ? 3 - k : k] = planes + k * planeSamples + offset;
+    }
+    return rows;
+}
+
+} // namespace
+
+template <class T>
+std::size_t CFrameStore<T>::planeSamples() const {
+    return world_ != nullptr ? pixelCount(*world_) : 0;
+}
+
+template <class T>
+T* CFrameStore<T>::planeOf(const Buffer& buffer, std::int32_t k) const {
+    return buffer ? buffer.get() + static_cast<std::size_t>(k) * planeSamples() : nullptr;
+}
+
+template <class T>
+ErrorCode CFrameStore<T>::Setup(const EffectWorld* world) {
+    world_ = nullptr;
+    inputBuffer_.reset();
+    outputBuffer_.reset();
+    if (world == nullptr || lacksPixels(*world)) {
+        return error::kMissingRecord;
+    }
+    const std::size_t samples = pixelCount(*world) * 4;
+    inputBuffer_ = std::make_unique_for_overwrite<T[]>(samples);
+    if (inPlace_ == 0) {
+        outputBuffer_ = std::make_unique_for_overwrite<T[]>(samples);
+    }
+    world_ = world;
+    bitDepth_ = depthOf(*world);
+    channelCount_ = 4;
+    midValue_ = SampleScale<T>::kMid;
+    bitCount_ = SampleScale<T>::kBits;
+    maxValue_ = SampleScale<T>::kMax;
+    return error::kNone;
+}
+
+template <class T>
+ErrorCode CFrameStore<T>::SplitPlanes() {
+    if (world_ == nullptr) {
+        return error::kMissingRecord;
+    }
+    const InterleavedFrame frame = viewOf(*world_);
+    for (std::int32_t y = 0; y < frame.rows(); ++y) {
+        const auto rows =
+            inPixelOrder(inputBuffer_.get(), planeSamples(),
+                         static_cast<std::size_t>(y) * frame.rowPixels(), channelOrder_);
+        kernels::kernelsFor<T>().split(frame.row(y), frame.rowPixels(), rows.data());
+    }
+    return error::kNone;
+}
+
+template <class T>
+ErrorCode CFrameStore<T>::MergePlanes(EffectWorld* destination) {
+    if (destination == nullptr || lacksPixels(*destination) || depthOf(*destination) != bitDepth_ ||
+        pixelCount(*destination) > planeSamples()) {
+        return error::kMissingRecord;
+    }
+    const InterleavedFrame frame = viewOf(*destination);
+    for (std::int32_t y = 0; y < frame.rows(); ++y) {
+        const auto rows =
+            inPixelOrder<const T>(outputSide().get(), planeSamples(),
+                                  static_cast<std::size_t>(y) * frame.rowPixels(), channelOrder_);
+        kernels::kernelsFor<T>().merge(rows.data(), frame.rowPixels(), frame.row(y));
+    }
+    return error::kNone;
+}
+
+template class CFrameStore<std::uint8_t>;
+template class CFrameStore<std::uint16_t>;
+
+CreatedFrameStore CreateFrameStore(std::int32_t bitDepth, std::int32_t channelOrder,
+                                   std::int32_t inPlace) {
+    switch (bitDepth) {
+    case 8:
+        return {error::kNone, std::make_unique<CFrameStore<std::uint8_t>>(channelOrder, inPlace)};
+    case 16:
+        return {error::kNone, std::make_unique<CFrameStore<std::uint16_t>>(channelOrder, inPlace)};
+    default:
+        return {error::kOutOfMemory, nullptr};
+    }
+}
+
+} // namespace tintwell
