@@ -14,7 +14,7 @@ TEST(ChannelHistogram, BinsDeepSamplesToTheNearestLevelAndWrapsAboveWhite) {
     const PlanarFrame<std::uint16_t> frame(
         3, 2, {{32768, 32767, 65535}, {64, 65, 16384}, {0, 0, 0}, {0, 0, 0}, {0, 0, 0}, {0, 0, 0}});
     ChannelHistogram histogram;
-    gatherHistogram(histogram, frame.image, true, Mode::ColorSearch);
+    gatherHistogram(histogram, viewOfPlanes(frame.image), true, Mode::ColorSearch);
     EXPECT_EQ(histogram.channels[1][255], 1U);
     EXPECT_EQ(histogram.channels[2][255], 1U);
     EXPECT_EQ(histogram.channels[3][254], 1U);
@@ -29,11 +29,11 @@ TEST(ChannelHistogram, CountsOnlyLuminanceInTheMonochromaticMode) {
     const PlanarFrame<std::uint8_t> bytes(2, 1, {{255, 255, 255}, {255, 0, 0}});
     const PlanarFrame<std::uint16_t> words(1, 1, {{32768, 0, 0}});
     ChannelHistogram histogram;
-    gatherHistogram(histogram, bytes.image, true, Mode::MonochromaticContrast);
+    gatherHistogram(histogram, viewOfPlanes(bytes.image), true, Mode::MonochromaticContrast);
     EXPECT_EQ(histogram.channels[0][255], 1U);
     EXPECT_EQ(histogram.channels[0][76], 1U);
     EXPECT_EQ(histogram.channels[1], LevelCounts{});
-    gatherHistogram(histogram, words.image, true, Mode::MonochromaticContrast);
+    gatherHistogram(histogram, viewOfPlanes(words.image), true, Mode::MonochromaticContrast);
     EXPECT_EQ(histogram.channels[0][76], 1U);
 }
 
@@ -42,7 +42,7 @@ TEST(ChannelHistogram, AnotherDepthCountsNothing) {
     frame.image.bitDepth = 10;
     ChannelHistogram histogram;
     histogram.channels[2][7] = 9;
-    gatherHistogram(histogram, frame.image, true, Mode::ColorSearch);
+    gatherHistogram(histogram, viewOfPlanes(frame.image), true, Mode::ColorSearch);
     EXPECT_EQ(histogram, ChannelHistogram{});
 }
 
