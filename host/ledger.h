@@ -3,11 +3,11 @@
 #include "host/service.h"
 
 #include <array>
-#include <compare>
 #include <cstddef>
 #include <cstdint>
 #include <map>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace tintwell::host {
@@ -16,7 +16,9 @@ struct SuiteId {
     std::string name;
     std::int32_t version = 0;
 
-    auto operator<=>(const SuiteId&) const = default;
+    bool operator<(const SuiteId& other) const {
+        return std::tie(name, version) < std::tie(other.name, other.version);
+    }
 };
 
 /// What a module holds of the host's at one moment, and what it has used since it was set up.

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <type_traits>
 
 namespace tintwell::host::fake {
 
@@ -18,45 +19,37 @@ constexpr StringTableDescriptor kDescriptor = {"", 5, kTexts};
 struct Sequence {
     StateToken state;
     std::int32_t changedControls;
-    std::int32_t commands;
 };
 
 template <class Suite>
-class Acquired {
-public:
-    Acquired(const InData& in, const char* name, std::int32_t version)
-        : in_(in), name_(name), version_(version) {
+struct Acquired {
+    static constexpr bool kIsHandles = std::is_same_v<Suite, HandleSuite>;
+    static constexpr const char* kName = kIsHandles ? kHandleSuiteName : kParamUtilsSuiteName;
+    static constexpr std::int32_t kVersion =
+        kIsHandles ? kHandleSuiteVersion : kParamUtilsSuiteVersion;
+
+    explicit Acquired(const InData& from) : in(from) {
         const void* found = nullptr;
-        code = in.suiteProvider->acquire(name, version, &found);
+        code = in.suiteProvider->acquire(kName, kVersion, &found);
         suite = static_cast<const Suite*>(found);
     }
 
     ~Acquired() {
         if (suite != nullptr) {
-            in_.suiteProvider->release(name_, version_);
+            in.suiteProvider->release(kName, kVersion);
         }
     }
 
     Acquired(const Acquired&) = delete;
     Acquired& operator=(const Acquired&) = delete;
 
+    const InData& in;
     ErrorCode code = 0;
     const Suite* suite = nullptr;
-
-private:
-    const InData& in_;
-    const char* name_;
-    std::int32_t version_;
 };
 
-struct Handles : Acquired<HandleSuite> {
-    explicit Handles(const InData& in) : Acquired(in, kHandleSuiteName, kHandleSuiteVersion) {}
-};
-
-struct ParamUtils : Acquired<ParamUtilsSuite> {
-    explicit ParamUtils(const InData& in)
-        : Acquired(in, kParamUtilsSuiteName, kParamUtilsSuiteVersion) {}
-};
+using Handles = Acquired<HandleSuite>;
+using ParamUtils = Acquired<ParamUtilsSuite>;
 
 struct CheckedOut {
     CheckedOut(const InData& in, std::int32_t index, std::int32_t frame) : in_(in) {
@@ -177,21 +170,19 @@ ErrorCode report(InData& in, EffectWorld& output) {
     const std::int32_t next = in.currentTime / in.timeStep + 1;
     const CheckedOut offset(in, kOffset, next);
     const CheckedOut onOff(in, kSwitch, next);
-    Report report{in.currentTime,
-                  in.timeStep,
-                  in.localTimeStep,
-                  in.totalDuration,
-                  in.quality,
-                  in.timeScale,
-                  in.applicationCode,
-                  offset.param.slider.value,
-                  onOff.param.checkbox.value,
-                  keyTime(in, utils, 1),
-                  keyTime(in, utils, 0),
-                  sequence.changedControls,
-                  sequence.commands,
-                  0,
-                  0};
+    Report report{};
+    report.currentTime = in.currentTime;
+    report.timeStep = in.timeStep;
+    report.localTimeStep = in.localTimeStep;
+    report.totalDuration = in.totalDuration;
+    report.quality = in.quality;
+    report.timeScale = in.timeScale;
+    report.applicationCode = in.applicationCode;
+    report.offsetAtNextFrame = offset.param.slider.value;
+    report.switchAtNextFrame = onOff.param.checkbox.value;
+    report.keyBefore = keyTime(in, utils, 1);
+    report.keyAfter = keyTime(in, utils, 0);
+    report.changedControls = sequence.changedControls;
     ParamDef unused{};
     report.foreignReference =
         in.checkoutParameter(in.effectReference + 1, kOffset, 0, 1, 1, &unused);
@@ -301,9 +292,6 @@ ErrorCode dispatch(Command command, InData& in, OutData& out, ParamDef** params,
 extern "C" [[gnu::visibility("default")]] tintwell::ErrorCode
 tintwellEffectMain(std::int32_t command, tintwell::InData* in, tintwell::OutData* out,
                    tintwell::ParamDef** params, tintwell::EffectWorld* output, void* extra) {
-    if (in->sequenceData != nullptr) {
-        ++static_cast<tintwell::host::fake::Sequence*>(*in->sequenceData)->commands;
-    }
     const auto code = tintwell::host::fake::dispatch(static_cast<tintwell::Command>(command), *in,
                                                      *out, params, output, extra);
     out->outFlags = code != 0 ? tintwell::kOutFlagShowError : out->outFlags;

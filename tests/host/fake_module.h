@@ -24,9 +24,8 @@ struct Report {
     std::int32_t switchAtNextFrame;
     std::int32_t keyBefore, keyAfter; ///< times, -1 for none
     std::int32_t changedControls;     ///< bit i: UserChangedParam was sent for control i
-    std::int32_t commandsSinceSetup;
-    ErrorCode foreignReference;  ///< answer to a reference that is not this instance's
-    std::uint8_t stateUnchanged; ///< since SequenceSetup
+    ErrorCode foreignReference;       ///< answer to a reference that is not this instance's
+    std::uint8_t stateUnchanged;      ///< since SequenceSetup
 };
 
 } // namespace tintwell::host::fake
