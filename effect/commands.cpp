@@ -25,10 +25,7 @@ struct Call {
 };
 
 ErrorCode about(const Call& call) {
-    if (!call.hasRecords()) {
-        return error::kMissingRecord;
-    }
-    return formatAbout(*call.inData, call.outData->message, sizeof(call.outData->message));
+    return call.hasRecords() ? formatAbout(*call.inData, *call.outData) : error::kMissingRecord;
 }
 
 ErrorCode setUpGlobal(const Call& call) {
@@ -77,6 +74,9 @@ ErrorCode releaseGlobal(const Call& call) {
     const AcquiredSuite<HandleSuite> suite(inData);
     if (!suite.isUsable()) {
         return suite.code();
+    }
+    if (suite->disposeHandle == nullptr) {
+        return error::kMissingRecord;
     }
     const ErrorCode released = releaseStringTable(inData, *global);
     if (released != error::kNone) {
@@ -149,15 +149,15 @@ ErrorCode changeParam(const Call& call) {
 ErrorCode updateParamsUI(const Call& call) {
     constexpr auto kSmoothing = static_cast<std::size_t>(Param::TemporalSmoothing);
     constexpr auto kSceneDetect = static_cast<std::size_t>(Param::SceneDetect);
-    if (call.inData == nullptr || call.params == nullptr || call.params[kSmoothing] == nullptr ||
-        call.params[kSceneDetect] == nullptr) {
+    if (call.inData == nullptr) {
         return error::kMissingRecord;
     }
     const AcquiredSuite<ParamUtilsSuite> suite(*call.inData);
     if (suite.code() != error::kNone) {
         return suite.code();
     }
-    if (!suite.isUsable() || suite->updateParamUI == nullptr) {
+    if (!suite.isUsable() || suite->updateParamUI == nullptr || call.params == nullptr ||
+        call.params[kSmoothing] == nullptr || call.params[kSceneDetect] == nullptr) {
         return error::kMissingRecord;
     }
     ParamDef sceneDetect = *call.params[kSceneDetect];

@@ -27,11 +27,18 @@ ErrorCode releaseSuite(const InData& inData, const char* name, std::int32_t vers
 
 ErrorCode newHandle(const AcquiredSuite<HandleSuite>& suite, std::uint64_t bytes,
                     HostHandle* handle) {
-    if (suite->newHandle == nullptr) {
+    if (suite->newHandle == nullptr || suite->disposeHandle == nullptr) {
         return error::kMissingRecord;
     }
     *handle = suite->newHandle(bytes);
-    return *handle != nullptr && **handle != nullptr ? error::kNone : error::kOutOfMemory;
+    if (*handle == nullptr) {
+        return error::kOutOfMemory;
+    }
+    if (**handle == nullptr) {
+        suite->disposeHandle(*handle);
+        return error::kOutOfMemory;
+    }
+    return error::kNone;
 }
 
 ErrorCode disposeHandle(const AcquiredSuite<HandleSuite>& suite, HostHandle& inField,

@@ -24,15 +24,13 @@ std::string cutToFit(std::string_view text, std::size_t size) {
     return std::string(text.substr(0, length));
 }
 
-ErrorCode lookUp(const InData& inData, Text text, std::size_t size, std::string& found) {
-    const GlobalData* global = globalDataOf(inData);
-    if (global == nullptr || inData.lookupString == nullptr) {
-        return error::kMissingRecord;
+/// A text cut inside a conversion would end in a lone percent sign.
+void dropCutConversion(std::string_view text, char* end) {
+    const std::size_t last = text.find_last_not_of('%');
+    const std::size_t signs = text.size() - (last == std::string_view::npos ? 0 : last + 1);
+    if (signs % 2 == 1) {
+        *(end - 1) = '\0';
     }
-    const char* looked =
-        inData.lookupString(global->stringTable, static_cast<std::int32_t>(text), 0, 0);
-    found = cutToFit(looked == nullptr ? "" : looked, size);
-    return error::kNone;
 }
 
 } // namespace
@@ -71,25 +69,27 @@ ErrorCode releaseStringTable(const InData& inData, GlobalData& global) {
 }
 
 ErrorCode getString(const InData& inData, Text text, char* destination, std::size_t size) {
-    if (inData.utilities == nullptr || inData.utilities->copyString == nullptr) {
+    const GlobalData* global = globalDataOf(inData);
+    if (global == nullptr || inData.lookupString == nullptr || inData.utilities == nullptr ||
+        inData.utilities->copyString == nullptr) {
         return error::kMissingRecord;
     }
-    std::string found;
-    const ErrorCode code = lookUp(inData, text, size, found);
-    if (code == error::kNone) {
-        inData.utilities->copyString(destination, found.c_str());
-    }
-    return code;
+    const char* found =
+        inData.lookupString(global->stringTable, static_cast<std::int32_t>(text), 0, 0);
+    inData.utilities->copyString(destination,
+                                 cutToFit(found == nullptr ? "" : found, size).c_str());
+    return error::kNone;
 }
 
-ErrorCode formatAbout(const InData& inData, char* destination, std::size_t size) {
+ErrorCode formatAbout(const InData& inData, OutData& outData) {
     if (inData.utilities == nullptr || inData.utilities->format == nullptr) {
         return error::kMissingRecord;
     }
-    std::string format;
-    const ErrorCode code = lookUp(inData, Text::About, size, format);
+    char format[sizeof(outData.message)] = {};
+    const ErrorCode code = getString(inData, Text::About, format, sizeof(format));
     if (code == error::kNone) {
-        inData.utilities->format(destination, format.c_str(), identity::kMajorVersion,
+        dropCutConversion(format, format + std::strlen(format));
+        inData.utilities->format(outData.message, format, identity::kMajorVersion,
                                  identity::kMinorVersion);
     }
     return code;

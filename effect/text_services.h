@@ -48,7 +48,7 @@ ErrorCode releaseStringTable(const InData& inData, GlobalData& global);
 /// when the global handle or a service is missing.
 ErrorCode getString(const InData& inData, Text text, char* destination, std::size_t size);
 
-/// Formats the About text with the effect's version into `destination` of `size` bytes.
-ErrorCode formatAbout(const InData& inData, char* destination, std::size_t size);
+/// Formats the About text with the effect's version into the message.
+ErrorCode formatAbout(const InData& inData, OutData& outData);
 
 } // namespace tintwell

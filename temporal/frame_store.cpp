@@ -116,6 +116,9 @@ template class CFrameStore<std::uint16_t>;
 
 CreatedFrameStore CreateFrameStore(std::int32_t bitDepth, std::int32_t channelOrder,
                                    std::int32_t inPlace) {
+    if (channelOrder != 0 && channelOrder != 1) {
+        return {error::kUnsupportedChannelOrder, nullptr};
+    }
     switch (bitDepth) {
     case 8:
         return {error::kNone, std::make_unique<CFrameStore<std::uint8_t>>(channelOrder, inPlace)};

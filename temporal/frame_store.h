@@ -94,7 +94,8 @@ struct CreatedFrameStore {
     std::unique_ptr<CFrameStoreBase> store; ///< none unless code is 0
 };
 
-/// `bitDepth` is 8 or 16; anything else gives code 4. `channelOrder` 0 is A,R,G,B, 1 is B,G,R,A.
+/// `bitDepth` is 8 or 16; anything else gives code 4. `channelOrder` 0 is A,R,G,B, 1 is B,G,R,A;
+/// anything else gives code 10002.
 CreatedFrameStore CreateFrameStore(std::int32_t bitDepth, std::int32_t channelOrder,
                                    std::int32_t inPlace);
 

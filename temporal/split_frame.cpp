@@ -2,6 +2,7 @@
 
 #include "effect/world_view.h"
 
+#include <algorithm>
 #include <limits>
 
 namespace tintwell {
@@ -26,7 +27,7 @@ ErrorCode splitFrame(const InData& inData, const EffectWorld& world,
     frame.image = {.height = world.height,
                    .width = world.width,
                    .channelCount = kColorPlanes,
-                   .rowBytes = world.width * sampleBytes,
+                   .rowBytes = std::max(world.width, 0) * sampleBytes,
                    .bitDepth = depth,
                    .data = store->InputBuffer(),
                    .blackClip = controls.blackClip,

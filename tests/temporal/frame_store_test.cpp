@@ -69,6 +69,7 @@ TEST(FrameStore, KnowsTheScalesOfItsDepths) {
 TEST(FrameStore, RefusesWhatIsMissingOrDoesNotFit) {
     EXPECT_EQ(CreateFrameStore(10, 0, 1).code, 4);
     EXPECT_EQ(CreateFrameStore(10, 0, 1).store, nullptr);
+    EXPECT_EQ(CreateFrameStore(8, 2, 1).code, 10002);
 
     std::vector<std::uint16_t> pixels(8, 3);
     const EffectWorld one = worldOf(pixels, 1, 1, 8);
