@@ -27,10 +27,8 @@ void analyzeFrame(AutoCorrectionMode mode, const PlanarImage& image,
                   std::unique_ptr<LevelsRecord>& levels,
                   std::unique_ptr<ChannelHistogram>& histogram) {
     if (!histogram) {
-        const bool combine = mode == AutoCorrectionMode::MonochromaticContrast ||
-                             mode == AutoCorrectionMode::ColorSearch;
         histogram = std::make_unique<ChannelHistogram>();
-        gatherHistogram(*histogram, image, combine, mode);
+        gatherHistogram(*histogram, viewOfPlanes(image), combinesColors(mode), mode);
     }
     if (!levels) {
         levels = std::make_unique<LevelsRecord>();

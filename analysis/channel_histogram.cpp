@@ -3,8 +3,8 @@
 #include "kernels/kernels.h"
 #include "numeric/level_scale.h"
 
-#include <algorithm>
 #include <cstddef>
+#include <cstring>
 
 namespace tintwell {
 namespace {
@@ -21,39 +21,46 @@ Sample luminance(Sample red, Sample green, Sample blue) {
 }
 
 template <class Sample>
-void countLuminance(LevelCounts& counts, const PlanarImage& image) {
-    for (std::int32_t y = 0; y < rowCount(image); ++y) {
-        const Sample* red = planeRow<Sample>(image, 1, y);
-        const Sample* green = planeRow<Sample>(image, 2, y);
-        const Sample* blue = planeRow<Sample>(image, 3, y);
-        for (std::size_t x = 0; x < rowSamples(image); ++x) {
-            ++counts[levelOf(luminance(red[x], green[x], blue[x]))];
+Sample sampleAt(const std::byte* row, std::ptrdiff_t offset) {
+    Sample sample;
+    std::memcpy(&sample, row + offset, sizeof(sample));
+    return sample;
+}
+
+template <class Sample>
+void countLuminance(LevelCounts& counts, const PixelView& pixels) {
+    for (std::int32_t y = 0; y < pixels.rows; ++y) {
+        for (std::size_t x = 0; x < pixels.rowPixels; ++x) {
+            const std::ptrdiff_t offset = static_cast<std::ptrdiff_t>(x) * pixels.pixelStep;
+            ++counts[levelOf(luminance(sampleAt<Sample>(pixels.row(0, y), offset),
+                                       sampleAt<Sample>(pixels.row(1, y), offset),
+                                       sampleAt<Sample>(pixels.row(2, y), offset)))];
         }
     }
 }
 
 template <class Sample>
-void countColors(ChannelHistogram& histogram, const PlanarImage& image) {
-    for (std::int32_t plane = 1; plane <= kColorPlanes; ++plane) {
-        std::uint32_t* bins = histogram.channels[static_cast<std::size_t>(plane)].data();
-        for (std::int32_t y = 0; y < rowCount(image); ++y) {
-            kernels::kernelsFor<Sample>().countLevels(planeRow<Sample>(image, plane, y),
-                                                      rowSamples(image), bins);
+void countColors(ChannelHistogram& histogram, const PixelView& pixels) {
+    for (std::size_t channel = 0; channel < pixels.first.size(); ++channel) {
+        std::uint32_t* bins = histogram.channels[channel + 1].data();
+        for (std::int32_t y = 0; y < pixels.rows; ++y) {
+            kernels::kernelsFor<Sample>().countLevels(pixels.row(channel, y), pixels.pixelStep,
+                                                      pixels.rowPixels, bins);
         }
     }
 }
 
 template <class Sample>
-void count(ChannelHistogram& histogram, const PlanarImage& image, AutoCorrectionMode mode) {
+void count(ChannelHistogram& histogram, const PixelView& pixels, AutoCorrectionMode mode) {
     if (mode == AutoCorrectionMode::MonochromaticContrast) {
-        countLuminance<Sample>(histogram.channels[0], image);
+        countLuminance<Sample>(histogram.channels[0], pixels);
     } else {
-        countColors<Sample>(histogram, image);
+        countColors<Sample>(histogram, pixels);
     }
 }
 
-void addColorsToCombined(ChannelHistogram& histogram, std::int32_t channelCount) {
-    for (std::size_t c = 1; c <= static_cast<std::size_t>(channelCount); ++c) {
+void addColorsToCombined(ChannelHistogram& histogram) {
+    for (std::size_t c = 1; c < histogram.channels.size(); ++c) {
         for (std::size_t bin = 0; bin < histogram.channels[0].size(); ++bin) {
             histogram.channels[0][bin] += histogram.channels[c][bin];
         }
@@ -62,17 +69,22 @@ void addColorsToCombined(ChannelHistogram& histogram, std::int32_t channelCount)
 
 } // namespace
 
-void gatherHistogram(ChannelHistogram& histogram, const PlanarImage& image, bool combine,
+void gatherHistogram(ChannelHistogram& histogram, const PixelView& pixels, bool combine,
                      AutoCorrectionMode mode) {
     histogram = ChannelHistogram{};
-    if (image.bitDepth == 8) {
-        count<std::uint8_t>(histogram, image, mode);
-    } else if (image.bitDepth == 16) {
-        count<std::uint16_t>(histogram, image, mode);
+    if (pixels.bitDepth == 8) {
+        count<std::uint8_t>(histogram, pixels, mode);
+    } else if (pixels.bitDepth == 16) {
+        count<std::uint16_t>(histogram, pixels, mode);
     }
-    if (combine && mode != AutoCorrectionMode::MonochromaticContrast && image.channelCount >= 1) {
-        addColorsToCombined(histogram, std::min(image.channelCount, kColorPlanes));
+    if (combine && mode != AutoCorrectionMode::MonochromaticContrast) {
+        addColorsToCombined(histogram);
     }
+}
+
+bool combinesColors(AutoCorrectionMode mode) {
+    return mode == AutoCorrectionMode::MonochromaticContrast ||
+           mode == AutoCorrectionMode::ColorSearch;
 }
 
 } // namespace tintwell

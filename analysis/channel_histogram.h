@@ -1,7 +1,7 @@
 #pragma once
 
 #include "analysis/correction_mode.h"
-#include "effect/planar_image.h"
+#include "effect/pixel_view.h"
 
 #include <array>
 #include <cstdint>
@@ -23,8 +23,12 @@ static_assert(sizeof(ChannelHistogram) == 4096);
 
 /// Counts every pixel with weight one, whatever its alpha. The monochromatic mode fills array 0
 /// with the luminance and nothing else; any other mode fills the colour arrays, and array 0 with
-/// their sum when `combine` is set. An image of another depth than 8 and 16 counts nothing.
-void gatherHistogram(ChannelHistogram& histogram, const PlanarImage& image, bool combine,
+/// their sum when `combine` is set. A frame of another depth than 8 and 16 counts nothing. The
+/// counts of a frame are the same whether it is seen as planes or as interleaved pixels.
+void gatherHistogram(ChannelHistogram& histogram, const PixelView& pixels, bool combine,
                      AutoCorrectionMode mode);
+
+/// Whether a frame's histogram carries the sum of its colours in this mode.
+bool combinesColors(AutoCorrectionMode mode);
 
 } // namespace tintwell

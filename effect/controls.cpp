@@ -1,6 +1,7 @@
 #include "effect/controls.h"
 
 #include "effect/localisation.h"
+#include "effect/parameter_checkout.h"
 #include "effect/text_services.h"
 #include "numeric/rounding.h"
 
@@ -78,6 +79,11 @@ ErrorCode addControl(const InData& inData, const ControlDeclaration& control) {
     return inData.addParameter(inData.effectReference, -1, &param);
 }
 
+/// Hundredths of a percent of a clip slider.
+std::int32_t clipHundredths(const ParamDef& param) {
+    return truncateToInt32(param.slider.value * 100.0);
+}
+
 const ParamDef* paramAt(ParamDef* const* params, Param param) {
     return params[static_cast<std::size_t>(param)];
 }
@@ -109,10 +115,6 @@ bool affectsAnalysis(std::int32_t parameterIndex) {
     }
 }
 
-std::int32_t clipHundredths(double percent) {
-    return truncateToInt32(percent * 100.0);
-}
-
 ErrorCode readControls(ParamDef* const* params, ControlValues& values) {
     for (const ControlDeclaration& control : kControls) {
         if (paramAt(params, control.param) == nullptr) {
@@ -121,12 +123,35 @@ ErrorCode readControls(ParamDef* const* params, ControlValues& values) {
     }
     values.smoothingSeconds = paramAt(params, Param::TemporalSmoothing)->slider.value;
     values.sceneDetect = paramAt(params, Param::SceneDetect)->checkbox.value;
-    values.blackClip = clipHundredths(paramAt(params, Param::BlackClip)->slider.value);
-    values.whiteClip = clipHundredths(paramAt(params, Param::WhiteClip)->slider.value);
-    values.snapNeutralMidtones = paramAt(params, Param::SnapNeutralMidtones)->checkbox.value;
+    values.analysis = {clipHundredths(*paramAt(params, Param::BlackClip)),
+                       clipHundredths(*paramAt(params, Param::WhiteClip)),
+                       paramAt(params, Param::SnapNeutralMidtones)->checkbox.value};
     values.blend =
         truncateToInt32(paramAt(params, Param::BlendWithOriginal)->slider.value * 65536.0 / 100.0);
     return error::kNone;
+}
+
+ErrorCode checkOutAnalysisControls(const InData& inData, std::int32_t time,
+                                   AnalysisControls& values) {
+    const auto read = [&](Param param, auto take) {
+        return readParameter(inData, static_cast<std::int32_t>(param), time,
+                             [&](const ParamDef& def) {
+                                 take(def);
+                                 return error::kNone;
+                             });
+    };
+    ErrorCode code = read(Param::BlackClip,
+                          [&](const ParamDef& param) { values.blackClip = clipHundredths(param); });
+    if (code == error::kNone) {
+        code = read(Param::WhiteClip,
+                    [&](const ParamDef& param) { values.whiteClip = clipHundredths(param); });
+    }
+    if (code == error::kNone) {
+        code = read(Param::SnapNeutralMidtones, [&](const ParamDef& param) {
+            values.snapNeutralMidtones = param.checkbox.value;
+        });
+    }
+    return code;
 }
 
 } // namespace tintwell

@@ -28,20 +28,26 @@ ErrorCode addControls(const InData& inData, OutData& outData);
 /// Whether frames that were analysed before a change of this control must be analysed again.
 bool affectsAnalysis(std::int32_t parameterIndex);
 
+/// The control values that a frame's levels depend on.
+struct AnalysisControls {
+    std::int32_t blackClip = 0; ///< hundredths of a percent
+    std::int32_t whiteClip = 0; ///< hundredths of a percent
+    std::int32_t snapNeutralMidtones = 0;
+};
+
 /// The control values of one frame, scaled as the render uses them.
 struct ControlValues {
     double smoothingSeconds = 0.0; ///< 0.0 is no smoothing
     std::int32_t sceneDetect = 0;
-    std::int32_t blackClip = 0; ///< hundredths of a percent
-    std::int32_t whiteClip = 0; ///< hundredths of a percent
-    std::int32_t snapNeutralMidtones = 0;
+    AnalysisControls analysis;
     std::int32_t blend = 0; ///< 0..65536
 };
 
-/// Hundredths of a percent of a clip slider's value, truncated.
-std::int32_t clipHundredths(double percent);
-
 /// Reads parameters 1 to 6; 512 when one is missing.
 ErrorCode readControls(ParamDef* const* params, ControlValues& values);
+
+/// Asks the host for the values in force at a time, read as readControls reads them.
+ErrorCode checkOutAnalysisControls(const InData& inData, std::int32_t time,
+                                   AnalysisControls& values);
 
 } // namespace tintwell

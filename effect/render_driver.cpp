@@ -3,67 +3,73 @@
 #include "analysis/automatic_correction.h"
 #include "apply/blend.h"
 #include "apply/levels_application.h"
-#include "effect/planar_image.h"
+#include "effect/frame_time.h"
 #include "effect/sequence_data.h"
 #include "effect/world_view.h"
-#include "temporal/frame_store.h"
+#include "temporal/neighbour_frames.h"
+#include "temporal/smoothing_tintwell.h"
+#include "temporal/split_frame.h"
 
-#include <limits>
 #include <memory>
 
 namespace tintwell {
 namespace {
 
-/// The frame on its way through the render.
-struct SplitFrame {
-    std::unique_ptr<CFrameStoreBase> store; ///< owns the planes
-    PlanarImage image;
-};
-
-std::int32_t channelOrderOf(const InData& inData) {
-    return inData.applicationCode == kApplicationWithBgraPixels ? 1 : 0;
-}
-
 const EffectWorld& inputOf(const RenderRequest& request) {
     return request.params[static_cast<std::size_t>(Param::InputLayer)]->layer;
 }
 
-ErrorCode splitInput(const RenderRequest& request, SplitFrame& frame) {
-    const EffectWorld& input = inputOf(request);
-    const std::int32_t depth = depthOf(input);
-    const std::int32_t sampleBytes = depth / 8;
-    if (input.width > std::numeric_limits<std::int32_t>::max() / sampleBytes) {
-        return error::kOutOfMemory;
+/// A draft is never smoothed, whatever the control says.
+bool isSmoothed(const RenderRequest& request) {
+    return request.controls.smoothingSeconds != 0.0 && request.inData.quality == kQualityHigh;
+}
+
+/// The entry of the current frame, holding what was found of it by itself.
+Held<FrameCacheEntry> currentEntry(const RenderRequest& request, FrameCache& cache,
+                                   std::unique_ptr<ChannelHistogram> histogram,
+                                   const LevelsRecord& levels) {
+    FrameCacheEntry* cached =
+        cache.find(frameAt(request.inData.currentTime, request.inData.timeStep));
+    Held<FrameCacheEntry> entry =
+        cached != nullptr ? Held<FrameCacheEntry>::lent(cached)
+                          : Held<FrameCacheEntry>::owned(std::make_unique<FrameCacheEntry>());
+    if (!entry->levels) {
+        entry->levels = std::make_unique<LevelsRecord>();
     }
-    auto [code, store] = CreateFrameStore(depth, channelOrderOf(request.inData), 1);
-    if (code == error::kNone) {
-        code = store->Setup(&input);
-    }
-    if (code == error::kNone) {
-        code = store->SplitPlanes();
-    }
+    entry->histogram = std::move(histogram);
+    copySmoothedEntries(levels, *entry->levels);
+    entry->isStale = false;
+    return entry;
+}
+
+ErrorCode smoothLevels(const RenderRequest& request, std::unique_ptr<ChannelHistogram> histogram,
+                       LevelsRecord& levels) {
+    FrameCache& cache = *frameCacheOf(request.inData);
+    CTemporalSmoothingTintwell smoothing;
+    smoothing.Init(&request.inData, request.params, request.controls.smoothingSeconds,
+                   request.controls.sceneDetect, &cache);
+    smoothing.setMode(request.mode);
+    ErrorCode code = smoothing.UpdateState();
     if (code != error::kNone) {
         return code;
     }
-    frame.image = {.height = input.height,
-                   .width = input.width,
-                   .channelCount = kColorPlanes,
-                   .rowBytes = input.width * sampleBytes,
-                   .bitDepth = depth,
-                   .data = store->InputBuffer(),
-                   .blackClip = request.controls.blackClip,
-                   .whiteClip = request.controls.whiteClip,
-                   .snapNeutralMidtones = request.controls.snapNeutralMidtones};
-    frame.store = std::move(store);
-    return error::kNone;
+    smoothing.SetResult(currentEntry(request, cache, std::move(histogram), levels));
+    FrameCacheEntry smoothed;
+    smoothed.levels = std::make_unique<LevelsRecord>();
+    code = smoothing.Compute(&smoothed);
+    if (code == error::kNone) {
+        copySmoothedEntries(*smoothed.levels, levels);
+    }
+    return code;
 }
 
-/// The levels this frame is to be corrected with.
-std::unique_ptr<LevelsRecord> findLevels(const RenderRequest& request, const SplitFrame& frame) {
-    std::unique_ptr<LevelsRecord> levels;
-    std::unique_ptr<ChannelHistogram> histogram;
-    analyzeFrame(request.mode, frame.image, levels, histogram);
-    return levels;
+/// The levels this frame is to be corrected with: its own, smoothed over its neighbours if asked.
+ErrorCode findLevels(const RenderRequest& request, const SplitFrame& frame,
+                     std::unique_ptr<ChannelHistogram> fingerprint,
+                     std::unique_ptr<LevelsRecord>& levels) {
+    analyzeFrame(request.mode, frame.image, levels, fingerprint);
+    return isSmoothed(request) ? smoothLevels(request, std::move(fingerprint), *levels)
+                               : error::kNone;
 }
 
 ErrorCode writeOutput(const RenderRequest& request, const SplitFrame& frame,
@@ -82,16 +88,25 @@ ErrorCode writeOutput(const RenderRequest& request, const SplitFrame& frame,
 } // namespace
 
 ErrorCode renderFrame(const RenderRequest& request) {
-    if (frameCacheOf(request.inData) == nullptr) {
+    const InData& inData = request.inData;
+    if (frameCacheOf(inData) == nullptr) {
         return error::kMissingRecord;
     }
-    SplitFrame frame;
-    const ErrorCode split = splitInput(request, frame);
-    if (split != error::kNone) {
-        return split;
+    ErrorCode code = error::kNone;
+    std::unique_ptr<ChannelHistogram> fingerprint;
+    if (isSmoothed(request)) {
+        fingerprint = std::make_unique<ChannelHistogram>();
+        code = readFingerprint(inData, inData.currentTime, request.mode, *fingerprint);
     }
-    const std::unique_ptr<LevelsRecord> levels = findLevels(request, frame);
-    return writeOutput(request, frame, *levels);
+    SplitFrame frame;
+    if (code == error::kNone) {
+        code = splitFrame(inData, inputOf(request), request.controls.analysis, frame);
+    }
+    std::unique_ptr<LevelsRecord> levels;
+    if (code == error::kNone) {
+        code = findLevels(request, frame, std::move(fingerprint), levels);
+    }
+    return code == error::kNone ? writeOutput(request, frame, *levels) : code;
 }
 
 } // namespace tintwell

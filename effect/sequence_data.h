@@ -72,7 +72,7 @@ public:
 
 private:
     std::vector<Slot> slots_;
-    std::byte reserved_[8] = {};
+    [[maybe_unused]] std::byte reserved_[8] = {};
 };
 
 static_assert(sizeof(FrameCache) == 48);

@@ -17,6 +17,11 @@ inline InterleavedFrame viewOf(const EffectWorld& world) {
             depthOf(world)};
 }
 
+/// 0 for A,R,G,B and 1 for B,G,R,A pixels.
+inline std::int32_t channelOrderOf(const InData& inData) {
+    return inData.applicationCode == kApplicationWithBgraPixels ? 1 : 0;
+}
+
 /// An empty frame needs no pixels.
 inline bool lacksPixels(const EffectWorld& world) {
     return world.data == nullptr && world.width > 0 && world.height > 0;

@@ -27,6 +27,8 @@ struct Keyframe {
     std::int32_t frame = 0;
     double value = 0.0;
     Interpolation interpolation = Interpolation::Linear;
+
+    bool operator==(const Keyframe&) const = default;
 };
 
 /// One control over time: a constant, or keyframes in rising order of frame. Before the first key
@@ -37,7 +39,7 @@ public:
 
     explicit ControlTrack(double constant) : constant_(constant) {}
 
-    /// Throws std::invalid_argument when the frames do not rise strictly.
+    /// Throws std::invalid_argument when there is no key or the frames do not rise strictly.
     explicit ControlTrack(std::vector<Keyframe> keys);
 
     double valueAt(std::int32_t frame) const;
@@ -45,6 +47,8 @@ public:
     bool isKeyframed() const { return !keys_.empty(); }
 
     const std::vector<Keyframe>& keys() const { return keys_; }
+
+    bool operator==(const ControlTrack&) const = default;
 
 private:
     double constant_ = 0.0;

@@ -18,9 +18,16 @@ enum class ChannelOrder : std::uint8_t { Argb, Bgra };
 /// boundary of the block; what lies between the last pixel and the next row is padding.
 class FrameBuffer {
 public:
-    /// Both sizes at least 1; throws std::invalid_argument otherwise, std::bad_alloc when there is
-    /// no memory. The pixels are zero at first.
+    /// Both sizes at least 1, and a row shorter than 2^31 bytes; throws std::invalid_argument
+    /// otherwise, std::bad_alloc when there is no memory. The pixels are zero at first.
     FrameBuffer(std::int32_t width, std::int32_t height, SampleDepth depth);
+
+    // A frame is megabytes: it moves, and is never copied by accident.
+    FrameBuffer(FrameBuffer&&) noexcept = default;
+    FrameBuffer& operator=(FrameBuffer&&) noexcept = default;
+    FrameBuffer(const FrameBuffer&) = delete;
+    FrameBuffer& operator=(const FrameBuffer&) = delete;
+    ~FrameBuffer() = default;
 
     std::int32_t width() const { return width_; }
 
@@ -38,7 +45,10 @@ public:
     }
 
     /// The record through which the module sees these pixels; valid while this object lives.
-    EffectWorld world();
+    EffectWorld world() { return inputWorld(); }
+
+    /// The same record for pixels the module may only read, which the record cannot express.
+    EffectWorld inputWorld() const;
 
 private:
     std::int32_t width_;

@@ -34,8 +34,10 @@ struct Table {
     void (*split)(const std::byte* pixels, std::size_t count, Sample* const planes[4]);
     /// The inverse of split.
     void (*merge)(const Sample* const planes[4], std::size_t count, std::byte* pixels);
-    /// Adds 1 to the bin (of 256) of each sample's level.
-    void (*countLevels)(const Sample* samples, std::size_t count, std::uint32_t* bins);
+    /// Adds 1 to the bin (of 256) of each sample's level. The samples begin `step` bytes apart, so
+    /// that planes and interleaved pixels are counted alike.
+    void (*countLevels)(const std::byte* first, std::ptrdiff_t step, std::size_t count,
+                        std::uint32_t* bins);
     /// Adds each pixel to maxTable at 255 less the largest of its three levels, and to minTable at
     /// the smallest; both tables have 256 entries.
     void (*addTones)(const Sample* red, const Sample* green, const Sample* blue, std::size_t count,

@@ -43,9 +43,12 @@ void merge(const Sample* const planes[4], std::size_t count, std::byte* pixels) 
 }
 
 template <class Sample>
-void countLevels(const Sample* samples, std::size_t count, std::uint32_t* bins) {
+void countLevels(const std::byte* first, std::ptrdiff_t step, std::size_t count,
+                 std::uint32_t* bins) {
     for (std::size_t i = 0; i < count; ++i) {
-        ++bins[levelOf(samples[i])];
+        Sample sample;
+        std::memcpy(&sample, first + static_cast<std::ptrdiff_t>(i) * step, sizeof(sample));
+        ++bins[levelOf(sample)];
     }
 }
 

@@ -1,5 +1,6 @@
 #include "temporal/color_signature.h"
 
+#include "effect/pixel_view.h"
 #include "numeric/level_scale.h"
 
 #include <cstdlib>
@@ -9,23 +10,23 @@
 namespace tintwell {
 namespace {
 
-/// Where red, green and blue stand in a pixel.
-struct ColorPositions {
-    std::size_t red;
-    std::size_t green;
-    std::size_t blue;
-};
+template <class Sample>
+std::size_t boxAt(const std::byte* sample) {
+    Sample value;
+    std::memcpy(&value, sample, sizeof(value));
+    return levelOf(value) >> 5U;
+}
 
 template <class Sample>
-void countRow(const std::byte* row, std::size_t pixels, const ColorPositions& at,
-              ColorSignature& signature) {
-    for (std::size_t x = 0; x < pixels; ++x) {
-        std::array<Sample, 4> pixel{};
-        std::memcpy(pixel.data(), row + x * sizeof(pixel), sizeof(pixel));
-        const std::size_t red = levelOf(pixel[at.red]) >> 5U;
-        const std::size_t green = levelOf(pixel[at.green]) >> 5U;
-        const std::size_t blue = levelOf(pixel[at.blue]) >> 5U;
-        ++signature.counts[red * 64 + green * 8 + blue];
+void countPixels(const PixelView& pixels, ColorSignature& signature) {
+    for (std::int32_t y = 0; y < pixels.rows; ++y) {
+        for (std::size_t x = 0; x < pixels.rowPixels; ++x) {
+            const std::ptrdiff_t offset = static_cast<std::ptrdiff_t>(x) * pixels.pixelStep;
+            const std::size_t red = boxAt<Sample>(pixels.row(0, y) + offset);
+            const std::size_t green = boxAt<Sample>(pixels.row(1, y) + offset);
+            const std::size_t blue = boxAt<Sample>(pixels.row(2, y) + offset);
+            ++signature.counts[red * 64 + green * 8 + blue];
+        }
     }
 }
 
@@ -40,13 +41,11 @@ ErrorCode buildSignature(const InterleavedFrame& frame, std::int32_t channelOrde
     if (frame.bitDepth != 8 && frame.bitDepth != 16) {
         return error::kUnsupportedBitDepth;
     }
-    const ColorPositions at = channelOrder == 0 ? ColorPositions{1, 2, 3} : ColorPositions{2, 1, 0};
-    for (std::int32_t y = 0; y < frame.rows(); ++y) {
-        if (frame.bitDepth == 16) {
-            countRow<std::uint16_t>(frame.row(y), frame.rowPixels(), at, signature);
-        } else {
-            countRow<std::uint8_t>(frame.row(y), frame.rowPixels(), at, signature);
-        }
+    const PixelView pixels = viewOfPixels(frame, channelOrder);
+    if (frame.bitDepth == 16) {
+        countPixels<std::uint16_t>(pixels, signature);
+    } else {
+        countPixels<std::uint8_t>(pixels, signature);
     }
     return error::kNone;
 }

@@ -1,0 +1,39 @@
+#include "temporal/split_frame.h"
+
+#include "effect/world_view.h"
+
+#include <limits>
+
+namespace tintwell {
+
+ErrorCode splitFrame(const InData& inData, const EffectWorld& world,
+                     const AnalysisControls& controls, SplitFrame& frame) {
+    const std::int32_t depth = depthOf(world);
+    const std::int32_t sampleBytes = depth / 8;
+    if (world.width > std::numeric_limits<std::int32_t>::max() / sampleBytes) {
+        return error::kOutOfMemory;
+    }
+    auto [code, store] = CreateFrameStore(depth, channelOrderOf(inData), 1);
+    if (code == error::kNone) {
+        code = store->Setup(&world);
+    }
+    if (code == error::kNone) {
+        code = store->SplitPlanes();
+    }
+    if (code != error::kNone) {
+        return code;
+    }
+    frame.image = {.height = world.height,
+                   .width = world.width,
+                   .channelCount = kColorPlanes,
+                   .rowBytes = world.width * sampleBytes,
+                   .bitDepth = depth,
+                   .data = store->InputBuffer(),
+                   .blackClip = controls.blackClip,
+                   .whiteClip = controls.whiteClip,
+                   .snapNeutralMidtones = controls.snapNeutralMidtones};
+    frame.store = std::move(store);
+    return error::kNone;
+}
+
+} // namespace tintwell

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "effect/controls.h"
+#include "effect/host_interface.h"
+#include "effect/planar_image.h"
+#include "temporal/frame_store.h"
+
+#include <memory>
+
+namespace tintwell {
+
+/// A frame as planes, with the control values of its analysis beside them.
+struct SplitFrame {
+    std::unique_ptr<CFrameStoreBase> store; ///< owns the planes
+    PlanarImage image;
+};
+
+/// Splits the world into a store of its depth that works in place. The world must outlive the
+/// frame. On an error the frame is left as it was.
+ErrorCode splitFrame(const InData& inData, const EffectWorld& world,
+                     const AnalysisControls& controls, SplitFrame& frame);
+
+} // namespace tintwell

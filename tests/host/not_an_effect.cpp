@@ -1,0 +1,3 @@
+extern "C" [[gnu::visibility("default")]] int answer() {
+    return 42;
+}
