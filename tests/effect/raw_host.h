@@ -1,0 +1,68 @@
+#pragma once
+
+// A host that knows nothing of the module but its binary interface, for tests that look at what
+// crosses it and that break it. Records and tables are open: a test nulls a field to withdraw a
+// service, and sets an answer to make it fail.
+
+#include "effect/host_interface.h"
+
+#include <map>
+#include <string>
+#include <vector>
+
+namespace tintwell::test {
+
+/// One at a time per process: the host's suites get no reference to find their host by.
+class RawHost {
+public:
+    RawHost();
+    ~RawHost();
+    RawHost(const RawHost&) = delete;
+    RawHost& operator=(const RawHost&) = delete;
+
+    /// Calls the module's `main` with the records below, forgetting the calls logged before.
+    ErrorCode send(std::int32_t command, void* extra = nullptr);
+
+    ErrorCode send(Command command, void* extra = nullptr) {
+        return send(static_cast<std::int32_t>(command), extra);
+    }
+
+    /// Logs a call by its name and gives the answer set for that name, or 0.
+    ErrorCode answerTo(const std::string& call);
+
+    InData in{};
+    OutData out{};
+    ParamDef params[7]{};
+    ParamDef* paramList[7];
+    EffectWorld output{};
+
+    InData* inPointer = &in;
+    OutData* outPointer = &out;
+    ParamDef** paramsPointer = paramList;
+    EffectWorld* outputPointer = &output;
+
+    HandleSuite handleSuite{};
+    ParamUtilsSuite paramSuite{};
+    SuiteProvider provider{};
+    UtilityCallbacks utilities{};
+    std::map<std::string, const void*> suites; ///< by "name version"
+
+    /// Codes to answer with by the call's name as it stands in the log. For "new <bytes>" any code
+    /// but 0 means no handle, and -1 a handle of null.
+    std::map<std::string, ErrorCode> answers;
+    std::vector<std::string> calls;
+    std::vector<const char*> texts;      ///< what a lookup gives
+    std::vector<ParamDef> added;         ///< as they came through add-parameter
+    std::vector<std::string> keyStrings; ///< from the registered descriptor
+    StringTableDescriptor descriptor{};
+    std::int32_t tableId = 0;
+    std::string plainName;
+    std::map<HostHandle, std::vector<std::byte>> handles; ///< the ones that are out
+    std::map<std::string, int> acquired;                  ///< acquires less releases
+    StateToken state{};
+    std::map<std::int32_t, std::int32_t> keyTimes; ///< by direction; none: no keyframe
+    char tableReference = 0;                       ///< its address stands for the table
+    ParamDef updatedParam{};
+};
+
+} // namespace tintwell::test
