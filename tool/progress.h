@@ -1,8 +1,11 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
+#include <ostream>
 
 namespace tintwell::tool {
 
@@ -12,6 +15,7 @@ public:
     virtual ~Progress() = default;
     /// Once, before the first frame; no total where the number of frames cannot be known.
     virtual void begin(std::optional<std::int64_t> totalFrames) = 0;
+    /// `framesDone` counts from the beginning of the job. Cheap enough to be called per frame.
     virtual void advance(std::int64_t framesDone) = 0;
     /// Once, also after a failure; leaves the terminal on a fresh line.
     virtual void end() = 0;
@@ -19,7 +23,19 @@ public:
 
 enum class ProgressStyle { Auto, Bar, Lines, Json, None };
 
-/// Writes to standard error. Auto is a bar on a terminal and nothing elsewhere.
-std::unique_ptr<Progress> makeProgress(ProgressStyle style);
+/// Where progress is written, and what the writer needs to know about that place.
+struct ProgressOutput {
+    std::ostream& stream;
+    bool isTerminal = false;
+    std::function<int()> columns; ///< width of the terminal now
+    std::function<std::chrono::steady_clock::time_point()> now;
+};
+
+/// Standard error.
+ProgressOutput standardErrorOutput();
+
+/// Auto is a bar on a terminal and nothing elsewhere. The stream must outlive the result.
+std::unique_ptr<Progress> makeProgress(ProgressStyle style,
+                                       const ProgressOutput& output = standardErrorOutput());
 
 } // namespace tintwell::tool

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "media/ffmpeg_objects.h"
+
+#include <string>
+
+namespace tintwell::media {
+
+// What output containers can hold, beyond what FFmpeg itself tells of them.
+
+/// Whether a stream's packets can go into the container unchanged.
+bool canHold(const AVOutputFormat& container, const AVStream& stream);
+
+/// Whether the container has a place for the rotation of the picture.
+bool canHoldRotation(const AVOutputFormat& container);
+
+/// Whether frames may follow each other at any distance in time.
+bool canHoldVariableRate(const AVOutputFormat& container);
+
+/// The codec to use where none is asked for; `url` tells it for images.
+AVCodecID usualVideoCodec(const AVOutputFormat& container, const std::string& url);
+
+} // namespace tintwell::media

@@ -1,0 +1,73 @@
+#include "media/image_sequence.h"
+
+#include <algorithm>
+#include <charconv>
+#include <filesystem>
+#include <regex>
+#include <vector>
+
+namespace tintwell::media {
+namespace {
+
+/// The number in a file's name, where the name is one of the sequence.
+std::optional<std::int64_t> numberIn(const std::string& name, const SequencePattern& pattern) {
+    const std::size_t around = pattern.prefix.size() + pattern.suffix.size();
+    if (name.size() < around + pattern.digits || !name.starts_with(pattern.prefix) ||
+        !name.ends_with(pattern.suffix)) {
+        return {};
+    }
+    const char* begin = name.data() + pattern.prefix.size();
+    const char* end = name.data() + name.size() - pattern.suffix.size();
+    std::int32_t number = 0; // as FFmpeg counts them
+    const auto [stop, error] = std::from_chars(begin, end, number);
+    if (error != std::errc() || stop != end || number < 0 || pattern.nameOf(number) != name) {
+        return {};
+    }
+    return number;
+}
+
+} // namespace
+
+std::string SequencePattern::nameOf(std::int64_t number) const {
+    const std::string plain = std::to_string(number);
+    return prefix + std::string(digits > plain.size() ? digits - plain.size() : 0, '0') + plain +
+           suffix;
+}
+
+std::optional<SequencePattern> parseSequence(const std::string& path) {
+    static const std::regex kNumber("%0?([0-9]?)d");
+    const std::filesystem::path whole(path);
+    const std::string name = whole.filename().string();
+    std::smatch match;
+    if (!std::regex_search(name, match, kNumber)) {
+        return {};
+    }
+    SequencePattern pattern;
+    pattern.directory = whole.has_parent_path() ? whole.parent_path().string() : ".";
+    pattern.prefix = match.prefix();
+    pattern.suffix = match.suffix();
+    pattern.digits = match.length(1) == 0 ? 1 : static_cast<std::size_t>(std::stoi(match[1]));
+    return pattern;
+}
+
+SequenceFiles findSequence(const SequencePattern& pattern) {
+    std::vector<std::int64_t> numbers;
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator(pattern.directory, error)) {
+        if (const auto number = numberIn(entry.path().filename().string(), pattern)) {
+            numbers.push_back(*number);
+        }
+    }
+    if (numbers.empty()) {
+        return {};
+    }
+    std::ranges::sort(numbers);
+    SequenceFiles files{numbers.front(), 0, static_cast<std::int64_t>(numbers.size())};
+    while (files.run < files.total &&
+           numbers[static_cast<std::size_t>(files.run)] == files.first + files.run) {
+        ++files.run;
+    }
+    return files;
+}
+
+} // namespace tintwell::media

@@ -1,0 +1,35 @@
+#pragma once
+
+#include "media/clip_info.h"
+#include "media/ffmpeg_objects.h"
+
+#include <string>
+#include <vector>
+
+namespace tintwell::media {
+
+struct InputOptions {
+    std::string format;    ///< demuxer's name; empty: find out
+    std::string frameRate; ///< of an image sequence or raw stream; empty: as stored
+};
+
+/// An opened container and the stream in it that is the video.
+struct InputFile {
+    InputPtr container;
+    AVStream* video = nullptr;
+    std::optional<FrameCount> sequenceLength; ///< of an image sequence
+    std::vector<std::string> warnings;
+};
+
+/// Opens a file, an image sequence ("frame.%04d.png"), a single image or standard input ("-") and
+/// finds its video stream; cover pictures do not count as video. Throws MediaError where there is
+/// nothing to open or to see.
+InputFile openInput(const std::string& input, const InputOptions& options);
+
+/// For messages: the name, or "standard input".
+std::string inputName(const std::string& input);
+
+/// Throws MediaError where a picture's size is none that can be worked on.
+void checkPictureSize(const std::string& input, int width, int height);
+
+} // namespace tintwell::media

@@ -1,0 +1,341 @@
+#include "tool/control_catalog.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <set>
+#include <sstream>
+#include <string>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+namespace fs = std::filesystem;
+
+namespace tintwell::tool {
+namespace {
+
+using Arguments = std::vector<std::string>;
+
+struct Outcome {
+    int exitCode = -1;
+    std::string out;
+    std::string err;
+};
+
+std::string contentOf(const fs::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+/// Runs the program in a folder of its own, which also holds what it prints.
+class CommandLineTest : public testing::Test {
+public:
+    CommandLineTest() {
+        std::string pattern = (fs::temp_directory_path() / "tintwell-test-XXXXXX").string();
+        folder = mkdtemp(pattern.data());
+        work = folder / "work";
+        fs::create_directory(work);
+        write("clip.y4m", clip(kClipFrames));
+    }
+
+    ~CommandLineTest() override { fs::remove_all(folder); }
+
+protected:
+    static constexpr int kClipFrames = 10;
+
+    static std::string clipHeader() { return "YUV4MPEG2 W64 H48 F25:1 Ip A1:1 C420jpeg\n"; }
+
+    /// A ramp of grey that gets lighter from frame to frame.
+    static std::string clipFrame(int index) {
+        std::string frame = "FRAME\n";
+        for (int i = 0; i < 64 * 48; ++i) {
+            frame.push_back(static_cast<char>(60 + i % 64 + index % 8));
+        }
+        return frame + std::string(2 * 32 * 24, '\x78');
+    }
+
+    static std::string clip(int frames) {
+        std::string text = clipHeader();
+        for (int i = 0; i < frames; ++i) {
+            text += clipFrame(i);
+        }
+        return text;
+    }
+
+    void write(const std::string& name, const std::string& text) const {
+        std::ofstream(work / name, std::ios::binary) << text;
+    }
+
+    pid_t start(const Arguments& arguments, int input) const {
+        const pid_t child = fork();
+        if (child != 0) {
+            return child;
+        }
+        std::vector<const char*> words{TINTWELL_PROGRAM};
+        for (const std::string& argument : arguments) {
+            words.push_back(argument.c_str());
+        }
+        words.push_back(nullptr);
+        constexpr int kFlags = O_WRONLY | O_CREAT | O_TRUNC;
+        dup2(input, STDIN_FILENO);
+        dup2(open((folder / "out").c_str(), kFlags, 0600), STDOUT_FILENO);
+        dup2(open((folder / "err").c_str(), kFlags, 0600), STDERR_FILENO);
+        if (chdir(work.c_str()) == 0) {
+            execv(TINTWELL_PROGRAM, const_cast<char* const*>(words.data()));
+        }
+        _exit(127);
+    }
+
+    Outcome finish(pid_t child) const {
+        int status = 0;
+        waitpid(child, &status, 0);
+        return {WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status),
+                contentOf(folder / "out"), contentOf(folder / "err")};
+    }
+
+    Outcome run(const Arguments& arguments, const fs::path& input = "/dev/null") const {
+        const int descriptor = open(input.c_str(), O_RDONLY | O_CLOEXEC);
+        Outcome outcome = finish(start(arguments, descriptor));
+        close(descriptor);
+        return outcome;
+    }
+
+    std::set<std::string> filesInWork() const {
+        std::set<std::string> names;
+        for (const auto& entry : fs::directory_iterator(work)) {
+            names.insert(entry.path().filename().string());
+        }
+        return names;
+    }
+
+    /// The program must end with this code, say these things in one line, and leave no file.
+    void expectRefusal(const Arguments& arguments, int exitCode,
+                       const std::vector<std::string>& parts) const {
+        const std::set<std::string> before = filesInWork();
+        const Outcome outcome = run(arguments);
+        EXPECT_EQ(outcome.exitCode, exitCode) << outcome.err;
+        EXPECT_EQ(outcome.out, "");
+        EXPECT_EQ(outcome.err.rfind("tintwell: error: ", 0), 0U) << outcome.err;
+        EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
+        for (const std::string& part : parts) {
+            EXPECT_NE(outcome.err.find(part), std::string::npos)
+                << "'" << part << "' is not in: " << outcome.err;
+        }
+        EXPECT_EQ(filesInWork(), before) << outcome.err;
+    }
+
+    fs::path folder;
+    fs::path work;
+};
+
+TEST_F(CommandLineTest, WrongUsageIsToldWithTheOptionAndExits2) {
+    const Arguments render{"render", "clip.y4m", "out.mkv"};
+
+    struct Case {
+        Arguments arguments;
+        std::vector<std::string> parts;
+    };
+
+    const std::vector<Case> cases{
+        {{}, {"a command is required", "tintwell --help"}},
+        {{"improve"}, {"no command 'improve'"}},
+        {{"render"}, {"INPUT", "required", "tintwell render --help"}},
+        {{"render", "clip.y4m"}, {"OUTPUT", "required"}},
+        {{"render", "clip.y4m", "out.mkv", "third"}, {"third"}},
+        {{"--black-clips", "1"}, {"'tintwell render' has no option --black-clips"}},
+        {{"--black-clip"}, {"--black-clip", "PERCENT"}},
+        {{"--black-clip", "10.5"}, {"--black-clip: '10.5'", "between 0 and 10 (percent)"}},
+        {{"--white-clip=-1"}, {"--white-clip: '-1'", "between 0 and 10 (percent)"}},
+        {{"--white-clip", "-1"}, {"--white-clip: '-1'"}},
+        {{"--temporal-smoothing", "2s"}, {"--temporal-smoothing: '2s'", "(seconds)"}},
+        {{"--temporal-smoothing", "11"}, {"between 0 and 10 (seconds)"}},
+        {{"--blend-with-original", "nan"}, {"--blend-with-original: 'nan'", "0 and 100"}},
+        {{"--scene-detect=maybe"}, {"scene-detect"}},
+        {{"--quality", "best"}, {"--quality: 'best'", "high|draft"}},
+        {{"--depth", "10"}, {"--depth: '10'", "auto|8|16"}},
+        {{"--progress", "dots"}, {"--progress: 'dots'", "auto|bar|lines|json|none"}},
+        {{"--frames", "9-3"}, {"--frames: '9-3'", "ends before it begins"}},
+        {{"--crf", "64"}, {"--crf: '64'", "between 0 and 63"}},
+        {{"--encoder-option", "slow"}, {"--encoder-option: 'slow'", "KEY=VALUE"}},
+        {{"--frame-rate", "0"}, {"--frame-rate: '0'"}},
+    };
+    for (const Case& wrong : cases) {
+        Arguments arguments = wrong.arguments;
+        if (!arguments.empty() && arguments.front().rfind("--", 0) == 0) {
+            arguments.insert(arguments.begin(), render.begin(), render.end());
+        }
+        expectRefusal(arguments, 2, wrong.parts);
+    }
+    expectRefusal({"render", "clip.y4m", "-", "--json"}, 2, {"--json", "standard output"});
+}
+
+TEST_F(CommandLineTest, FailuresNameTheFileAndExit1WithoutLeavingAnything) {
+    write("text.mp4", "This is no film.\n");
+    write("there.mkv", "precious");
+    write("empty.mp4", "");
+    expectRefusal({"render", "missing.mp4", "out.mkv"}, 1, {"missing.mp4", "no such file"});
+    expectRefusal({"render", "text.mp4", "out.mkv"}, 1, {"text.mp4"});
+    expectRefusal({"render", "empty.mp4", "out.mkv"}, 1, {"empty.mp4"});
+    expectRefusal({"render", ".", "out.mkv"}, 1, {"directory"});
+    expectRefusal({"render", "clip.y4m", "clip.y4m", "--overwrite"}, 1, {"clip.y4m", "input"});
+    expectRefusal({"render", "clip.y4m", "./../work/clip.y4m", "--overwrite"}, 1, {"input"});
+    expectRefusal({"render", "clip.y4m", "there.mkv"}, 1, {"there.mkv", "--overwrite"});
+    expectRefusal({"render", "clip.y4m", "no/such/out.mkv"}, 1, {"no/such"});
+    expectRefusal({"render", "clip.y4m", "out.mkv", "--frames", "5-10"}, 1,
+                  {"frames 5-10", "which has 10"});
+    expectRefusal({"render", "clip.y4m", "out.mkv", "--frames", "90-99"}, 1,
+                  {"frames 90-99", "which has 10"});
+    expectRefusal({"render", "clip.y4m", "out.mkv", "--video-codec", "magic"}, 1, {"magic"});
+    expectRefusal({"render", "clip.y4m", "out.mkv", "--module", "no.so"}, 1, {"no.so"});
+    expectRefusal({"render", "clip.y4m", "out.mkv", "--module", "text.mp4"}, 1, {"text.mp4"});
+    expectRefusal({"render", "clip.y4m", "out.mkv", "--controls", "no.json"}, 1, {"no.json"});
+    expectRefusal({"controls", "--module", "text.mp4"}, 1, {"text.mp4"});
+    EXPECT_EQ(contentOf(work / "there.mkv"), "precious");
+    EXPECT_EQ(contentOf(work / "clip.y4m"), clip(kClipFrames));
+}
+
+TEST_F(CommandLineTest, ControlsFileErrorsNameFileAndLine) {
+    write("c.json", "{\"version\": 1, \"controls\": {\n\"black-clip\": 11}}");
+    expectRefusal({"render", "clip.y4m", "out.mkv", "--controls", "c.json"}, 2,
+                  {"c.json, line 2", "controls.black-clip: 11"});
+}
+
+TEST_F(CommandLineTest, RenderWritesTheClipAndTheSummary) {
+    const Outcome outcome =
+        run({"render", "--encoder-option", "slices=4", "clip.y4m", "out.mkv", "--video-codec",
+             "ffv1", "--frames", "2-7", "--json", "--progress", "json"});
+    ASSERT_EQ(outcome.exitCode, 0) << outcome.err;
+    const auto summary = nlohmann::json::parse(outcome.out);
+    EXPECT_EQ(summary.at("frames"), 6);
+    EXPECT_EQ(summary.at("width"), 64);
+    EXPECT_EQ(summary.at("output"), "out.mkv");
+    EXPECT_EQ(summary.at("video_codec"), "ffv1");
+    EXPECT_GT(fs::file_size(work / "out.mkv"), 0U);
+    EXPECT_EQ(filesInWork(), (std::set<std::string>{"clip.y4m", "out.mkv"}));
+    std::istringstream lines(outcome.err);
+    std::string line;
+    ASSERT_TRUE(std::getline(lines, line));
+    EXPECT_EQ(nlohmann::json::parse(line).at("event"), "end");
+    ASSERT_TRUE(std::getline(lines, line));
+    EXPECT_NE(line.find("out.mkv: 6 frames of 64x48"), std::string::npos) << line;
+
+    const Outcome again = run({"render", "clip.y4m", "out.mkv", "--overwrite", "--quiet"});
+    EXPECT_EQ(again.exitCode, 0);
+    EXPECT_EQ(again.out + again.err, "");
+}
+
+TEST_F(CommandLineTest, OptionsReplaceWhatTheControlsFileSays) {
+    write("c.json", R"({"version": 1, "controls": {"blend-with-original": [
+        {"frame": 0, "value": 0}, {"frame": 9, "value": 100}]}})");
+    const auto render = [this](const Arguments& more) {
+        Arguments arguments{"render", "clip.y4m", "-", "--output-format", "yuv4mpegpipe"};
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        const Outcome outcome = run(arguments);
+        EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
+        return outcome.out;
+    };
+    const std::string corrected = render({});
+    const std::string original = render({"--blend-with-original", "100"});
+    const std::string keyframed = render({"--controls", "c.json"});
+    EXPECT_EQ(render({"--controls", "c.json", "--blend-with-original", "100"}), original);
+    ASSERT_EQ(keyframed.size(), original.size());
+    const std::size_t frame = clipFrame(0).size();
+    const std::size_t header = original.size() - kClipFrames * frame;
+    EXPECT_NE(corrected, original);
+    EXPECT_EQ(keyframed.substr(header, frame), corrected.substr(header, frame));
+    EXPECT_EQ(keyframed.substr(keyframed.size() - frame), original.substr(original.size() - frame));
+    EXPECT_NE(keyframed.substr(header + 5 * frame, frame),
+              original.substr(header + 5 * frame, frame));
+}
+
+TEST_F(CommandLineTest, StandardInputAndOutputCarryTheSameFramesAsFiles) {
+    const Arguments output{"-", "--output-format", "yuv4mpegpipe"};
+    Arguments fromFile{"render", "clip.y4m"};
+    Arguments fromPipe{"render", "-"};
+    fromFile.insert(fromFile.end(), output.begin(), output.end());
+    fromPipe.insert(fromPipe.end(), output.begin(), output.end());
+    const Outcome file = run(fromFile);
+    const Outcome pipe = run(fromPipe, work / "clip.y4m");
+    ASSERT_EQ(file.exitCode, 0) << file.err;
+    ASSERT_EQ(pipe.exitCode, 0) << pipe.err;
+    EXPECT_GT(file.out.size(), kClipFrames * (clipFrame(0).size() - 1));
+    EXPECT_EQ(pipe.out, file.out);
+}
+
+TEST_F(CommandLineTest, InterruptRemovesThePartialFileAndExits130) {
+    std::signal(SIGPIPE, SIG_IGN);
+    int ends[2] = {};
+    ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    const pid_t child = start({"render", "-", "out.mkv", "--video-codec", "ffv1"}, ends[0]);
+    close(ends[0]);
+    // The clip never ends; the signal comes once part of the output exists.
+    std::string chunk = clipHeader();
+    bool interrupted = false;
+    int frame = 0;
+    siginfo_t state{};
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    while (waitid(P_PID, static_cast<id_t>(child), &state, WEXITED | WNOHANG | WNOWAIT) == 0 &&
+           state.si_pid == 0 && std::chrono::steady_clock::now() < deadline) {
+        if (::write(ends[1], chunk.data(), chunk.size()) < 0) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        chunk = clipFrame(frame++);
+        if (!interrupted && filesInWork().size() > 1) {
+            kill(child, SIGINT);
+            interrupted = true;
+        }
+    }
+    close(ends[1]);
+    const Outcome outcome = finish(child);
+    EXPECT_TRUE(interrupted);
+    EXPECT_EQ(outcome.exitCode, 130) << outcome.err;
+    EXPECT_EQ(filesInWork(), std::set<std::string>{"clip.y4m"});
+}
+
+TEST_F(CommandLineTest, ControlsListWhatTheModuleDeclaresAndTheOptionsAgree) {
+    const Outcome outcome = run({"controls", "--json"});
+    ASSERT_EQ(outcome.exitCode, 0) << outcome.err;
+    const auto controls = nlohmann::json::parse(outcome.out).at("controls");
+    ASSERT_EQ(controls.size(), controlCatalog().size());
+    for (std::size_t i = 0; i < controls.size(); ++i) {
+        const ControlInfo& info = controlCatalog()[i];
+        const auto& control = controls[i];
+        EXPECT_EQ(control.at("key"), info.key);
+        EXPECT_EQ(control.at("index"), static_cast<int>(info.control));
+        EXPECT_EQ(control.at("type"), info.isCheckbox ? "checkbox" : "slider");
+        if (info.isCheckbox) {
+            EXPECT_EQ(control.at("default"), info.initial != 0.0);
+        } else {
+            EXPECT_EQ(control.at("default"), info.initial);
+            EXPECT_EQ(control.at("minimum"), info.minimum);
+            EXPECT_EQ(control.at("maximum"), info.maximum);
+            EXPECT_EQ(control.at("unit"), info.unit);
+        }
+    }
+    const Outcome table = run({"controls"});
+    EXPECT_NE(table.out.find("Snap Neutral Midtones"), std::string::npos);
+}
+
+TEST_F(CommandLineTest, HelpAndVersionGoToStandardOutput) {
+    EXPECT_NE(run({"--version"}).out.find("Tintwell"), std::string::npos);
+    for (const Arguments& arguments :
+         {Arguments{"--help"}, Arguments{"render", "--help"}, Arguments{"controls", "--help"}}) {
+        const Outcome outcome = run(arguments);
+        EXPECT_EQ(outcome.exitCode, 0);
+        EXPECT_NE(outcome.out.find("Example"), std::string::npos);
+        EXPECT_EQ(outcome.err, "");
+    }
+}
+
+} // namespace
+} // namespace tintwell::tool

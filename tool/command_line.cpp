@@ -1,0 +1,130 @@
+#include "tool/command_line.h"
+
+#include "tool/controls_command.h"
+#include "tool/help_format.h"
+#include "tool/module_path.h"
+#include "tool/render_command.h"
+#include "tool/render_pipeline.h"
+#include "tool/stop_signal.h"
+#include "tool/user_error.h"
+
+#include <cerrno>
+#include <exception>
+#include <iostream>
+#include <new>
+#include <string>
+#include <system_error>
+
+namespace tintwell::tool {
+namespace {
+
+int codeOf(ExitCode code) {
+    return static_cast<int>(code);
+}
+
+/// A message must stay one line, and must not steer the terminal, whatever file names it quotes.
+void printError(std::string message) {
+    for (char& letter : message) {
+        if (static_cast<unsigned char>(letter) < ' ' || letter == '\x7f') {
+            letter = ' ';
+        }
+    }
+    std::cerr << "tintwell: error: " << message << "\n";
+}
+
+int failure(const std::string& message, ExitCode code = ExitCode::Failed) {
+    printError(message);
+    return codeOf(code);
+}
+
+/// A reader that has seen enough (as in `tintwell --help | head`) is no failure, a full disk is.
+int flushStandardOutput() {
+    errno = 0;
+    if (std::cout.flush() || errno == EPIPE) {
+        return codeOf(ExitCode::Done);
+    }
+    return failure("cannot write to standard output: " + std::generic_category().message(errno));
+}
+
+/// What the parser could not place, in the words of the command it was given to.
+std::string describeUnexpected(const CLI::App& command, const std::string& name) {
+    const std::vector<std::string> unexpected = command.remaining();
+    const std::string first = unexpected.empty() ? std::string() : unexpected.front();
+    if (first.size() > 1 && first.front() == '-') {
+        return "'" + name + "' has no option " + first;
+    }
+    return command.get_parent() == nullptr ? "there is no command '" + first + "'"
+                                           : "the argument '" + first + "' is one too many";
+}
+
+std::string versionText() {
+    std::string text = std::string("tintwell ") + TINTWELL_VERSION;
+    try {
+        text += "\nmodule: " + describeModule(findModule(std::string()));
+    } catch (const std::exception& error) {
+        text += std::string("\nmodule: none (") + error.what() + ")";
+    }
+    return text;
+}
+
+} // namespace
+
+CommandLine::CommandLine() : app_("Automatic colour correction for video", "tintwell") {
+    app_.set_version_flag("--version", versionText, "Show the versions of the tool and the module");
+    app_.footer("Example:\n"
+                "  tintwell render holiday.mp4 corrected.mp4\n\n"
+                "'tintwell COMMAND --help' tells about one command.");
+    app_.formatter(makeHelpFormatter());
+    // Options given twice: the last one counts, so that a script can add to a line it was given.
+    app_.option_defaults()->take_last()->disable_flag_override();
+    commands_.push_back(addRenderCommand(app_));
+    commands_.push_back(addControlsCommand(app_));
+}
+
+int CommandLine::run(int argumentCount, const char* const* arguments) noexcept {
+    try {
+        const int code = parseAndRun(argumentCount, arguments);
+        return code == codeOf(ExitCode::Done) ? flushStandardOutput() : code;
+    } catch (const RenderStopped&) {
+        printError("interrupted; nothing was written");
+        return stopExitCode();
+    } catch (const UserError& error) {
+        return failure(error.what(), error.exitCode());
+    } catch (const std::bad_alloc&) {
+        return failure("out of memory");
+    } catch (const std::exception& error) {
+        return failure(error.what());
+    } catch (...) {
+        return failure("an unknown failure");
+    }
+}
+
+int CommandLine::parseAndRun(int argumentCount, const char* const* arguments) {
+    try {
+        app_.parse(argumentCount, arguments);
+    } catch (const CLI::Success& request) {
+        return app_.exit(request);
+    } catch (const CLI::ParseError& error) {
+        return wrongUsage(error);
+    }
+    if (app_.get_subcommands().empty()) {
+        return wrongUsage(CLI::RequiredError("a command"));
+    }
+    for (const Command& command : commands_) {
+        if (command.app->parsed()) {
+            command.run(stopRequested());
+        }
+    }
+    return codeOf(ExitCode::Done);
+}
+
+int CommandLine::wrongUsage(const CLI::ParseError& error) const {
+    const auto commands = app_.get_subcommands();
+    const CLI::App& command = commands.empty() ? app_ : *commands.front();
+    const std::string name = commands.empty() ? "tintwell" : "tintwell " + command.get_name();
+    const bool unexpected = dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr;
+    const std::string problem = unexpected ? describeUnexpected(command, name) : error.what();
+    return failure(problem + " (see '" + name + " --help')", ExitCode::Usage);
+}
+
+} // namespace tintwell::tool

@@ -1,0 +1,95 @@
+#pragma once
+
+#include "host/effect_instance.h"
+#include "host/frame_buffer.h"
+#include "media/clip_reader.h"
+#include "media/clip_writer.h"
+#include "media/frame_converter.h"
+#include "media/picture_pool.h"
+#include "tool/bounded_queue.h"
+#include "tool/progress.h"
+
+#include <atomic>
+#include <condition_variable>
+#include <cstdint>
+#include <exception>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+namespace tintwell::tool {
+
+/// Moves the frames of a clip through decoding, conversion, the effect, conversion and encoding,
+/// each on a thread of its own. How many frames are under way, and so the memory, is bounded.
+class FramePipeline {
+public:
+    /// What works on the frames is not owned and is used by the pipeline's threads while it runs.
+    struct Parts {
+        media::ClipReader& reader;
+        host::EffectInstance& effect;
+        media::ClipWriter& writer;
+        Progress& progress;
+    };
+
+    /// `firstFrame` is the number in the clip of the first frame that the reader delivers.
+    FramePipeline(const Parts& parts, host::SampleDepth depth, std::int64_t firstFrame);
+
+    /// Returns the number of frames when all have been written. Throws the first exception of any
+    /// thread, or RenderStopped soon after `stop` is set; the threads have ended then.
+    std::int64_t run(const std::atomic<bool>& stop);
+
+private:
+    using World = std::unique_ptr<host::FrameBuffer>;
+
+    /// One frame on its way, or only packets that belong before the next one.
+    struct Job {
+        std::int64_t frame = 0;
+        std::vector<media::PacketPtr> copied;
+        media::FramePtr source;
+        media::PictureFormat sourceFormat;
+        World input;
+        World output;
+        media::FramePtr result;
+    };
+
+    using Queue = BoundedQueue<Job>;
+
+    void decode();
+    void convertIn();
+    void applyEffect();
+    void convertOut();
+    void encode();
+
+    void start(void (FramePipeline::*stage)());
+    void fail(std::exception_ptr error);
+    void waitForEnd(const std::atomic<bool>& stop);
+    media::PictureFormat formatOf(const AVFrame& picture) const;
+
+    template <class Work>
+    void passOn(Queue& from, Queue& to, Work work);
+
+    Parts parts_;
+    host::SampleDepth depth_;
+    std::int64_t firstFrame_;
+    std::int64_t framesWritten_ = 0;
+    // Worlds are the largest part of the memory, so their number bounds the frames under way. The
+    // two kinds are kept apart: frames that wait to be corrected must not use up those to correct
+    // them into.
+    BoundedQueue<World> inputWorlds_;
+    BoundedQueue<World> outputWorlds_;
+    media::PicturePool pictures_;
+    Queue decoded_;
+    Queue converted_;
+    Queue corrected_;
+    Queue ready_;
+
+    std::mutex mutex_; ///< of what follows
+    std::condition_variable ended_;
+    std::exception_ptr error_;
+    std::size_t running_ = 0;
+    std::atomic<bool> cancelled_ = false;
+    std::vector<std::jthread> threads_; ///< last, so that they end before what they use goes
+};
+
+} // namespace tintwell::tool

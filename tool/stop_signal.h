@@ -1,0 +1,17 @@
+#pragma once
+
+#include <atomic>
+
+namespace tintwell::tool {
+
+/// From now on the first interrupt, hang-up or termination signal only sets the flag, so that work
+/// can be put away; a second one ends the program at once. A broken pipe becomes a failed write.
+void catchStopSignals();
+
+/// Set once a signal has asked the program to stop.
+const std::atomic<bool>& stopRequested();
+
+/// What a shell expects of a program that a signal stopped: 130 for an interrupt.
+int stopExitCode();
+
+} // namespace tintwell::tool
