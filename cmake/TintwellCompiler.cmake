@@ -26,6 +26,8 @@ if(TINTWELL_WARNINGS_AS_ERRORS)
 endif()
 if(TINTWELL_SANITIZE)
     target_compile_options(tintwell_compiler INTERFACE
-        -fsanitize=${TINTWELL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+        -fsanitize=${TINTWELL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer
+        # GCC sees uninitialised values in the instrumented standard library where there are none.
+        $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
     target_link_options(tintwell_compiler INTERFACE -fsanitize=${TINTWELL_SANITIZE})
 endif()

@@ -46,7 +46,7 @@ struct ClipInfo {
     bool rateIsExact = false;       ///< all frames are known to be 1/frameRate apart
     std::optional<FrameCount> frameCount;
     AVRational sampleAspectRatio{0, 1}; ///< 0/1 where unknown
-    double rotation = 0.0;  ///< degrees counterclockwise by which the picture is stored turned
+    double rotation = 0.0;  ///< degrees counterclockwise by which players turn the picture
     std::string formatName; ///< of the container, as FFmpeg names it
     std::string codecName;
 };

@@ -286,6 +286,11 @@ PacketPtr ClipReader::readPacket() {
         if ((packet->flags & AV_PKT_FLAG_CORRUPT) != 0) {
             ++damaged_;
         }
+        if (packet->pts != AV_NOPTS_VALUE) {
+            const AVRational timeBase = file_.container->streams[packet->stream_index]->time_base;
+            lastTime_ = std::max(lastTime_, av_rescale_q(packet->pts + packet->duration, timeBase,
+                                                         AVRational{1, AV_TIME_BASE}));
+        }
         return packet;
     }
     if (code == AVERROR(ENOMEM)) {
@@ -297,6 +302,18 @@ PacketPtr ClipReader::readPacket() {
     }
     inputEnded_ = true;
     return nullptr;
+}
+
+/// Whether the container promised clearly more than was found before its end.
+bool ClipReader::endedEarly() const {
+    const AVFormatContext& container = *file_.container;
+    if (!inputEnded_ || lastTime_ == AV_NOPTS_VALUE || container.duration <= 0 ||
+        container.start_time == AV_NOPTS_VALUE ||
+        container.duration_estimation_method == AVFMT_DURATION_FROM_BITRATE) {
+        return false;
+    }
+    const std::int64_t frame = av_rescale_q(1, av_inv_q(info_.frameRate), {1, AV_TIME_BASE});
+    return lastTime_ - container.start_time < container.duration / 20 * 19 - frame;
 }
 
 void ClipReader::checkFrame() const {
@@ -381,6 +398,10 @@ std::vector<std::string> ClipReader::warnings() const {
     }
     if (!readFailure_.empty()) {
         warnings.push_back(name_ + ": could not be read to its end (" + readFailure_ + ")");
+    }
+    if (readFailure_.empty() && endedEarly()) {
+        warnings.push_back(name_ +
+                           ": ends before the end that it announces; it seems to be cut off");
     }
     if (matrixIsReplaced(info_.pixelFormat, info_.tags)) {
         warnings.push_back(name_ + ": its colour matrix (" +

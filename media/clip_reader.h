@@ -67,6 +67,7 @@ private:
     Step step();
     void feedDecoder();
     PacketPtr readPacket();
+    bool endedEarly() const;
     void checkFrame() const;
     Moment timeOfFrame() const;
     ReadItem takeFrame();
@@ -87,6 +88,7 @@ private:
     int failuresInARow_ = 0;
     std::string readFailure_; ///< why reading ended before the end of the file
     bool inputEnded_ = false;
+    std::int64_t lastTime_ = AV_NOPTS_VALUE; ///< end of what was read so far, in microseconds
     bool finished_ = false;
 };
 

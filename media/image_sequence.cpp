@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <charconv>
 #include <filesystem>
-#include <regex>
 #include <vector>
 
 namespace tintwell::media {
@@ -35,18 +34,23 @@ std::string SequencePattern::nameOf(std::int64_t number) const {
 }
 
 std::optional<SequencePattern> parseSequence(const std::string& path) {
-    static const std::regex kNumber("%0?([0-9]?)d");
     const std::filesystem::path whole(path);
     const std::string name = whole.filename().string();
-    std::smatch match;
-    if (!std::regex_search(name, match, kNumber)) {
+    const std::size_t percent = name.find('%');
+    const std::size_t letter = name.find('d', percent);
+    if (percent == std::string::npos || letter == std::string::npos) {
+        return {};
+    }
+    // "%d", "%4d" or "%04d"
+    const std::string width = name.substr(percent + 1, letter - percent - 1);
+    if (width.size() > 2 || width.find_first_not_of("0123456789") != std::string::npos) {
         return {};
     }
     SequencePattern pattern;
     pattern.directory = whole.has_parent_path() ? whole.parent_path().string() : ".";
-    pattern.prefix = match.prefix();
-    pattern.suffix = match.suffix();
-    pattern.digits = match.length(1) == 0 ? 1 : static_cast<std::size_t>(std::stoi(match[1]));
+    pattern.prefix = name.substr(0, percent);
+    pattern.suffix = name.substr(letter + 1);
+    pattern.digits = width.empty() ? 1 : static_cast<std::size_t>(std::stoi(width));
     return pattern;
 }
 

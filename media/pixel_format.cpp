@@ -15,8 +15,10 @@ constexpr std::uint64_t kIndirectFlags = AV_PIX_FMT_FLAG_PAL | AV_PIX_FMT_FLAG_B
                                          AV_PIX_FMT_FLAG_HWACCEL | AV_PIX_FMT_FLAG_BAYER |
                                          AV_PIX_FMT_FLAG_FLOAT;
 
-constexpr std::array kPlanarChoices{
-    AV_PIX_FMT_GRAY8,      AV_PIX_FMT_GRAY16,    AV_PIX_FMT_GBRP,      AV_PIX_FMT_GBRAP,
+/// R,G,B of 8 bits is packed here: from palettes and bit fields the scaler takes another way to
+/// planes, through Y,U,V.
+constexpr std::array kDirectChoices{
+    AV_PIX_FMT_GRAY8,      AV_PIX_FMT_GRAY16,    AV_PIX_FMT_RGB24,     AV_PIX_FMT_RGB32,
     AV_PIX_FMT_GBRP16,     AV_PIX_FMT_GBRAP16,   AV_PIX_FMT_YUV411P,   AV_PIX_FMT_YUV420P,
     AV_PIX_FMT_YUV422P,    AV_PIX_FMT_YUV444P,   AV_PIX_FMT_YUVA420P,  AV_PIX_FMT_YUVA422P,
     AV_PIX_FMT_YUVA444P,   AV_PIX_FMT_YUV420P16, AV_PIX_FMT_YUV422P16, AV_PIX_FMT_YUV444P16,
@@ -57,7 +59,7 @@ PixelFormatTraits traitsOf(AVPixelFormat format) {
 }
 
 AVPixelFormat directFormatFor(AVPixelFormat format) {
-    return traitsOf(format).direct ? format : closestFormat(format, kPlanarChoices);
+    return traitsOf(format).direct ? format : closestFormat(format, kDirectChoices);
 }
 
 AVPixelFormat closestFormat(AVPixelFormat wanted, std::span<const AVPixelFormat> choices) {

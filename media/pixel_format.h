@@ -27,7 +27,7 @@ struct PixelFormatTraits {
 /// The format must be one that has pixels: not AV_PIX_FMT_NONE.
 PixelFormatTraits traitsOf(AVPixelFormat format);
 
-/// The format itself where it is direct, else the planar one that holds its pixels without loss
+/// The format itself where it is direct, else one that holds its pixels without loss
 /// (floating point excepted, which comes down to 16 bits).
 AVPixelFormat directFormatFor(AVPixelFormat format);
 

@@ -83,8 +83,10 @@ zimg_image_buffer RowRing::asOutput() {
 
 ZimgGraph::ZimgGraph(const zimg_image_format& from, const zimg_image_format& to,
                      unsigned outputRows)
-    : graph_(build(from, to)), input_(inputRowsOf(graph_.get()), rowBytes(from)),
-      output_(std::max(outputRows, outputRowsOf(graph_.get())), rowBytes(to)),
+    // zimg may ask for the whole picture by asking for more rows than there are.
+    : graph_(build(from, to)),
+      input_(std::min(inputRowsOf(graph_.get()), from.height), rowBytes(from)),
+      output_(std::max(outputRows, std::min(outputRowsOf(graph_.get()), to.height)), rowBytes(to)),
       scratch_(1, scratchBytesOf(graph_.get())) {}
 
 zimg_filter_graph* ZimgGraph::build(const zimg_image_format& from, const zimg_image_format& to) {
