@@ -44,6 +44,8 @@ private:
                                  const std::string& path) const;
     host::Keyframe readKeyframe(const ControlInfo& info, const Value& value,
                                 const std::string& path) const;
+    void checkOrder(const host::Keyframe& previous, const host::Keyframe& key, const Value& value,
+                    const std::string& path) const;
     double readAmount(const ControlInfo& info, const Value& value, const std::string& path) const;
     std::int32_t readFrame(const Value& value, const std::string& path) const;
     host::Interpolation readInterpolation(const ControlInfo& info, const Value& value,
@@ -55,6 +57,10 @@ private:
 
 std::string elementPath(const std::string& list, std::size_t index) {
     return list + "[" + std::to_string(index) + "]";
+}
+
+std::string memberPath(const std::string& object, const std::string& key) {
+    return object + "." + key;
 }
 
 std::string allKeys() {
@@ -88,7 +94,7 @@ ControlSettings ControlsReader::read() const {
     }
     ControlSettings settings;
     for (const auto& [key, value] : controls->items()) {
-        const std::string path = "controls." + key;
+        const std::string path = memberPath("controls", key);
         const ControlInfo* const info = findControl(key);
         if (info == nullptr) {
             fail(value, path, "there is no such control; the controls are " + allKeys());
@@ -121,14 +127,21 @@ host::ControlTrack ControlsReader::readTrack(const ControlInfo& info, const Valu
     for (const Value& entry : value) {
         const std::string entryPath = elementPath(path, keys.size());
         const host::Keyframe key = readKeyframe(info, entry, entryPath);
-        if (!keys.empty() && key.frame <= keys.back().frame) {
-            fail(entry.at("frame"), entryPath + ".frame",
-                 std::to_string(key.frame) + " does not come after " +
-                     std::to_string(keys.back().frame) + "; put the keyframes in rising order");
+        if (!keys.empty()) {
+            checkOrder(keys.back(), key, entry, entryPath);
         }
         keys.push_back(key);
     }
     return host::ControlTrack(std::move(keys));
+}
+
+void ControlsReader::checkOrder(const host::Keyframe& previous, const host::Keyframe& key,
+                                const Value& value, const std::string& path) const {
+    if (key.frame <= previous.frame) {
+        fail(value.at("frame"), path + ".frame",
+             std::to_string(key.frame) + " does not come after " + std::to_string(previous.frame) +
+                 "; put the keyframes in rising order");
+    }
 }
 
 host::Keyframe ControlsReader::readKeyframe(const ControlInfo& info, const Value& value,
@@ -141,7 +154,7 @@ host::Keyframe ControlsReader::readKeyframe(const ControlInfo& info, const Value
     host::Keyframe key;
     key.interpolation = info.isCheckbox ? host::Interpolation::Hold : host::Interpolation::Linear;
     for (const auto& [name, entry] : value.items()) {
-        const std::string entryPath = path + "." + name;
+        const std::string entryPath = memberPath(path, name);
         if (name == "frame") {
             key.frame = readFrame(entry, entryPath);
         } else if (name == "value") {
@@ -156,9 +169,7 @@ host::Keyframe ControlsReader::readKeyframe(const ControlInfo& info, const Value
     for (const char* const needed : {"frame", "value"}) {
         if (!value.contains(needed)) {
             fail(value, path,
-                 "has no " + std::string(needed) +
-                     "; a keyframe needs both frame and "
-                     "value");
+                 std::string("has no ").append(needed) + "; a keyframe needs both frame and value");
         }
     }
     return key;
