@@ -129,7 +129,7 @@ void restore(std::span<const Sample> originals, const Count* unchanged, std::uin
 }
 
 /// Turns such sums over `rows` rows into rounded averages. `lastColumns` is how many columns the
-/// last sum is made of: fewer than the others where the picture ends.
+/// last sum is made of: fewer than the others where the picture ends. Both are at least 1.
 template <class Sample>
 void averageShared(std::span<const std::uint32_t> sums, int shift, int rows, int lastColumns,
                    Sample* averages) {
@@ -149,7 +149,7 @@ void averageShared(std::span<const std::uint32_t> sums, int shift, int rows, int
     default:
         divide(static_cast<std::uint32_t>(rows << shift));
     }
-    const auto lastCount = static_cast<std::uint32_t>(rows * lastColumns);
+    const auto lastCount = std::max(1U, static_cast<std::uint32_t>(rows * lastColumns));
     averages[sums.size() - 1] = static_cast<Sample>((sums.back() + lastCount / 2) / lastCount);
 }
 

@@ -138,7 +138,7 @@ private:
         const int first = left >> shift;
         const int last = (right - 1) >> shift;
         const int lastColumns = right - (last << shift);
-        sums_.assign(static_cast<std::size_t>(last - first + 1), 0);
+        sums_.assign(static_cast<std::size_t>(last) - static_cast<std::size_t>(first) + 1, 0);
         unchangedSums_.assign(sums_.size(), 0);
         int rowCount = 0;
         for (int shared = std::max(0, y - chroma_.span() + 1); shared <= y; ++shared) {
