@@ -42,13 +42,13 @@ class CommandLineTest : public testing::Test {
 public:
     CommandLineTest() {
         std::string pattern = (fs::temp_directory_path() / "tintwell-test-XXXXXX").string();
-        folder = mkdtemp(pattern.data());
-        work = folder / "work";
-        fs::create_directory(work);
+        folder_ = mkdtemp(pattern.data());
+        work_ = folder_ / "work";
+        fs::create_directory(work_);
         write("clip.y4m", clip(kClipFrames));
     }
 
-    ~CommandLineTest() override { fs::remove_all(folder); }
+    ~CommandLineTest() override { fs::remove_all(folder_); }
 
 protected:
     static constexpr int kClipFrames = 10;
@@ -73,7 +73,7 @@ protected:
     }
 
     void write(const std::string& name, const std::string& text) const {
-        std::ofstream(work / name, std::ios::binary) << text;
+        std::ofstream(work_ / name, std::ios::binary) << text;
     }
 
     pid_t start(const Arguments& arguments, int input) const {
@@ -88,9 +88,9 @@ protected:
         words.push_back(nullptr);
         constexpr int kFlags = O_WRONLY | O_CREAT | O_TRUNC;
         dup2(input, STDIN_FILENO);
-        dup2(open((folder / "out").c_str(), kFlags, 0600), STDOUT_FILENO);
-        dup2(open((folder / "err").c_str(), kFlags, 0600), STDERR_FILENO);
-        if (chdir(work.c_str()) == 0) {
+        dup2(open((folder_ / "out").c_str(), kFlags, 0600), STDOUT_FILENO);
+        dup2(open((folder_ / "err").c_str(), kFlags, 0600), STDERR_FILENO);
+        if (chdir(work_.c_str()) == 0) {
             execv(TINTWELL_PROGRAM, const_cast<char* const*>(words.data()));
         }
         _exit(127);
@@ -100,7 +100,7 @@ protected:
         int status = 0;
         waitpid(child, &status, 0);
         return {WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status),
-                contentOf(folder / "out"), contentOf(folder / "err")};
+                contentOf(folder_ / "out"), contentOf(folder_ / "err")};
     }
 
     Outcome run(const Arguments& arguments, const fs::path& input = "/dev/null") const {
@@ -112,7 +112,7 @@ protected:
 
     std::set<std::string> filesInWork() const {
         std::set<std::string> names;
-        for (const auto& entry : fs::directory_iterator(work)) {
+        for (const auto& entry : fs::directory_iterator(work_)) {
             names.insert(entry.path().filename().string());
         }
         return names;
@@ -134,8 +134,8 @@ protected:
         EXPECT_EQ(filesInWork(), before) << outcome.err;
     }
 
-    fs::path folder;
-    fs::path work;
+    fs::path folder_;
+    fs::path work_;
 };
 
 TEST_F(CommandLineTest, WrongUsageIsToldWithTheOptionAndExits2) {
@@ -200,8 +200,8 @@ TEST_F(CommandLineTest, FailuresNameTheFileAndExit1WithoutLeavingAnything) {
     expectRefusal({"render", "clip.y4m", "out.mkv", "--module", "text.mp4"}, 1, {"text.mp4"});
     expectRefusal({"render", "clip.y4m", "out.mkv", "--controls", "no.json"}, 1, {"no.json"});
     expectRefusal({"controls", "--module", "text.mp4"}, 1, {"text.mp4"});
-    EXPECT_EQ(contentOf(work / "there.mkv"), "precious");
-    EXPECT_EQ(contentOf(work / "clip.y4m"), clip(kClipFrames));
+    EXPECT_EQ(contentOf(work_ / "there.mkv"), "precious");
+    EXPECT_EQ(contentOf(work_ / "clip.y4m"), clip(kClipFrames));
 }
 
 TEST_F(CommandLineTest, ControlsFileErrorsNameFileAndLine) {
@@ -220,7 +220,7 @@ TEST_F(CommandLineTest, RenderWritesTheClipAndTheSummary) {
     EXPECT_EQ(summary.at("width"), 64);
     EXPECT_EQ(summary.at("output"), "out.mkv");
     EXPECT_EQ(summary.at("video_codec"), "ffv1");
-    EXPECT_GT(fs::file_size(work / "out.mkv"), 0U);
+    EXPECT_GT(fs::file_size(work_ / "out.mkv"), 0U);
     EXPECT_EQ(filesInWork(), (std::set<std::string>{"clip.y4m", "out.mkv"}));
     std::istringstream lines(outcome.err);
     std::string line;
@@ -265,7 +265,7 @@ TEST_F(CommandLineTest, StandardInputAndOutputCarryTheSameFramesAsFiles) {
     fromFile.insert(fromFile.end(), output.begin(), output.end());
     fromPipe.insert(fromPipe.end(), output.begin(), output.end());
     const Outcome file = run(fromFile);
-    const Outcome pipe = run(fromPipe, work / "clip.y4m");
+    const Outcome pipe = run(fromPipe, work_ / "clip.y4m");
     ASSERT_EQ(file.exitCode, 0) << file.err;
     ASSERT_EQ(pipe.exitCode, 0) << pipe.err;
     EXPECT_GT(file.out.size(), kClipFrames * (clipFrame(0).size() - 1));
