@@ -1,22 +1,21 @@
 #pragma once
 
-// The transcendental functions the effect's results depend on, in one place: a platform whose
-// mathematics library rounds them differently shows in the one test of this header.
-
-#include <cmath>
+// The transcendental functions the effect's results depend on. Mathematics libraries differ in the
+// last bit, from system to system and even from processor to processor, and a last bit can move a
+// level. These give the same bits wherever double arithmetic is IEEE 754's, rounded to nearest and
+// without contraction.
 
 namespace tintwell::real {
 
-inline double pow(double base, double exponent) {
-    return std::pow(base, exponent);
-}
+// The error is below 0.52 units in the last place, so that a result which a double can hold is that
+// double. Not-a-number gives not-a-number.
 
-inline double exp(double value) {
-    return std::exp(value);
-}
+/// `base` at or above 0, finite. 0 gives 0: exponents are above 0 there.
+double pow(double base, double exponent);
 
-inline double log(double value) {
-    return std::log(value);
-}
+double exp(double value);
+
+/// Minus infinity for 0, not-a-number below it.
+double log(double value);
 
 } // namespace tintwell::real

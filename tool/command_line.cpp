@@ -1,6 +1,7 @@
 #include "tool/command_line.h"
 
 #include "tool/controls_command.h"
+#include "tool/declaration_command.h"
 #include "tool/help_format.h"
 #include "tool/module_path.h"
 #include "tool/render_command.h"
@@ -79,6 +80,7 @@ CommandLine::CommandLine() : app_("Automatic colour correction for video", "tint
     app_.option_defaults()->take_last()->disable_flag_override();
     commands_.push_back(addRenderCommand(app_));
     commands_.push_back(addControlsCommand(app_));
+    commands_.push_back(addDeclarationCommand(app_));
 }
 
 int CommandLine::run(int argumentCount, const char* const* arguments) noexcept {

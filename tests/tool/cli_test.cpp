@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <set>
 #include <sstream>
 #include <string>
@@ -200,6 +201,7 @@ TEST_F(CommandLineTest, FailuresNameTheFileAndExit1WithoutLeavingAnything) {
     expectRefusal({"render", "clip.y4m", "out.mkv", "--module", "text.mp4"}, 1, {"text.mp4"});
     expectRefusal({"render", "clip.y4m", "out.mkv", "--controls", "no.json"}, 1, {"no.json"});
     expectRefusal({"controls", "--module", "text.mp4"}, 1, {"text.mp4"});
+    expectRefusal({"declaration", "text.mp4"}, 1, {"text.mp4", "neither an ELF module nor"});
     EXPECT_EQ(contentOf(work_ / "there.mkv"), "precious");
     EXPECT_EQ(contentOf(work_ / "clip.y4m"), clip(kClipFrames));
 }
@@ -326,10 +328,26 @@ TEST_F(CommandLineTest, ControlsListWhatTheModuleDeclaresAndTheOptionsAgree) {
     EXPECT_NE(table.out.find("Snap Neutral Midtones"), std::string::npos);
 }
 
+TEST_F(CommandLineTest, DeclarationIsPrintedForPeopleAndForPrograms) {
+    const Outcome outcome = run({"declaration", "--json"});
+    ASSERT_EQ(outcome.exitCode, 0) << outcome.err;
+    const auto document = nlohmann::json::parse(outcome.out);
+    std::map<std::string, nlohmann::json> values;
+    for (const auto& property : document.at("properties")) {
+        values[property.at("key")] = property.at("value");
+    }
+    EXPECT_EQ(values.size(), 12U);
+    EXPECT_EQ(values["eMNA"], "ZQVN Tintwell");
+    EXPECT_EQ(values["eSVR"], nlohmann::json::array({13, 2}));
+    EXPECT_EQ(values["eGLO"], 0x2000002);
+    EXPECT_NE(run({"declaration"}).out.find("525824 (0x80600)"), std::string::npos);
+}
+
 TEST_F(CommandLineTest, HelpAndVersionGoToStandardOutput) {
     EXPECT_NE(run({"--version"}).out.find("Tintwell"), std::string::npos);
     for (const Arguments& arguments :
-         {Arguments{"--help"}, Arguments{"render", "--help"}, Arguments{"controls", "--help"}}) {
+         {Arguments{"--help"}, Arguments{"render", "--help"}, Arguments{"controls", "--help"},
+          Arguments{"declaration", "--help"}}) {
         const Outcome outcome = run(arguments);
         EXPECT_EQ(outcome.exitCode, 0);
         EXPECT_NE(outcome.out.find("Example"), std::string::npos);
