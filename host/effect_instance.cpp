@@ -169,6 +169,14 @@ void EffectInstance::setControl(Control control, const ControlTrack& track, std:
     setControls(tracks, frame);
 }
 
+void EffectInstance::setFrameCount(std::int32_t frames) {
+    ClipTiming timing = services_.timing();
+    timing.frameCount = frames;
+    timing.check();
+    services_.setFrameCount(frames);
+    inData_.totalDuration = timing.timeOf(frames);
+}
+
 bool EffectInstance::isDisabled(Control control) const {
     const auto index = static_cast<std::int32_t>(control);
     return services_.parameters().isControl(index) && services_.parameters().isDisabled(index);

@@ -76,6 +76,12 @@ public:
     void setControls(const ControlTracks& tracks, std::int32_t frame = 0);
     void setControl(Control control, const ControlTrack& track, std::int32_t frame = 0);
 
+    std::int32_t frameCount() const { return services_.timing().frameCount; }
+
+    /// From now on the clip has so many frames, as when its end has been found. Between commands;
+    /// throws std::invalid_argument as the constructor does.
+    void setFrameCount(std::int32_t frames);
+
     /// Whether the module's control panel shows a control greyed out.
     bool isDisabled(Control control) const;
 

@@ -33,6 +33,8 @@ public:
 
     const ClipTiming& timing() const { return timing_; }
 
+    void setFrameCount(std::int32_t frames) { timing_.frameCount = frames; }
+
     Parameters& parameters() { return parameters_; }
 
     const Parameters& parameters() const { return parameters_; }

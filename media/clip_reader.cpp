@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <thread>
 #include <utility>
 
@@ -27,6 +28,29 @@ int decoderThreads(const AVCodecParameters& parameters) {
     const bool large = std::int64_t{parameters.width} * parameters.height > 1920 * 1200;
     const int processors = static_cast<int>(std::max(1U, std::thread::hardware_concurrency()));
     return std::min(processors, large ? 4 : 8);
+}
+
+/// Where a stream is damaged, decoders can leave parts of a picture as they find them. They must
+/// not find what was there before: the same clip is to give the same pictures, always.
+int getClearedBuffer(AVCodecContext* decoder, AVFrame* frame, int flags) {
+    const int code = avcodec_default_get_buffer2(decoder, frame, flags);
+    for (AVBufferRef* buffer : frame->buf) {
+        if (code == 0 && buffer != nullptr) {
+            std::memset(buffer->data, 0, static_cast<std::size_t>(buffer->size));
+        }
+    }
+    return code;
+}
+
+void clearNewPictures(AVCodecContext& decoder) {
+    decoder.get_buffer2 = getClearedBuffer;
+#if FF_API_THREAD_SAFE_CALLBACKS
+    // FFmpeg 5 calls it from one thread at a time, and decodes more slowly, unless told not to.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+    decoder.thread_safe_callbacks = 1;
+#pragma GCC diagnostic pop
+#endif
 }
 
 bool isRate(AVRational rate) {
@@ -100,6 +124,7 @@ void ClipReader::openDecoder() {
     decoder_->pkt_timebase = file_.video->time_base;
     decoder_->thread_count = decoderThreads(parameters);
     decoder_->max_pixels = kMaximumPixels;
+    clearNewPictures(*decoder_);
     if (const int code = avcodec_open2(decoder_.get(), codec, nullptr); code < 0) {
         throw MediaError(name_ + ": its video (" + codec->name + ") cannot be decoded (" +
                          explainFailure(code) + ")");
@@ -208,6 +233,9 @@ std::optional<ReadItem> ClipReader::read() {
         return {};
     }
     if (!frame_ && step() == Step::End) {
+        if (spanEnd_) {
+            return finish(spanEnd_);
+        }
         if (options_.frames && nextIndex_ <= options_.frames->last) {
             throwOutsideClip(nextIndex_);
         }
@@ -215,15 +243,18 @@ std::optional<ReadItem> ClipReader::read() {
     }
     if (!frame_) {
         const bool deliver = !options_.frames && copied_.size() >= kPacketsPerItem;
-        return ReadItem{nullptr, deliver ? copied_.take({}) : std::vector<PacketPtr>{}};
+        ReadItem item;
+        if (deliver) {
+            item.copied = copied_.take({});
+        }
+        return item;
+    }
+    if (options_.frames && nextIndex_ > options_.frames->last) {
+        return passBeyond();
     }
     checkFrame();
-    if (options_.frames && nextIndex_ > options_.frames->last) {
-        return finish(timeOfFrame());
-    }
     if (options_.frames && nextIndex_ < options_.frames->first) {
-        skipFrame();
-        return ReadItem{};
+        return skipFrame();
     }
     return takeFrame();
 }
@@ -316,8 +347,12 @@ bool ClipReader::endedEarly() const {
     return lastTime_ - container.start_time < container.duration / 20 * 19 - frame;
 }
 
+bool ClipReader::hasClipSize() const {
+    return frame_->width == info_.width && frame_->height == info_.height;
+}
+
 void ClipReader::checkFrame() const {
-    if (frame_->width != info_.width || frame_->height != info_.height) {
+    if (!hasClipSize()) {
         const auto size = [](int width, int height) {
             return std::to_string(width) + "x" + std::to_string(height);
         };
@@ -346,6 +381,7 @@ ReadItem ClipReader::takeFrame() {
     // Of a span, only what lies before this frame is sure to lie before the span's end too.
     item.copied = copied_.take(options_.frames ? std::optional(time) : std::nullopt);
     item.frame = std::move(frame_);
+    item.index = nextIndex_;
     if (item.frame->best_effort_timestamp == AV_NOPTS_VALUE) {
         item.frame->pts = AV_NOPTS_VALUE;
     } else {
@@ -355,10 +391,38 @@ ReadItem ClipReader::takeFrame() {
     return item;
 }
 
-void ClipReader::skipFrame() {
+ReadItem ClipReader::skipFrame() {
     copied_.dropBefore(timeOfFrame());
+    ReadItem item;
+    item.outside = std::move(frame_);
+    item.index = nextIndex_++;
+    return item;
+}
+
+ReadItem ClipReader::passBeyond() {
+    if (!spanEnd_) {
+        spanEnd_ = timeOfFrame();
+    }
+    if (nextIndex_ > options_.frames->last + framesBeyond_ || !hasClipSize()) {
+        return finish(spanEnd_);
+    }
+    ReadItem item;
+    item.outside = std::move(frame_);
+    item.index = nextIndex_++;
+    return item;
+}
+
+bool ClipReader::seek(std::int64_t pts) {
+    const std::int64_t time = pts + ticksOf(*copied_.start(), info_.timeBase);
+    if (av_seek_frame(file_.container.get(), file_.video->index, time, AVSEEK_FLAG_BACKWARD) < 0) {
+        return false;
+    }
+    avcodec_flush_buffers(decoder_.get());
     frame_.reset();
-    ++nextIndex_;
+    failuresInARow_ = 0;
+    inputEnded_ = false;
+    finished_ = false;
+    return true;
 }
 
 /// The packets that lie before the end, or all there are.

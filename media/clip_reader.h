@@ -18,11 +18,12 @@ struct ReaderOptions {
     bool copyOtherStreams = false;   ///< deliver the packets of the streams beside the video
 };
 
-/// What comes next of a clip: a frame, packets of other streams that belong before it, both, or
-/// (while frames are skipped) neither. Times start at 0 with the clip, or with the first frame of
-/// the span.
+/// What comes next of a clip: a frame, packets of other streams that belong before it, both, or a
+/// frame outside the span. Times start at 0 with the clip, or with the first frame of the span.
 struct ReadItem {
-    FramePtr frame; ///< pts in ClipInfo::timeBase, AV_NOPTS_VALUE where the clip has none
+    FramePtr frame;         ///< pts in ClipInfo::timeBase, AV_NOPTS_VALUE where the clip has none
+    FramePtr outside;       ///< a frame that is passed over, for those who look at neighbours
+    std::int64_t index = 0; ///< of the frame in the clip, either one
     std::vector<PacketPtr> copied; ///< timestamps in the time bases of their streams
 };
 
@@ -44,6 +45,14 @@ public:
 
     /// From now on only packets of these streams are delivered. Before the first read.
     void keepStreams(const std::vector<int>& indices);
+
+    /// From now on up to so many frames behind the span are passed over too. Before the first read.
+    void readBeyondSpan(std::int64_t frames) { framesBeyond_ = frames; }
+
+    /// Goes to a key frame at or before the frame of this pts, where the input can: what is read
+    /// next is decoded from there, may begin with pictures that lack what they were predicted from,
+    /// and has no index. For readers without span and other streams.
+    bool seek(std::int64_t pts);
 
     /// Empty at the end. Throws where the span turns out to lie outside the clip.
     std::optional<ReadItem> read();
@@ -68,10 +77,12 @@ private:
     void feedDecoder();
     PacketPtr readPacket();
     bool endedEarly() const;
+    bool hasClipSize() const;
     void checkFrame() const;
     Moment timeOfFrame() const;
     ReadItem takeFrame();
-    void skipFrame();
+    ReadItem skipFrame();
+    ReadItem passBeyond();
     ReadItem finish(const std::optional<Moment>& end);
     void readPacketsUntil(const Moment& end);
     [[noreturn]] void throwOutsideClip(std::int64_t frameCount) const;
@@ -87,6 +98,8 @@ private:
     std::int64_t damaged_ = 0;   ///< packets that could not be decoded, and frames with flaws
     int failuresInARow_ = 0;
     std::string readFailure_; ///< why reading ended before the end of the file
+    std::int64_t framesBeyond_ = 0;
+    std::optional<Moment> spanEnd_; ///< known once a frame behind the span is
     bool inputEnded_ = false;
     std::int64_t lastTime_ = AV_NOPTS_VALUE; ///< end of what was read so far, in microseconds
     bool finished_ = false;

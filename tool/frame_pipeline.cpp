@@ -3,6 +3,7 @@
 #include "tool/render_pipeline.h"
 
 #include <chrono>
+#include <deque>
 #include <optional>
 #include <utility>
 
@@ -28,10 +29,10 @@ bool takeFrom(BoundedQueue<World>& worlds, World& taken) {
 
 } // namespace
 
-FramePipeline::FramePipeline(const Parts& parts, host::SampleDepth depth, std::int64_t firstFrame)
-    : parts_(parts), depth_(depth), firstFrame_(firstFrame), inputWorlds_(kInputWorlds),
-      outputWorlds_(kOutputWorlds), pictures_(parts.writer.pictureFormat()), decoded_(kQueueLength),
-      converted_(kQueueLength), corrected_(kQueueLength), ready_(kQueueLength) {
+FramePipeline::FramePipeline(const Parts& parts, host::SampleDepth depth)
+    : parts_(parts), depth_(depth), inputWorlds_(kInputWorlds), outputWorlds_(kOutputWorlds),
+      pictures_(parts.writer.pictureFormat()), decoded_(kQueueLength), converted_(kQueueLength),
+      corrected_(kQueueLength), ready_(kQueueLength) {
     const media::ClipInfo& info = parts.reader.info();
     for (std::size_t i = 0; i < kInputWorlds; ++i) {
         inputWorlds_.push(std::make_unique<host::FrameBuffer>(info.width, info.height, depth));
@@ -85,6 +86,8 @@ void FramePipeline::fail(std::exception_ptr error) {
     }
     inputWorlds_.cancel();
     outputWorlds_.cancel();
+    parts_.effect.requestAbort();
+    parts_.neighbours.cancel();
 }
 
 void FramePipeline::waitForEnd(const std::atomic<bool>& stop) {
@@ -99,25 +102,42 @@ void FramePipeline::waitForEnd(const std::atomic<bool>& stop) {
     }
 }
 
+/// Keeps behind the reader by the frames that neighbours are taken from.
 void FramePipeline::decode() {
-    std::int64_t frame = firstFrame_;
+    std::deque<Job> waiting;
+    std::int64_t framesWaiting = 0;
+    const auto handOn = [&](std::int64_t framesBehind) {
+        while (!waiting.empty() &&
+               framesWaiting - (waiting.front().source ? 1 : 0) >= framesBehind) {
+            framesWaiting -= waiting.front().source ? 1 : 0;
+            if (!decoded_.push(std::move(waiting.front()))) {
+                return false;
+            }
+            waiting.pop_front();
+        }
+        return true;
+    };
     while (!cancelled_) {
         std::optional<media::ReadItem> item = parts_.reader.read();
         if (!item) {
             break;
         }
-        if (!item->frame && item->copied.empty()) {
-            continue;
+        parts_.neighbours.offer(*item);
+        if (item->frame || !item->copied.empty()) {
+            framesWaiting += item->frame ? 1 : 0;
+            Job& job = waiting.emplace_back();
+            job.frame = item->index;
+            job.copied = std::move(item->copied);
+            job.source = std::move(item->frame);
         }
-        Job job;
-        job.copied = std::move(item->copied);
-        job.source = std::move(item->frame);
-        job.frame = job.source ? frame++ : frame;
-        if (!decoded_.push(std::move(job))) {
+        if (!handOn(parts_.neighbours.readAhead())) {
             return;
         }
     }
-    decoded_.finish();
+    parts_.neighbours.finish();
+    if (handOn(0)) {
+        decoded_.finish();
+    }
 }
 
 /// Does the work on the jobs that carry a frame and hands all of them on in their order. The work
@@ -135,28 +155,14 @@ void FramePipeline::passOn(Queue& from, Queue& to, Work work) {
     to.finish();
 }
 
-media::PictureFormat FramePipeline::formatOf(const AVFrame& picture) const {
-    const media::ClipInfo& info = parts_.reader.info();
-    const auto pixelFormat = static_cast<AVPixelFormat>(picture.format);
-    return {info.width, info.height, pixelFormat,
-            pixelFormat == info.pixelFormat
-                ? info.color
-                : media::resolveColor(pixelFormat, info.width, info.height, info.tags)};
-}
-
 void FramePipeline::convertIn() {
-    std::optional<media::FrameToWorld> converter;
-    media::PictureFormat converterFormat;
+    media::ClipToWorld converter(parts_.reader.info(), depth_);
     passOn(decoded_, converted_, [&](Job& job) {
-        job.sourceFormat = formatOf(*job.source);
-        if (!converter || job.sourceFormat != converterFormat) {
-            converter.emplace(job.sourceFormat, depth_);
-            converterFormat = job.sourceFormat;
-        }
+        job.sourceFormat = converter.formatOf(*job.source);
         if (!takeFrom(inputWorlds_, job.input)) {
             return false;
         }
-        converter->convert(*job.source, *job.input);
+        converter.convert(*job.source, *job.input);
         return true;
     });
 }
@@ -166,9 +172,27 @@ void FramePipeline::applyEffect() {
         if (!takeFrom(outputWorlds_, job.output)) {
             return false;
         }
-        parts_.effect.render(static_cast<std::int32_t>(job.frame), *job.input, *job.output);
+        render(job);
         return true;
     });
+}
+
+/// How many frames the clip has is not known before somebody has asked for one too many. The effect
+/// is told then, and asked again. What it did until then holds: the number matters only to frames
+/// whose neighbours reach beyond the clip, and this is the first of them.
+void FramePipeline::render(const Job& job) {
+    const auto frame = static_cast<std::int32_t>(job.frame);
+    parts_.neighbours.moveTo(frame);
+    try {
+        parts_.effect.render(frame, *job.input, *job.output);
+    } catch (const host::CommandError&) {
+        const std::optional<std::int32_t> found = parts_.neighbours.frameCount();
+        if (!found || *found <= frame || *found >= parts_.effect.frameCount()) {
+            throw;
+        }
+        parts_.effect.setFrameCount(*found);
+        parts_.effect.render(frame, *job.input, *job.output);
+    }
 }
 
 void FramePipeline::convertOut() {

@@ -3,10 +3,11 @@
 #include "host/effect_instance.h"
 #include "host/frame_buffer.h"
 #include "media/clip_reader.h"
+#include "media/clip_to_world.h"
 #include "media/clip_writer.h"
-#include "media/frame_converter.h"
 #include "media/picture_pool.h"
 #include "tool/bounded_queue.h"
+#include "tool/neighbours.h"
 #include "tool/progress.h"
 
 #include <atomic>
@@ -30,10 +31,10 @@ public:
         host::EffectInstance& effect;
         media::ClipWriter& writer;
         Progress& progress;
+        Neighbours& neighbours;
     };
 
-    /// `firstFrame` is the number in the clip of the first frame that the reader delivers.
-    FramePipeline(const Parts& parts, host::SampleDepth depth, std::int64_t firstFrame);
+    FramePipeline(const Parts& parts, host::SampleDepth depth);
 
     /// Returns the number of frames when all have been written. Throws the first exception of any
     /// thread, or RenderStopped soon after `stop` is set; the threads have ended then.
@@ -64,14 +65,13 @@ private:
     void start(void (FramePipeline::*stage)());
     void fail(std::exception_ptr error);
     void waitForEnd(const std::atomic<bool>& stop);
-    media::PictureFormat formatOf(const AVFrame& picture) const;
+    void render(const Job& job);
 
     template <class Work>
     void passOn(Queue& from, Queue& to, Work work);
 
     Parts parts_;
     host::SampleDepth depth_;
-    std::int64_t firstFrame_;
     std::int64_t framesWritten_ = 0;
     // Worlds are the largest part of the memory, so their number bounds the frames under way. The
     // two kinds are kept apart: frames that wait to be corrected must not use up those to correct

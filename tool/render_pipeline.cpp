@@ -5,6 +5,7 @@
 #include "media/clip_writer.h"
 #include "media/media_error.h"
 #include "tool/frame_pipeline.h"
+#include "tool/neighbours.h"
 #include "tool/user_error.h"
 
 #include <algorithm>
@@ -44,22 +45,22 @@ host::SampleDepth worldDepth(DepthChoice choice, const media::ClipInfo& info) {
     return deep ? host::SampleDepth::Bits16 : host::SampleDepth::Bits8;
 }
 
-/// The clip on the effect's clock, whose 32 bits must hold the whole clip. Where the number of
-/// frames is not certain the clip is as long as they can hold.
+/// The clip on the effect's clock, whose 32 bits must hold the whole clip. It is as long as they
+/// can hold: containers may promise more frames or fewer than can be decoded, and the effect is
+/// told the real number as soon as that is of consequence.
 host::ClipTiming timingOf(const media::ClipInfo& info) {
     constexpr std::int64_t kMaximum = std::numeric_limits<std::int32_t>::max();
-    const std::int64_t frames = info.frameCount ? info.frameCount->frames : 1;
+    const std::int64_t frames =
+        std::max<std::int64_t>(info.frameCount ? info.frameCount->frames : 1, 1);
     int scale = info.frameRate.num;
     int step = info.frameRate.den;
-    if (std::max<std::int64_t>(frames, 1) * step > kMaximum) {
+    if (frames > kMaximum / step) {
         av_reduce(&scale, &step, info.frameRate.num, info.frameRate.den, kMaximum / frames);
     }
     host::ClipTiming timing;
     timing.timeStep = std::max(step, 1);
     timing.timeScale = static_cast<std::uint32_t>(std::max(scale, 1));
-    const bool certain = info.frameCount && info.frameCount->exact;
-    timing.frameCount = static_cast<std::int32_t>(
-        certain ? std::min(frames, kMaximum / timing.timeStep) : kMaximum / timing.timeStep);
+    timing.frameCount = static_cast<std::int32_t>(kMaximum / timing.timeStep);
     return timing;
 }
 
@@ -110,6 +111,8 @@ RenderSummary render(const RenderOptions& options, Progress& progress,
     const auto begin = std::chrono::steady_clock::now();
     const auto module = std::make_shared<const host::ModuleLibrary>(options.modulePath);
     media::ClipReader reader(options.input, readerOptions(options));
+    const host::SampleDepth depth = worldDepth(options.depth, reader.info());
+    Neighbours neighbours(options, reader, depth);
     media::ClipWriter writer(options.output, options.input, reader, spanOf(options),
                              writerOptions(options));
     reader.keepStreams(writer.copiedStreams());
@@ -118,15 +121,14 @@ RenderSummary render(const RenderOptions& options, Progress& progress,
     instance.timing = timingOf(reader.info());
     instance.highQuality = options.highQuality;
     instance.controls = options.controls;
+    instance.frames = neighbours.source();
     host::EffectInstance effect(module, std::move(instance));
     effect.setUp();
 
-    const host::SampleDepth depth = worldDepth(options.depth, reader.info());
     std::int64_t frames = 0;
     {
         const ProgressSpan span(progress, totalFrames(options, reader.info()));
-        FramePipeline pipeline({reader, effect, writer, progress}, depth,
-                               options.frames ? options.frames->first : 0);
+        FramePipeline pipeline({reader, effect, writer, progress, neighbours}, depth);
         frames = pipeline.run(stop);
         writer.finish();
     }

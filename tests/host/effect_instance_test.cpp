@@ -153,6 +153,19 @@ TEST_F(EffectInstanceTest, handsOutNeighboursAndTakesThemBack) {
     EXPECT_EQ(instance->ledger().layerCheckOutsOf(4), 0U);
 }
 
+TEST_F(EffectInstanceTest, learnsTheClipsLengthLater) {
+    const auto instance = setUp(tracks(Action::CopyNeighbour, 2.0));
+    instance->setFrameCount(3);
+    EXPECT_EQ(instance->frameCount(), 3);
+    EXPECT_EQ(renderByte(*instance, 0), 2);
+    EXPECT_EQ(renderError(*instance, 1).value().code(), host_error::kFrameOutsideClip);
+    EXPECT_THROW(renderByte(*instance, 3), std::out_of_range);
+    EXPECT_THROW(instance->setFrameCount(0), std::invalid_argument);
+    instance->setControl(static_cast<Control>(fake::kAction),
+                         ControlTrack(static_cast<double>(Action::Report)));
+    EXPECT_EQ(report(*instance, 0).totalDuration, 3 * kTiming.timeStep);
+}
+
 TEST_F(EffectInstanceTest, reportsFailuresAsSentences) {
     const auto instance = setUp(tracks(Action::CopyNeighbour, 2.0));
     const auto outside = renderError(*instance, 4);

@@ -274,6 +274,62 @@ TEST_F(CommandLineTest, StandardInputAndOutputCarryTheSameFramesAsFiles) {
     EXPECT_EQ(pipe.out, file.out);
 }
 
+/// A smoothed frame depends on frames before and after it, rendered or not.
+TEST_F(CommandLineTest, SmoothedRangesAreThoseOfTheWholeClipFromFileAndPipe) {
+    constexpr int kFrames = 24;
+    write("long.y4m", clip(kFrames));
+    write("keys.json", R"({"version": 1, "controls": {"temporal-smoothing": [
+        {"frame": 0, "value": 0}, {"frame": 9, "value": 0, "interpolation": "hold"},
+        {"frame": 10, "value": 0.5}]}})");
+    const auto render = [this](const std::string& input, Arguments arguments) {
+        arguments.insert(arguments.begin(),
+                         {"render", input, "-", "--output-format", "yuv4mpegpipe"});
+        const Outcome outcome = run(arguments, work / "long.y4m");
+        EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
+        return outcome.out;
+    };
+    const std::size_t frame = clipFrame(0).size();
+    const std::string plain = render("long.y4m", {});
+    for (const Arguments& smoothing : {Arguments{"--temporal-smoothing", "0.3"},
+                                       Arguments{"--temporal-smoothing", "2", "--scene-detect"},
+                                       Arguments{"--controls", "keys.json"}}) {
+        const std::string whole = render("long.y4m", smoothing);
+        const std::size_t header = whole.size() - kFrames * frame;
+        EXPECT_NE(whole, plain);
+        EXPECT_EQ(render("-", smoothing), whole);
+        for (const auto& [first, last] :
+             std::vector<std::pair<int, int>>{{0, 2}, {5, 16}, {11, 11}, {20, 23}, {23, 23}}) {
+            Arguments range = smoothing;
+            range.insert(range.end(),
+                         {"--frames", std::to_string(first) + "-" + std::to_string(last)});
+            const std::string expected =
+                whole.substr(0, header) +
+                whole.substr(header + static_cast<std::size_t>(first) * frame,
+                             static_cast<std::size_t>(last - first + 1) * frame);
+            EXPECT_TRUE(render("long.y4m", range) == expected) << first << " from a file";
+            EXPECT_TRUE(render("-", range) == expected) << first << " from a pipe";
+        }
+    }
+}
+
+TEST_F(CommandLineTest, AWindowThatAPipeCannotHoldIsRefused) {
+    const std::string header = "YUV4MPEG2 W1920 H1080 F25:1 Ip A1:1 C420jpeg\nFRAME\n";
+    write("large.y4m", header + std::string(1920 * 1080 * 3 / 2, '\x78'));
+    const std::set<std::string> before = filesInWork();
+    const auto render = [&](const std::string& seconds) {
+        return run({"render", "-", "out.mkv", "--temporal-smoothing", seconds, "--video-codec",
+                    "rawvideo"},
+                   work / "large.y4m");
+    };
+    const Outcome refused = render("10");
+    EXPECT_EQ(refused.exitCode, 1);
+    EXPECT_EQ(filesInWork(), before);
+    const std::string fit = "up to 6.6 seconds fit";
+    EXPECT_NE(refused.err.find("standard input: smoothing over 10"), std::string::npos);
+    EXPECT_NE(refused.err.find(fit), std::string::npos) << refused.err;
+    EXPECT_EQ(render("6.6").exitCode, 0);
+}
+
 TEST_F(CommandLineTest, InterruptRemovesThePartialFileAndExits130) {
     std::signal(SIGPIPE, SIG_IGN);
     int ends[2] = {};

@@ -1,0 +1,125 @@
+#include "tool/neighbours.h"
+
+#include "media/file_neighbours.h"
+#include "media/image_sequence.h"
+#include "media/input_file.h"
+#include "tool/user_error.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <filesystem>
+#include <string>
+
+extern "C" {
+#include <libavutil/rational.h>
+}
+
+namespace tintwell::tool {
+namespace {
+
+/// The longest window that the effect uses anywhere in the clip, in seconds; 0 where it smooths
+/// nothing. Between keyframes values never go beyond those of the keyframes.
+double longestWindow(const RenderOptions& options) {
+    const host::ControlTrack& track = options.controls[host::Control::TemporalSmoothing];
+    if (!options.highQuality) {
+        return 0.0;
+    }
+    double longest = track.isKeyframed() ? 0.0 : track.valueAt(0);
+    for (const host::Keyframe& key : track.keys()) {
+        longest = std::max(longest, key.value);
+    }
+    return longest;
+}
+
+bool canBeReadAgain(const std::string& input) {
+    std::error_code error;
+    return std::filesystem::is_regular_file(input, error) ||
+           (input != media::kStandardStream && media::parseSequence(input).has_value());
+}
+
+/// How the effect looks at frames to one side: half its window and the frame beyond. The effect
+/// rounds, so a frame is allowed for that.
+std::int64_t reachOf(double seconds, double frameRate) {
+    return static_cast<std::int64_t>(std::floor(seconds * frameRate / 2.0)) + 2;
+}
+
+/// The frames before the current one are in the effect's own memory if it has rendered all of them.
+bool needsEarlierFrames(const RenderOptions& options) {
+    return (options.frames && options.frames->first > 0) ||
+           options.controls[host::Control::TemporalSmoothing].isKeyframed();
+}
+
+[[noreturn]] void refuseWindow(const RenderOptions& options, const media::ClipInfo& info,
+                               double seconds, std::int64_t needed) {
+    const std::int64_t fitting = media::FrameWindow::capacity(info);
+    const std::int64_t sides = needsEarlierFrames(options) ? 2 : 1;
+    const auto side = static_cast<double>((fitting - 1) / sides - 2);
+    const double possible = std::floor(10.0 * 2.0 * side / av_q2d(info.frameRate)) / 10.0;
+    char text[64];
+    std::snprintf(text, sizeof text, possible > 0.0 ? "up to %.1f seconds fit" : "no time fits",
+                  possible);
+    throw UserError(media::inputName(options.input) + ": smoothing over " +
+                    std::to_string(seconds).substr(0, 4) + " seconds needs " +
+                    std::to_string(needed) +
+                    " frames of the clip at once, which are too many to keep of an input that can "
+                    "be read only once (" +
+                    text + "); shorten the temporal smoothing, or render from a file");
+}
+
+} // namespace
+
+Neighbours::Neighbours(const RenderOptions& options, media::ClipReader& reader,
+                       host::SampleDepth depth) {
+    const double seconds = longestWindow(options);
+    if (seconds <= 0.0) {
+        return;
+    }
+    if (canBeReadAgain(options.input)) {
+        source_ = std::make_unique<media::FileNeighbours>(
+            options.input, media::InputOptions{options.inputFormat, options.frameRate}, depth);
+        return;
+    }
+    const media::ClipInfo& info = reader.info();
+    const std::int64_t reach = reachOf(seconds, av_q2d(info.frameRate));
+    const media::WindowReach window{needsEarlierFrames(options) ? reach : 0, reach};
+    if (window.frames() > media::FrameWindow::capacity(info)) {
+        refuseWindow(options, info, seconds, window.frames());
+    }
+    auto source = std::make_unique<media::FrameWindow>(info, depth, window,
+                                                       options.frames ? options.frames->first : 0);
+    window_ = source.get();
+    source_ = std::move(source);
+    reader.readBeyondSpan(window.after);
+}
+
+void Neighbours::offer(const media::ReadItem& item) {
+    const media::FramePtr& picture = item.frame ? item.frame : item.outside;
+    if (window_ != nullptr && picture) {
+        window_->add(item.index, *picture);
+    }
+}
+
+void Neighbours::finish() {
+    if (window_ != nullptr) {
+        window_->finish();
+    }
+}
+
+void Neighbours::moveTo(std::int64_t frame) {
+    if (window_ != nullptr) {
+        window_->moveTo(frame);
+    }
+}
+
+std::optional<std::int32_t> Neighbours::frameCount() const {
+    return source_ ? source_->frameCount() : std::nullopt;
+}
+
+void Neighbours::cancel() {
+    if (source_) {
+        source_->cancel();
+    }
+}
+
+} // namespace tintwell::tool

@@ -1,0 +1,52 @@
+#pragma once
+
+#include "host/frame_buffer.h"
+#include "media/clip_reader.h"
+#include "media/frame_window.h"
+#include "media/neighbour_source.h"
+#include "tool/render_options.h"
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+
+namespace tintwell::tool {
+
+/// Where a rendering takes the frames beside the current one from: nowhere without smoothing, from
+/// a second reading of the input, or, where it can be read only once, from the pictures that the
+/// one reader delivers.
+class Neighbours {
+public:
+    /// Before the reader's first read. Throws UserError where the smoothing needs more pictures
+    /// than can be kept, and MediaError where the input cannot be opened again.
+    Neighbours(const RenderOptions& options, media::ClipReader& reader, host::SampleDepth depth);
+
+    /// Null without smoothing. Lives as long as this object.
+    host::FrameSource* source() const { return source_.get(); }
+
+    // The reader's side.
+
+    /// By how many frames the reader has to be ahead of the effect.
+    std::int64_t readAhead() const { return window_ != nullptr ? window_->readAhead() : 0; }
+
+    /// What the reader delivers, all of it.
+    void offer(const media::ReadItem& item);
+    /// The reader is at its end.
+    void finish();
+
+    // The effect's side.
+
+    /// The next frame to be rendered is this one, or a later one.
+    void moveTo(std::int64_t frame);
+    /// Known once the effect has asked for a frame behind the clip's end.
+    std::optional<std::int32_t> frameCount() const;
+
+    /// Makes a request that is being served fail. Any thread.
+    void cancel();
+
+private:
+    std::unique_ptr<media::NeighbourSource> source_;
+    media::FrameWindow* window_ = nullptr; ///< the source, where it is one
+};
+
+} // namespace tintwell::tool
