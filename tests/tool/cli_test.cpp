@@ -284,7 +284,7 @@ TEST_F(CommandLineTest, SmoothedRangesAreThoseOfTheWholeClipFromFileAndPipe) {
     const auto render = [this](const std::string& input, Arguments arguments) {
         arguments.insert(arguments.begin(),
                          {"render", input, "-", "--output-format", "yuv4mpegpipe"});
-        const Outcome outcome = run(arguments, work / "long.y4m");
+        const Outcome outcome = run(arguments, work_ / "long.y4m");
         EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
         return outcome.out;
     };
@@ -319,7 +319,7 @@ TEST_F(CommandLineTest, AWindowThatAPipeCannotHoldIsRefused) {
     const auto render = [&](const std::string& seconds) {
         return run({"render", "-", "out.mkv", "--temporal-smoothing", seconds, "--video-codec",
                     "rawvideo"},
-                   work / "large.y4m");
+                   work_ / "large.y4m");
     };
     const Outcome refused = render("10");
     EXPECT_EQ(refused.exitCode, 1);
