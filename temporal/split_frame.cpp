@@ -2,7 +2,6 @@
 
 #include "effect/world_view.h"
 
-#include <algorithm>
 #include <limits>
 
 namespace tintwell {
@@ -11,7 +10,8 @@ ErrorCode splitFrame(const InData& inData, const EffectWorld& world,
                      const AnalysisControls& controls, SplitFrame& frame) {
     const std::int32_t depth = depthOf(world);
     const std::int32_t sampleBytes = depth / 8;
-    if (world.width > std::numeric_limits<std::int32_t>::max() / sampleBytes) {
+    const bool isEmpty = world.width <= 0 || world.height <= 0;
+    if (!isEmpty && world.width > std::numeric_limits<std::int32_t>::max() / sampleBytes) {
         return error::kOutOfMemory;
     }
     auto [code, store] = CreateFrameStore(depth, channelOrderOf(inData), 1);
@@ -27,7 +27,7 @@ ErrorCode splitFrame(const InData& inData, const EffectWorld& world,
     frame.image = {.height = world.height,
                    .width = world.width,
                    .channelCount = kColorPlanes,
-                   .rowBytes = std::max(world.width, 0) * sampleBytes,
+                   .rowBytes = isEmpty ? 0 : world.width * sampleBytes,
                    .bitDepth = depth,
                    .data = store->InputBuffer(),
                    .blackClip = controls.blackClip,

@@ -302,8 +302,12 @@ TEST_P(RenderTest, ReadsClipsToTheHundredth) {
 }
 
 TEST_P(RenderTest, LeavesEmptyFramesAlone) {
-    for (const auto& [width, height] :
-         {std::pair(0, 5), {5, 0}, {-3, 4}, {4, -3}, {std::numeric_limits<int>::min(), 3}}) {
+    for (const auto& [width, height] : {std::pair(0, 5),
+                                        {5, 0},
+                                        {-3, 4},
+                                        {4, -3},
+                                        {std::numeric_limits<int>::min(), 3},
+                                        {std::numeric_limits<int>::max(), 0}}) {
         Frame frame{width, height, deep(), alphaLast(), {}};
         HostFrame input(4, 4, deep(), {});
         HostFrame result(4, 4, deep(), {});
