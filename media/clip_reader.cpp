@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <string_view>
 #include <thread>
 #include <utility>
 
@@ -51,6 +52,19 @@ void clearNewPictures(AVCodecContext& decoder) {
     decoder.thread_safe_callbacks = 1;
 #pragma GCC diagnostic pop
 #endif
+}
+
+/// FFmpeg's own decoders of VP8 and VP9 leave the transparency out.
+const AVCodec* findDecoder(const AVStream& stream) {
+    const AVCodecID id = stream.codecpar->codec_id;
+    const AVDictionaryEntry* alpha = av_dict_get(stream.metadata, "alpha_mode", nullptr, 0);
+    const AVCodec* codec = nullptr;
+    if (alpha != nullptr && std::string_view(alpha->value) == "1") {
+        codec = id == AV_CODEC_ID_VP9   ? avcodec_find_decoder_by_name("libvpx-vp9")
+                : id == AV_CODEC_ID_VP8 ? avcodec_find_decoder_by_name("libvpx")
+                                        : nullptr;
+    }
+    return codec != nullptr ? codec : avcodec_find_decoder(id);
 }
 
 bool isRate(AVRational rate) {
@@ -111,7 +125,7 @@ ClipReader::ClipReader(const std::string& input, const ReaderOptions& options)
 
 void ClipReader::openDecoder() {
     const AVCodecParameters& parameters = *file_.video->codecpar;
-    const AVCodec* codec = avcodec_find_decoder(parameters.codec_id);
+    const AVCodec* codec = findDecoder(*file_.video);
     if (codec == nullptr) {
         throw MediaError(name_ + ": there is no decoder for its video (" +
                          avcodec_get_name(parameters.codec_id) + ")");
@@ -317,8 +331,10 @@ PacketPtr ClipReader::readPacket() {
         if ((packet->flags & AV_PKT_FLAG_CORRUPT) != 0) {
             ++damaged_;
         }
-        if (packet->pts != AV_NOPTS_VALUE) {
-            const AVRational timeBase = file_.container->streams[packet->stream_index]->time_base;
+        // A subtitle may say that it stays beyond where the file was cut off.
+        const AVStream& stream = *file_.container->streams[packet->stream_index];
+        if (packet->pts != AV_NOPTS_VALUE && stream.codecpar->codec_type != AVMEDIA_TYPE_SUBTITLE) {
+            const AVRational timeBase = stream.time_base;
             lastTime_ = std::max(lastTime_, av_rescale_q(packet->pts + packet->duration, timeBase,
                                                          AVRational{1, AV_TIME_BASE}));
         }
@@ -338,8 +354,8 @@ PacketPtr ClipReader::readPacket() {
 /// Whether the container promised clearly more than was found before its end.
 bool ClipReader::endedEarly() const {
     const AVFormatContext& container = *file_.container;
-    if (!inputEnded_ || lastTime_ == AV_NOPTS_VALUE || container.duration <= 0 ||
-        container.start_time == AV_NOPTS_VALUE ||
+    if (file_.sequenceLength || !inputEnded_ || lastTime_ == AV_NOPTS_VALUE ||
+        container.duration <= 0 || container.start_time == AV_NOPTS_VALUE ||
         container.duration_estimation_method == AVFMT_DURATION_FROM_BITRATE) {
         return false;
     }

@@ -96,6 +96,8 @@ void ClipWriter::addStreams(const ClipReader& source) {
             addVideo(stream);
         } else if (isChapterText(stream)) {
             continue; // the chapters are taken over as such
+        } else if (canAttachPicture(*output_->oformat, stream)) {
+            attachPicture(*output_, stream);
         } else if (!moreVideo && canHold(*output_->oformat, stream)) {
             copied_.push_back({stream.index, stream.time_base, &addCopiedStream(*output_, stream)});
         } else {

@@ -39,6 +39,12 @@ bool canHold(const AVOutputFormat& container, const AVStream& stream) {
     return answer == 1 || (answer < 0 && holdsKind(container, parameters.codec_type));
 }
 
+bool canAttachPicture(const AVOutputFormat& container, const AVStream& stream) {
+    const AVCodecID codec = stream.codecpar->codec_id;
+    return std::string_view(container.name) == "matroska" && stream.attached_pic.size > 0 &&
+           (codec == AV_CODEC_ID_PNG || codec == AV_CODEC_ID_MJPEG);
+}
+
 bool canHoldRotation(const AVOutputFormat& container) {
     return isQuickTimeFamily(container);
 }
@@ -56,6 +62,10 @@ AVCodecID usualVideoCodec(const AVOutputFormat& container, const std::string& ur
     // What goes into this container is on its way to another program.
     if (std::string_view(container.name) == "nut") {
         return AV_CODEC_ID_RAWVIDEO;
+    }
+    // Its own answer, MPEG-1, knows neither interlacing nor large pictures.
+    if (std::string_view(container.name) == "mpeg") {
+        return AV_CODEC_ID_MPEG2VIDEO;
     }
     return av_guess_codec(&container, nullptr, url.c_str(), nullptr, AVMEDIA_TYPE_VIDEO);
 }

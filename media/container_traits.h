@@ -11,6 +11,9 @@ namespace tintwell::media {
 /// Whether a stream's packets can go into the container unchanged.
 bool canHold(const AVOutputFormat& container, const AVStream& stream);
 
+/// Whether the stream is a cover picture that the container keeps as an attached file.
+bool canAttachPicture(const AVOutputFormat& container, const AVStream& stream);
+
 /// Whether the container has a place for the rotation of the picture.
 bool canHoldRotation(const AVOutputFormat& container);
 

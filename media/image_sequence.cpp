@@ -33,6 +33,14 @@ std::string SequencePattern::nameOf(std::int64_t number) const {
            suffix;
 }
 
+bool SequencePattern::covers(const std::string& path) const {
+    const std::filesystem::path whole(path);
+    const auto folder = whole.has_parent_path() ? whole.parent_path() : ".";
+    std::error_code error;
+    return numberIn(whole.filename().string(), *this) &&
+           std::filesystem::equivalent(folder, directory, error) && !error;
+}
+
 std::optional<SequencePattern> parseSequence(const std::string& path) {
     const std::filesystem::path whole(path);
     const std::string name = whole.filename().string();

@@ -14,6 +14,9 @@ struct SequencePattern {
     std::size_t digits = 1; ///< at least so many, zeros in front
 
     std::string nameOf(std::int64_t number) const;
+
+    /// Whether this path, of a file or not, names one of the sequence.
+    bool covers(const std::string& path) const;
 };
 
 /// Empty where the name holds no number: "%d" or "%04d".

@@ -40,7 +40,11 @@ void checkIsThere(const std::string& input) {
 /// Prepares the opening of an image sequence, where the input is one.
 bool prepareSequence(const std::string& input, InputFile& file, Dictionary& settings) {
     const auto pattern = parseSequence(input);
-    if (!pattern || std::filesystem::exists(input)) {
+    if (!pattern) {
+        return false;
+    }
+    if (std::filesystem::exists(input)) {
+        settings.set("pattern_type", "none"); // the name of a single image, whatever it looks like
         return false;
     }
     const SequenceFiles files = findSequence(*pattern);
@@ -54,6 +58,21 @@ bool prepareSequence(const std::string& input, InputFile& file, Dictionary& sett
     settings.set("start_number", std::to_string(files.first));
     file.sequenceLength = FrameCount{files.run, true};
     return true;
+}
+
+/// What the user set must have been of use to the demuxer.
+void checkAllTaken(const std::string& name, const AVFormatContext& container,
+                   const std::vector<std::string>& left) {
+    for (const std::string& key : left) {
+        if (key == "framerate") {
+            throw MediaError(name + ": a " + container.iformat->name +
+                             " file has its own frame rate; leave out the input frame rate");
+        }
+        if (key != "pattern_type") {
+            throw MediaError(name + ": the format " + container.iformat->name +
+                             " knows no input option '" + key + "'");
+        }
+    }
 }
 
 AVStream* findVideo(const std::string& input, AVFormatContext& container) {
@@ -82,6 +101,9 @@ InputFile openInput(const std::string& input, const InputOptions& options) {
     if (!options.frameRate.empty()) {
         settings.set("framerate", options.frameRate);
     }
+    for (const auto& [key, value] : options.others) {
+        settings.set(key, value);
+    }
     // image2 takes the pattern for a name of its own, not for a URL.
     const std::string url = file.sequenceLength ? input : asUrl(input);
     AVFormatContext* container = nullptr;
@@ -93,10 +115,7 @@ InputFile openInput(const std::string& input, const InputOptions& options) {
                          explainFailure(code) + ")");
     }
     file.container.reset(container);
-    if (!options.frameRate.empty() && !settings.keys().empty()) {
-        throw MediaError(inputName(input) + ": a " + container->iformat->name +
-                         " file has its own frame rate; leave out the input frame rate");
-    }
+    checkAllTaken(inputName(input), *container, settings.keys());
     if (const int found = avformat_find_stream_info(container, nullptr); found < 0) {
         throw MediaError(inputName(input) + ": cannot be read (" + explainFailure(found) + ")");
     }

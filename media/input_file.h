@@ -9,8 +9,9 @@
 namespace tintwell::media {
 
 struct InputOptions {
-    std::string format;    ///< demuxer's name; empty: find out
-    std::string frameRate; ///< of an image sequence or raw stream; empty: as stored
+    std::string format;      ///< demuxer's name; empty: find out
+    std::string frameRate;   ///< of an image sequence or raw stream; empty: as stored
+    NamedValues others = {}; ///< of the demuxer, as FFmpeg names them
 };
 
 /// An opened container and the stream in it that is the video.

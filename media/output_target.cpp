@@ -51,9 +51,11 @@ void moveIntoPlace(const std::string& from, const std::string& to, bool overwrit
 }
 
 /// ".clip.partial-4711.mp4" for "clip.mp4": hidden, and FFmpeg still sees the extension.
+/// Of a long name only the beginning: what is added must not make it too long for a file.
 std::string temporaryName(const fs::path& path) {
+    constexpr std::size_t kKeptBytes = 100;
     std::string name = ".";
-    name += path.stem().string();
+    name += path.stem().string().substr(0, kKeptBytes);
     name += ".partial-" + std::to_string(::getpid());
     name += path.extension().string();
     return name;
@@ -121,10 +123,12 @@ void OutputTarget::prepareFile(const std::string& input) {
         return;
     }
     checkFolder(path.has_parent_path() ? path.parent_path().string() : ".");
-    if (isSameFile(path, input)) {
+    const auto inputPattern = parseSequence(input);
+    const bool partOfInput = inputPattern && fs::exists(status) && inputPattern->covers(path_);
+    if (isSameFile(path, input) || partOfInput) {
         throwIsInput(name_);
     }
-    if (fs::exists(status) && !overwrite_) {
+    if (fs::exists(fs::symlink_status(path, error)) && !overwrite_) {
         throwExists(name_);
     }
     temporary_ = (path.parent_path() / temporaryName(path)).string();
@@ -134,9 +138,10 @@ void OutputTarget::prepareFile(const std::string& input) {
 void OutputTarget::prepareSequence(const std::string& input) {
     checkFolder(pattern_->directory);
     const auto inputPattern = parseSequence(input);
-    if (inputPattern && inputPattern->prefix == pattern_->prefix &&
-        inputPattern->suffix == pattern_->suffix &&
-        isSameFile(inputPattern->directory, pattern_->directory)) {
+    const bool sameNames = inputPattern && inputPattern->prefix == pattern_->prefix &&
+                           inputPattern->suffix == pattern_->suffix &&
+                           isSameFile(inputPattern->directory, pattern_->directory);
+    if (sameNames || pattern_->covers(input)) {
         throwIsInput(name_);
     }
     if (!overwrite_ && findSequence(*pattern_).total > 0) {

@@ -63,14 +63,17 @@ AVPixelFormat directFormatFor(AVPixelFormat format) {
 }
 
 AVPixelFormat closestFormat(AVPixelFormat wanted, std::span<const AVPixelFormat> choices) {
-    if (std::ranges::find(choices, wanted) != choices.end()) {
+    const auto isWritable = [](AVPixelFormat format) {
+        const AVPixFmtDescriptor* description = av_pix_fmt_desc_get(format);
+        return description != nullptr &&
+               (description->flags & (AV_PIX_FMT_FLAG_PAL | AV_PIX_FMT_FLAG_HWACCEL)) == 0;
+    };
+    if (isWritable(wanted) && std::ranges::find(choices, wanted) != choices.end()) {
         return wanted;
     }
     AVPixelFormat best = AV_PIX_FMT_NONE;
     for (const AVPixelFormat choice : choices) {
-        const AVPixFmtDescriptor* description = av_pix_fmt_desc_get(choice);
-        if (description == nullptr ||
-            (description->flags & (AV_PIX_FMT_FLAG_PAL | AV_PIX_FMT_FLAG_HWACCEL)) != 0) {
+        if (!isWritable(choice)) {
             continue;
         }
         best = best == AV_PIX_FMT_NONE ? choice

@@ -31,7 +31,7 @@ PixelFormatTraits traitsOf(AVPixelFormat format);
 /// (floating point excepted, which comes down to 16 bits).
 AVPixelFormat directFormatFor(AVPixelFormat format);
 
-/// The one of the choices that loses least of the wanted format; the wanted one where offered.
+/// The one of the choices that loses least of the wanted format; itself where it is offered.
 /// Palettes and formats that live on a graphics card are left out. AV_PIX_FMT_NONE when there is
 /// no choice left.
 AVPixelFormat closestFormat(AVPixelFormat wanted, std::span<const AVPixelFormat> choices);

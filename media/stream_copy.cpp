@@ -75,6 +75,26 @@ AVStream& addCopiedStream(AVFormatContext& output, const AVStream& source) {
     return *target;
 }
 
+void attachPicture(AVFormatContext& output, const AVStream& source) {
+    AVStream* target = avformat_new_stream(&output, nullptr);
+    const AVPacket& picture = source.attached_pic;
+    const auto size = static_cast<std::size_t>(picture.size);
+    auto* data = static_cast<std::uint8_t*>(av_mallocz(size + AV_INPUT_BUFFER_PADDING_SIZE));
+    if (target == nullptr || data == nullptr) {
+        av_free(data);
+        throw std::bad_alloc();
+    }
+    std::memcpy(data, picture.data, size);
+    AVCodecParameters& parameters = *target->codecpar;
+    parameters.codec_type = AVMEDIA_TYPE_ATTACHMENT;
+    parameters.codec_id = source.codecpar->codec_id;
+    parameters.extradata = data;
+    parameters.extradata_size = picture.size;
+    const bool png = parameters.codec_id == AV_CODEC_ID_PNG;
+    av_dict_set(&target->metadata, "filename", png ? "cover.png" : "cover.jpg", 0);
+    copyEntries(source.metadata, &target->metadata);
+}
+
 void copyStreamProperties(const AVStream& source, AVStream& target) {
     target.disposition = source.disposition;
     copyEntries(source.metadata, &target.metadata);

@@ -19,6 +19,9 @@ std::string describeStream(const AVStream& stream);
 /// A new stream for the packets of another.
 AVStream& addCopiedStream(AVFormatContext& output, const AVStream& source);
 
+/// A stream for a cover picture in a container that keeps such pictures as attached files.
+void attachPicture(AVFormatContext& output, const AVStream& source);
+
 /// A stream's metadata, disposition, and what it says about its pictures as a whole: rotation,
 /// projection, mastering display. For a stream that is encoded anew.
 void copyStreamProperties(const AVStream& source, AVStream& target);

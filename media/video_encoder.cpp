@@ -23,7 +23,7 @@ namespace {
 /// Quantiser of the older encoders: good, 1 being the best and 31 the worst.
 constexpr int kUsualQuality = 3;
 constexpr std::int64_t kLookaheadBytes = 130'000'000;
-constexpr std::int64_t kThreadBytes = 8'400'000; ///< of luma, together
+constexpr std::int64_t kThreadBytes = 12'600'000; ///< of one picture each, together
 /// Seconds; finer time bases show no rounding that anybody would notice.
 constexpr double kCoarseTimeBase = 1e-4;
 
@@ -108,6 +108,10 @@ void VideoEncoder::choosePixelFormat(const AVCodec& codec, const std::string& wa
         if (format == AV_PIX_FMT_NONE) {
             throw MediaError("there is no pixel format '" + wanted + "'");
         }
+        if (closestFormat(format, std::array{format}) == AV_PIX_FMT_NONE) {
+            throw MediaError("pictures cannot be written in pixel format " + wanted +
+                             "; choose another");
+        }
         if (!offered.empty() && std::ranges::find(offered, format) == offered.end()) {
             std::string list;
             for (const AVPixelFormat choice : offered) {
@@ -182,11 +186,14 @@ void VideoEncoder::limitMemory(const AVCodec& codec, Dictionary& settings) const
     const PixelFormatTraits traits = traitsOf(pictureFormat_.pixelFormat);
     const std::int64_t lumaBytes =
         std::int64_t{pictureFormat_.width} * pictureFormat_.height * (traits.depth > 8 ? 2 : 1);
+    const bool grey = traits.model == ColorModel::Grey;
+    const std::int64_t pictureBytes =
+        lumaBytes + (grey ? 0 : (2 * lumaBytes) >> (traits.chromaShiftX + traits.chromaShiftY));
     if (std::string_view(codec.name) == "libx264") {
         // Such a frame is kept with all its chroma and once more at half size in four phases.
-        const std::int64_t frames = kLookaheadBytes / (lumaBytes * 5 / 2);
+        const std::int64_t frames = kLookaheadBytes / (pictureBytes + lumaBytes);
         settings.set("rc-lookahead", std::to_string(std::clamp<std::int64_t>(frames, 3, 40)));
-        const std::int64_t threads = std::max<std::int64_t>(1, kThreadBytes / lumaBytes);
+        const std::int64_t threads = std::max<std::int64_t>(1, kThreadBytes / pictureBytes);
         if (threads == 1) {
             settings.set("thread_type", "slice"); // the threads share one picture
         } else {

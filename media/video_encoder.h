@@ -7,12 +7,9 @@
 #include <cstdint>
 #include <map>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace tintwell::media {
-
-using NamedValues = std::vector<std::pair<std::string, std::string>>;
 
 struct EncoderOptions {
     std::string codec;       ///< encoder's or codec's name; empty: the container's usual one

@@ -1,7 +1,26 @@
 #include "tool/command_line.h"
 #include "tool/stop_signal.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace {
+
+/// A standard stream that the caller closed would give its number to the next file opened, and
+/// what is reported would go into the output. The other way round than usual, so that using it
+/// still fails.
+void fillClosedStandardStreams() {
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (::fcntl(stream, F_GETFD) < 0) {
+            ::open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+        }
+    }
+}
+
+} // namespace
+
 int main(int argc, char** argv) {
+    fillClosedStandardStreams();
     tintwell::tool::catchStopSignals();
     return tintwell::tool::CommandLine().run(argc, argv);
 }

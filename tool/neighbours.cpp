@@ -3,6 +3,7 @@
 #include "media/file_neighbours.h"
 #include "media/image_sequence.h"
 #include "media/input_file.h"
+#include "tool/render_pipeline.h"
 #include "tool/user_error.h"
 
 #include <algorithm>
@@ -76,8 +77,8 @@ Neighbours::Neighbours(const RenderOptions& options, media::ClipReader& reader,
         return;
     }
     if (canBeReadAgain(options.input)) {
-        source_ = std::make_unique<media::FileNeighbours>(
-            options.input, media::InputOptions{options.inputFormat, options.frameRate}, depth);
+        source_ =
+            std::make_unique<media::FileNeighbours>(options.input, inputOptions(options), depth);
         return;
     }
     const media::ClipInfo& info = reader.info();

@@ -63,7 +63,7 @@ FrameRange parseFrameRange(std::string_view text) {
     return range;
 }
 
-EncoderOption parseEncoderOption(std::string_view text) {
+KeyValue parseKeyValue(std::string_view text) {
     const std::size_t equals = text.find('=');
     if (equals == std::string_view::npos || equals == 0) {
         refuse(text, "is not KEY=VALUE, for example preset=slow");

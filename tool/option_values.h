@@ -17,7 +17,7 @@ double parseReal(std::string_view text, double minimum, double maximum, std::str
 FrameRange parseFrameRange(std::string_view text);
 
 /// "key=value"; the value may be empty and may hold further equals signs.
-EncoderOption parseEncoderOption(std::string_view text);
+KeyValue parseKeyValue(std::string_view text);
 
 /// Gives back "25", "23.976" or "30000/1001" if it is a rate above 0.
 std::string parseFrameRate(std::string_view text);

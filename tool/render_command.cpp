@@ -29,6 +29,23 @@ struct RenderRequest {
     bool json = false;
 };
 
+CLI::Option* addKeyValueOption(CLI::App& app, const std::string& name, const std::string& help,
+                               std::vector<KeyValue>& target) {
+    const auto read = [name, &target](const std::vector<std::string>& texts) {
+        for (const std::string& text : texts) {
+            try {
+                target.push_back(parseKeyValue(text));
+            } catch (const std::invalid_argument& error) {
+                throw CLI::ValidationError(name, error.what());
+            }
+        }
+    };
+    return app.add_option_function<std::vector<std::string>>(name, read, help)
+        ->type_name("KEY=VALUE")
+        ->allow_extra_args(false)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+}
+
 void addSourceOptions(CLI::App& app, RenderOptions& options) {
     constexpr const char* kGroup = "Input";
     addValueOption(app, "--frames", "FIRST-LAST",
@@ -39,6 +56,11 @@ void addSourceOptions(CLI::App& app, RenderOptions& options) {
                    "How the input is read, by FFmpeg's name of the format, where it cannot be told "
                    "from the file (for example rawvideo)")
         ->type_name("NAME")
+        ->group(kGroup);
+    addKeyValueOption(app, "--input-option",
+                      "What a raw stream does not tell, as FFmpeg names it, for example "
+                      "video_size=1920x1080 and pixel_format=yuv420p; may be given several times",
+                      options.inputOptions)
         ->group(kGroup);
     addValueOption(
         app, "--frame-rate", "RATE",
@@ -77,21 +99,9 @@ void addEncoderOptions(CLI::App& app, RenderOptions& options) {
                        options.encoderOptions.push_back({"crf", text});
                    })
         ->group(kGroup);
-    app.add_option_function<std::vector<std::string>>(
-           "--encoder-option",
-           [&options](const std::vector<std::string>& texts) {
-               for (const std::string& text : texts) {
-                   try {
-                       options.encoderOptions.push_back(parseEncoderOption(text));
-                   } catch (const std::invalid_argument& error) {
-                       throw CLI::ValidationError("--encoder-option", error.what());
-                   }
-               }
-           },
-           "An option for the encoder, as FFmpeg names it; may be given several times")
-        ->type_name("KEY=VALUE")
-        ->allow_extra_args(false)
-        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+    addKeyValueOption(app, "--encoder-option",
+                      "An option for the encoder, as FFmpeg names it; may be given several times",
+                      options.encoderOptions)
         ->group(kGroup);
     app.add_flag("--overwrite", options.overwrite, "Replace the output if it exists")
         ->group(kGroup);

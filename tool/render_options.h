@@ -17,7 +17,8 @@ struct FrameRange {
     std::int64_t last = 0;
 };
 
-struct EncoderOption {
+/// An option of FFmpeg's, by its name there.
+struct KeyValue {
     std::string key;
     std::string value;
 };
@@ -39,7 +40,8 @@ struct RenderOptions {
     std::string frameRate;    ///< rate of an image sequence or raw stream; empty: as stored
     std::string videoCodec;   ///< empty: the output format's usual one
     std::string pixelFormat;  ///< empty: the source's
-    std::vector<EncoderOption> encoderOptions;
+    std::vector<KeyValue> inputOptions;
+    std::vector<KeyValue> encoderOptions;
     bool overwrite = false;
 };
 

@@ -23,8 +23,16 @@ std::optional<media::FrameSpan> spanOf(const RenderOptions& options) {
                : std::nullopt;
 }
 
+media::NamedValues namedValues(const std::vector<KeyValue>& options) {
+    media::NamedValues values;
+    for (const KeyValue& option : options) {
+        values.emplace_back(option.key, option.value);
+    }
+    return values;
+}
+
 media::ReaderOptions readerOptions(const RenderOptions& options) {
-    return {{options.inputFormat, options.frameRate}, spanOf(options), true};
+    return {inputOptions(options), spanOf(options), true};
 }
 
 media::WriterOptions writerOptions(const RenderOptions& options) {
@@ -32,9 +40,7 @@ media::WriterOptions writerOptions(const RenderOptions& options) {
     writer.format = options.outputFormat;
     writer.encoder.codec = options.videoCodec;
     writer.encoder.pixelFormat = options.pixelFormat;
-    for (const EncoderOption& option : options.encoderOptions) {
-        writer.encoder.options.emplace_back(option.key, option.value);
-    }
+    writer.encoder.options = namedValues(options.encoderOptions);
     writer.overwrite = options.overwrite;
     return writer;
 }
@@ -141,6 +147,10 @@ RenderSummary render(const RenderOptions& options, Progress& progress,
 }
 
 } // namespace
+
+media::InputOptions inputOptions(const RenderOptions& options) {
+    return {options.inputFormat, options.frameRate, namedValues(options.inputOptions)};
+}
 
 RenderSummary renderClip(const RenderOptions& options, Progress& progress,
                          const std::atomic<bool>& stop) {

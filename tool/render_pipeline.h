@@ -1,5 +1,6 @@
 #pragma once
 
+#include "media/input_file.h"
 #include "tool/progress.h"
 #include "tool/render_options.h"
 
@@ -31,6 +32,9 @@ class RenderStopped : public std::exception {
 public:
     const char* what() const noexcept override { return "interrupted"; }
 };
+
+/// How the input is to be read.
+media::InputOptions inputOptions(const RenderOptions& options);
 
 /// Renders the clip: decode, convert, effect, convert, encode, each on a thread of its own with
 /// bounded queues between them. The output appears under its name only when it is complete.

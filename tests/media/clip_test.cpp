@@ -233,6 +233,7 @@ TEST_F(ClipTest, InputErrorsNameTheFileAndTheReason) {
     EXPECT_NE(open(path("text.mp4")).find("text.mp4: is not a media file"), std::string::npos);
     EXPECT_NE(open(path("cut.mov")).find("moov atom not found"), std::string::npos);
     EXPECT_NE(open(clip_, {{"nonsense", ""}, {}, false}).find("'nonsense'"), std::string::npos);
+    EXPECT_NE(open(clip_, {{"", "", {{"odd", "1"}}}, {}, false}).find("'odd'"), std::string::npos);
     EXPECT_NE(open(clip_, {{}, FrameSpan{3, 10}, false}).find("has 10 (0-9)"), std::string::npos);
     EXPECT_NE(errorOf([] { checkPictureSize("x", 40000, 2); }).find("40000x2"), std::string::npos);
     EXPECT_NE(errorOf([] { checkPictureSize("x", 20000, 20000); }).find("2^28"), std::string::npos);
@@ -258,6 +259,7 @@ TEST_F(ClipTest, OutputErrorsTellWhatToChangeAndLeaveNothing) {
         {"a.mp4", {{}, {"aac", {}, {}}, false}, "not a video encoder"},
         {"a.webm", {{}, {"libx264", {}, {}}, false}, "cannot hold h264"},
         {"a.mp4", {{}, {{}, "rgb24", {}}, false}, "does not take pixel format rgb24"},
+        {"a.gif", {{}, {{}, "pal8", {}}, false}, "cannot be written in pixel format pal8"},
         {"a.mp4", {{}, {{}, "nonsense", {}}, false}, "no pixel format 'nonsense'"},
         {"a.mp4", {{}, {{}, {}, {{"crf", "abc"}}}, false}, "crf to value abc"},
         {"a.mp4", {{}, {{}, {}, {{"nonsense", "1"}}}, false}, "the option 'nonsense'"},

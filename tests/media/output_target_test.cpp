@@ -55,6 +55,14 @@ TEST_F(OutputTargetTest, AppearsOnlyWhenCommitted) {
     EXPECT_EQ(fileCount(), 1U);
 }
 
+TEST_F(OutputTargetTest, TheLongestNameCanBeWritten) {
+    const std::string name = std::string(251, 'n') + ".mp4";
+    OutputTarget target(path(name.c_str()), "in.mp4", false);
+    writeText(fileOf(target), "whole");
+    target.commit();
+    EXPECT_EQ(textOf(path(name.c_str())), "whole");
+}
+
 TEST_F(OutputTargetTest, NeverReplacesWhatItMayNot) {
     {
         OutputTarget target(path("clip.mp4"), "in.mp4", false);
@@ -67,6 +75,8 @@ TEST_F(OutputTargetTest, NeverReplacesWhatItMayNot) {
     fs::create_symlink("clip.mp4", path("link.mp4"));
     EXPECT_THROW(OutputTarget(path("clip.mp4"), "in.mp4", false), MediaError);
     EXPECT_THROW(OutputTarget(path("link.mp4"), path("clip.mp4"), true), MediaError);
+    fs::create_symlink("nowhere", path("dangling.mp4"));
+    EXPECT_THROW(OutputTarget(path("dangling.mp4"), "in.mp4", false), MediaError);
     EXPECT_THROW(OutputTarget(path("none/clip.mp4"), "in.mp4", true), MediaError);
     EXPECT_THROW(OutputTarget(folder_.path().string(), "in.mp4", true), MediaError);
 }
@@ -102,6 +112,8 @@ TEST_F(OutputTargetTest, SequencesAppearWholeOrNotAtAll) {
     EXPECT_EQ(fileCount(), 3U);
     EXPECT_THROW(OutputTarget(path("f.%02d.png"), "in.mp4", false), MediaError);
     EXPECT_THROW(OutputTarget(path("f.%02d.png"), path("f.%02d.png"), true), MediaError);
+    EXPECT_THROW(OutputTarget(path("f.09.png"), path("f.%02d.png"), true), MediaError);
+    EXPECT_THROW(OutputTarget(path("f.%02d.png"), path("f.09.png"), true), MediaError);
 }
 
 } // namespace

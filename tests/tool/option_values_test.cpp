@@ -43,12 +43,12 @@ TEST(OptionValues, FrameRanges) {
 }
 
 TEST(OptionValues, EncoderOptionsSplitAtTheFirstEqualsSign) {
-    const EncoderOption option = parseEncoderOption("x264-params=keyint=1:ref=2");
+    const KeyValue option = parseKeyValue("x264-params=keyint=1:ref=2");
     EXPECT_EQ(option.key, "x264-params");
     EXPECT_EQ(option.value, "keyint=1:ref=2");
-    EXPECT_EQ(parseEncoderOption("tune=").value, "");
-    EXPECT_THROW(parseEncoderOption("preset"), std::invalid_argument);
-    EXPECT_THROW(parseEncoderOption("=slow"), std::invalid_argument);
+    EXPECT_EQ(parseKeyValue("tune=").value, "");
+    EXPECT_THROW(parseKeyValue("preset"), std::invalid_argument);
+    EXPECT_THROW(parseKeyValue("=slow"), std::invalid_argument);
 }
 
 TEST(OptionValues, FrameRates) {
