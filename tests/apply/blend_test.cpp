@@ -2,82 +2,47 @@
 
 #include <gtest/gtest.h>
 
-#include <vector>
+#include <array>
+#include <initializer_list>
 
 namespace tintwell {
 namespace {
 
-template <class Sample>
-struct Frame {
-    std::vector<Sample> samples;
+// What whole renders cannot reach: they hand over frames of one depth that fit.
 
-    InterleavedFrame view() {
-        return {reinterpret_cast<std::byte*>(samples.data()),
-                static_cast<std::ptrdiff_t>(samples.size() * sizeof(Sample)),
-                static_cast<std::int32_t>(samples.size() / 4), 1, sizeof(Sample) * 8};
-    }
-};
-
-template <class Sample>
-std::vector<Sample> blended(std::vector<Sample> corrected, std::vector<Sample> original,
-                            std::int32_t weight, std::int32_t channelOrder = 0) {
-    Frame<Sample> from{std::move(corrected)};
-    Frame<Sample> other{std::move(original)};
-    const InterleavedFrame destination = from.view();
-    const InterleavedFrame originalView = other.view();
-    EXPECT_EQ(blendWithOriginal(destination, &originalView, weight, channelOrder, &destination), 0);
-    return from.samples;
-}
-
-using Bytes = std::vector<std::uint8_t>;
-using Words = std::vector<std::uint16_t>;
-
-TEST(Blend, MixesColourByAlphaInPlace) {
-    struct Case {
-        const char* what;
-        Bytes corrected, original;
-        std::int32_t weight;
-        Bytes expected;
+TEST(Blend, RefusesWhatItCannotMixAndWritesNothing) {
+    std::array<std::byte, 64> corrected{};
+    std::array<std::byte, 64> originalBytes{};
+    std::array<std::byte, 64> output{};
+    originalBytes.fill(std::byte{200});
+    const auto frame = [](std::array<std::byte, 64>& bytes, std::int32_t width,
+                          std::int32_t height) {
+        return InterleavedFrame{bytes.data(), width * 4, width, height, 8};
     };
-
-    const Case cases[] = {
-        {"opaque halves round up", {255, 10, 20, 31}, {255, 21, 20, 30}, 0x8000, {255, 16, 20, 31}},
-        {"none of the original", {9, 1, 2, 3}, {8, 4, 5, 6}, 0, {9, 1, 2, 3}},
-        {"negative counts as none", {9, 1, 2, 3}, {8, 4, 5, 6}, -5, {9, 1, 2, 3}},
-        {"all of the original", {9, 1, 2, 3}, {8, 4, 5, 6}, 0x10000, {8, 4, 5, 6}},
-        {"more than all", {9, 1, 2, 3}, {8, 4, 5, 6}, 0x7fffffff, {8, 4, 5, 6}},
-        {"transparent corrected", {0, 1, 2, 3}, {255, 4, 5, 6}, 0x4000, {64, 4, 5, 6}},
-        {"transparent original", {255, 1, 2, 3}, {0, 4, 5, 6}, 0x4000, {191, 1, 2, 3}},
-        {"both transparent", {0, 1, 2, 3}, {0, 4, 5, 6}, 0x4000, {0, 4, 5, 6}},
-    };
-    for (const Case& c : cases) {
-        EXPECT_EQ(blended(c.corrected, c.original, c.weight), c.expected) << c.what;
-    }
-    EXPECT_EQ(blended<std::uint8_t>({10, 20, 31, 255}, {21, 20, 30, 255}, 0x8000, 1),
-              (Bytes{16, 20, 31, 255}))
-        << "alpha last";
-    // (1 * 32768 + 101 * 16384) / 49152 by alpha, at equal weights
-    EXPECT_EQ(blended<std::uint16_t>({32768, 1, 0, 32768}, {16384, 101, 0, 32768}, 0x8000),
-              (Words{24576, 34, 0, 32768}));
-}
-
-TEST(Blend, RefusesWhatItCannotMix) {
-    Frame<std::uint8_t> small{Bytes(8)};
-    Frame<std::uint8_t> large{Bytes(12)};
-    Frame<std::uint16_t> deep{Words(12)};
-    const InterleavedFrame smallView = small.view();
-    const InterleavedFrame largeView = large.view();
-    const InterleavedFrame deepView = deep.view();
-    InterleavedFrame noData = large.view();
+    const InterleavedFrame source = frame(corrected, 3, 2);
+    const InterleavedFrame original = frame(originalBytes, 3, 2);
+    const InterleavedFrame destination = frame(output, 3, 2);
+    const InterleavedFrame narrow = frame(originalBytes, 2, 2);
+    const InterleavedFrame low = frame(originalBytes, 3, 1);
+    InterleavedFrame deep = original;
+    deep.bitDepth = 16;
+    InterleavedFrame noData = original;
     noData.data = nullptr;
-    EXPECT_EQ(blendWithOriginal(largeView, nullptr, 1, 0, &largeView), 512);
-    EXPECT_EQ(blendWithOriginal(largeView, &largeView, 1, 0, nullptr), 512);
-    EXPECT_EQ(blendWithOriginal(largeView, &smallView, 1, 0, &largeView), 512);
-    EXPECT_EQ(blendWithOriginal(largeView, &largeView, 1, 0, &smallView), 512);
-    EXPECT_EQ(blendWithOriginal(largeView, &deepView, 1, 0, &largeView), 512);
-    EXPECT_EQ(blendWithOriginal(largeView, &noData, 0, 0, &largeView), 512);
-    EXPECT_EQ(blendWithOriginal(smallView, &largeView, 1, 2, &smallView), 10002);
-    EXPECT_EQ(blendWithOriginal(smallView, &largeView, 1, 0, &smallView), 0);
+
+    for (const InterleavedFrame* bad :
+         std::initializer_list<const InterleavedFrame*>{nullptr, &narrow, &low, &deep, &noData}) {
+        for (const std::int32_t weight : {0, 1, kFullBlend}) {
+            EXPECT_EQ(blendWithOriginal(source, bad, weight, 0, &destination), 512);
+            EXPECT_EQ(blendWithOriginal(source, &original, weight, 0, bad), 512);
+        }
+    }
+    EXPECT_EQ(blendWithOriginal(noData, &original, 1, 0, &destination), 512);
+    EXPECT_EQ(blendWithOriginal(source, &original, 1, 2, &destination), 10002);
+    EXPECT_EQ(output, (std::array<std::byte, 64>{}));
+    const InterleavedFrame larger = frame(originalBytes, 4, 3);
+    EXPECT_EQ(blendWithOriginal(source, &larger, kFullBlend, 0, &destination), 0);
+    EXPECT_EQ(output[23], std::byte{200});
+    EXPECT_EQ(output[24], std::byte{0});
 }
 
 } // namespace

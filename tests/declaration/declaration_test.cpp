@@ -1,6 +1,5 @@
 #include "declaration/declaration.h"
 #include "declaration/module_file.h"
-#include "host/effect_instance.h"
 
 #include <gtest/gtest.h>
 
@@ -43,18 +42,10 @@ Bytes moduleBytes() {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-TEST(Declaration, StandsInTheModuleByteForByte) {
-    const Bytes module = moduleBytes();
-    EXPECT_EQ(findPropertyList(ByteView(module)).characters(), kList);
-}
-
-TEST(Declaration, SaysWhatTheModuleReports) {
+TEST(Declaration, IsReadFromAModuleFile) {
     const Declaration declaration = readDeclaration(TINTWELL_MODULE_PATH);
-    host::EffectInstance effect(std::make_shared<host::ModuleLibrary>(TINTWELL_MODULE_PATH), {});
-    effect.setUp();
-    EXPECT_EQ(declaration[Property::EffectVersion], Value(effect.info().version));
-    EXPECT_EQ(declaration[Property::OutFlags], Value(effect.info().outFlags));
-    EXPECT_EQ(declaration[Property::OutFlags2], Value(effect.info().outFlags2));
+    EXPECT_EQ(declaration.size, kList.size());
+    EXPECT_EQ(declaration[Property::EffectVersion], Value(0x80600U));
     EXPECT_EQ(declaration[Property::InterfaceVersion], Value(Version{13, 2}));
     EXPECT_EQ(declaration[Property::EntryPoint], Value("main"));
     EXPECT_EQ(declaration[Property::MatchName], Value("ZQVN Tintwell"));
@@ -155,33 +146,25 @@ Bytes windowsModule() {
     return file;
 }
 
-TEST(Declaration, IsFoundAmongTheResourcesOfAWindowsModule) {
-    const Bytes file = windowsModule();
-    EXPECT_EQ(findPropertyList(ByteView(file)).characters(), kList);
-}
-
 /// Whether a list is found; what is read then, is read for the sanitizers to watch.
 bool isFound(std::span<const std::uint8_t> file) {
     try {
         readPropertyList(findPropertyList(ByteView(file)));
+        return true;
     } catch (const FormatError& error) {
         EXPECT_LE(error.offset(), file.size()) << error.what();
         return false;
     }
-    return true;
 }
 
-TEST(Declaration, DamagedFilesAreRefusedOrReadButNothingElse) {
+TEST(Declaration, IsFoundInBothKindsOfFilesAndDamagedOnesAreRefusedOrRead) {
     for (Bytes file : {moduleBytes(), windowsModule()}) {
-        ASSERT_TRUE(isFound(file));
+        ASSERT_EQ(findPropertyList(ByteView(file)).characters(), kList);
         for (std::size_t size = 0; size < file.size(); size += size < 1024 ? 1 : 97) {
             EXPECT_FALSE(isFound(std::span(file).first(size))) << size;
         }
         // The headers of both kinds, the resources of one and the section table of the other.
-        for (std::size_t i = 0; i < file.size(); ++i) {
-            if (i > 2048 && i + 2048 < file.size()) {
-                continue;
-            }
+        for (std::size_t i = 0; i < file.size(); i += i == 2048 ? file.size() - 4096 : 1) {
             for (const int byte : {0x00, 0x7f, 0x80, 0xff}) {
                 const std::uint8_t before = std::exchange(file[i], static_cast<std::uint8_t>(byte));
                 isFound(file);
@@ -192,21 +175,19 @@ TEST(Declaration, DamagedFilesAreRefusedOrReadButNothingElse) {
 }
 
 TEST(Declaration, ErrorsNameTheFile) {
-    struct Case {
-        const char* file;
-        const char* reason;
-    };
-
-    for (const Case& c : {Case{"no/such/module.so", "No such file"}, Case{"/", "directory"},
-                          Case{"/proc/self/exe", "there is no section .tintwell_pipl"},
-                          Case{__FILE__, "neither an ELF module nor one for Windows (byte 0"}}) {
+    constexpr std::pair<const char*, const char*> kCases[] = {
+        {"no/such/module.so", "No such file"},
+        {"/", "directory"},
+        {"/proc/self/exe", "there is no section .tintwell_pipl"},
+        {__FILE__, "neither an ELF module nor one for Windows (byte 0"}};
+    for (const auto& [file, reason] : kCases) {
         try {
-            readDeclaration(c.file);
-            ADD_FAILURE() << c.file << " was read";
+            readDeclaration(file);
+            ADD_FAILURE() << file << " was read";
         } catch (const DeclarationError& error) {
             const std::string message = error.what();
-            EXPECT_NE(message.find(std::string("'") + c.file + "'"), std::string::npos) << message;
-            EXPECT_NE(message.find(c.reason), std::string::npos) << message;
+            EXPECT_NE(message.find(std::string("'") + file + "'"), std::string::npos) << message;
+            EXPECT_NE(message.find(reason), std::string::npos) << message;
         }
     }
 }

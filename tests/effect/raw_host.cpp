@@ -1,27 +1,16 @@
 #include "raw_host.h"
 
+#include "host/module_library.h"
+
 #include <gtest/gtest.h>
 
-#include <cstdarg>
 #include <cstdio>
 #include <cstring>
-#include <dlfcn.h>
-#include <memory>
-#include <stdexcept>
 
 namespace tintwell::test {
 namespace {
 
 RawHost* current = nullptr;
-
-EffectMain* loadModule() {
-    void* module = dlopen(TINTWELL_MODULE_PATH, RTLD_NOW | RTLD_LOCAL);
-    void* entry = module == nullptr ? nullptr : dlsym(module, "main");
-    if (entry == nullptr) {
-        throw std::runtime_error(dlerror());
-    }
-    return reinterpret_cast<EffectMain*>(entry);
-}
 
 std::string suiteKey(const char* name, std::int32_t version) {
     return std::string(name) + " " + std::to_string(version);
@@ -48,30 +37,17 @@ HostHandle newHandle(std::uint64_t bytes) {
     if (code > 0) {
         return nullptr;
     }
-    // The handle is a host's own allocation; what the module owns inside it is not the host's.
-    auto handle = std::make_unique<void*>(nullptr);
-    std::vector<std::byte> block(bytes, std::byte{0xcd});
-    *handle = code == 0 ? block.data() : nullptr;
-    current->handles[handle.get()] = std::move(block);
-    return handle.release();
+    auto block = std::make_unique<RawHost::Block>();
+    block->bytes.resize(bytes, std::byte{0xcd});
+    block->start = code == 0 ? block->bytes.data() : nullptr;
+    const HostHandle handle = &block->start;
+    current->handles[handle] = std::move(block);
+    return handle;
 }
 
 void disposeHandle(HostHandle handle) {
     current->answerTo("dispose");
-    if (current->handles.erase(handle) != 1) {
-        ADD_FAILURE() << "a handle that is not out was disposed";
-        return;
-    }
-    delete handle;
-}
-
-ErrorCode checkout(std::uint64_t, std::int32_t, std::int32_t, std::int32_t, std::uint32_t,
-                   ParamDef*) {
-    return current->answerTo("checkout");
-}
-
-ErrorCode checkin(std::uint64_t, ParamDef*) {
-    return current->answerTo("checkin");
+    EXPECT_EQ(current->handles.erase(handle), 1U) << "a handle that is not out was disposed";
 }
 
 ErrorCode addParameter(std::uint64_t effect, std::int32_t index, ParamDef* param) {
@@ -82,13 +58,8 @@ ErrorCode addParameter(std::uint64_t effect, std::int32_t index, ParamDef* param
 
 ErrorCode registerTable(void** table, std::int32_t id, const char* plainName) {
     current->descriptor = *static_cast<const StringTableDescriptor*>(*table);
-    for (std::int64_t i = 0; i + 1 < current->descriptor.count; ++i) {
-        current->keyStrings.emplace_back(current->descriptor.entries[i].keyString);
-    }
-    current->tableId = id;
-    current->plainName = plainName;
     *table = &current->tableReference;
-    return current->answerTo("register");
+    return current->answerTo("register " + suiteKey(plainName, id));
 }
 
 const char* lookup(void* table, std::int32_t index, std::int32_t a, std::int32_t b) {
@@ -100,18 +71,6 @@ const char* lookup(void* table, std::int32_t index, std::int32_t a, std::int32_t
 ErrorCode releaseTable(void** table, void*, void* reference) {
     const bool same = *table == reference && reference == &current->tableReference;
     return current->answerTo(same ? "unregister" : "unregister another table");
-}
-
-int format(char* destination, const char* text, ...) {
-    std::va_list arguments;
-    va_start(arguments, text);
-    const int length = std::vsprintf(destination, text, arguments);
-    va_end(arguments);
-    return length;
-}
-
-char* copyString(char* destination, const char* source) {
-    return std::strcpy(destination, source);
 }
 
 ErrorCode updateParamUI(std::uint64_t, std::int32_t index, const ParamDef* param) {
@@ -141,16 +100,10 @@ ErrorCode findKeyframe(std::uint64_t, std::int32_t index, std::int32_t, std::uin
 RawHost::RawHost() {
     current = this;
     provider = {acquire, release};
-    handleSuite.newHandle = newHandle;
-    handleSuite.disposeHandle = disposeHandle;
-    paramSuite.updateParamUI = updateParamUI;
-    paramSuite.getCurrentState = getState;
-    paramSuite.findKeyframeTime = findKeyframe;
+    handleSuite = {newHandle, {}, disposeHandle};
+    paramSuite = {updateParamUI, getState, nullptr, nullptr, findKeyframe};
     suites = {{"PF Handle Suite 2", &handleSuite}, {"PF Param Utils Suite 3", &paramSuite}};
-    utilities.format = format;
-    utilities.copyString = copyString;
-    in.checkoutParameter = checkout;
-    in.checkinParameter = checkin;
+    utilities = {{}, std::sprintf, std::strcpy};
     in.addParameter = addParameter;
     in.registerStringTable = registerTable;
     in.lookupString = lookup;
@@ -168,16 +121,13 @@ RawHost::RawHost() {
 }
 
 RawHost::~RawHost() {
-    for (const auto& [handle, block] : handles) {
-        delete handle;
-    }
     current = nullptr;
 }
 
 ErrorCode RawHost::send(std::int32_t command, void* extra) {
-    static EffectMain* const module = loadModule();
+    static const host::ModuleLibrary module(TINTWELL_MODULE_PATH);
     calls.clear();
-    return module(command, inPointer, outPointer, paramsPointer, outputPointer, extra);
+    return module.entryPoint()(command, inPointer, outPointer, paramsPointer, outputPointer, extra);
 }
 
 ErrorCode RawHost::answerTo(const std::string& call) {

@@ -7,6 +7,7 @@
 #include "effect/host_interface.h"
 
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -30,6 +31,11 @@ public:
     /// Logs a call by its name and gives the answer set for that name, or 0.
     ErrorCode answerTo(const std::string& call);
 
+    struct Block {
+        void* start;
+        std::vector<std::byte> bytes;
+    };
+
     InData in{};
     OutData out{};
     ParamDef params[7]{};
@@ -51,13 +57,10 @@ public:
     /// but 0 means no handle, and -1 a handle of null.
     std::map<std::string, ErrorCode> answers;
     std::vector<std::string> calls;
-    std::vector<const char*> texts;      ///< what a lookup gives
-    std::vector<ParamDef> added;         ///< as they came through add-parameter
-    std::vector<std::string> keyStrings; ///< from the registered descriptor
-    StringTableDescriptor descriptor{};
-    std::int32_t tableId = 0;
-    std::string plainName;
-    std::map<HostHandle, std::vector<std::byte>> handles; ///< the ones that are out
+    std::vector<const char*> texts;                       ///< what a lookup gives
+    std::vector<ParamDef> added;                          ///< as they came through add-parameter
+    StringTableDescriptor descriptor{};                   ///< as it was registered
+    std::map<HostHandle, std::unique_ptr<Block>> handles; ///< the ones that are out
     std::map<std::string, int> acquired;                  ///< acquires less releases
     StateToken state{};
     std::map<std::int32_t, std::int32_t> keyTimes; ///< by direction; none: no keyframe

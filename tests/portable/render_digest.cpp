@@ -8,12 +8,13 @@
 
 #include <algorithm>
 #include <array>
-#include <bit>
-#include <cstdio>
 #include <cstring>
 #include <exception>
+#include <iomanip>
+#include <iostream>
 #include <memory>
 #include <random>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -40,36 +41,30 @@ public:
         }
     }
 
-    void add(std::string_view text) { add(text.data(), text.size()); }
+    void add(const std::string& text) { add(text.data(), text.size()); }
 
-    void add(double value) {
-        const auto bits = std::bit_cast<std::uint64_t>(value);
-        add(&bits, sizeof(bits));
-    }
-
-    void add(const FrameBuffer& frame) {
-        const std::size_t pixelBytes = frame.depth() == SampleDepth::Bits8 ? 4 : 8;
-        for (std::int32_t y = 0; y < frame.height(); ++y) {
-            add(frame.row(y), static_cast<std::size_t>(frame.width()) * pixelBytes);
-        }
-    }
+    void add(double value) { add(&value, sizeof(value)); }
 
     std::string text() const {
-        std::array<char, 17> digits{};
-        std::snprintf(digits.data(), digits.size(), "%016llx",
-                      static_cast<unsigned long long>(value_));
-        return digits.data();
+        std::ostringstream digits;
+        digits << std::hex << std::setw(16) << std::setfill('0') << value_;
+        return digits.str();
     }
 
 private:
     std::uint64_t value_ = 0xcbf29ce484222325U;
 };
 
-template <class... Parts>
-std::string digestOf(const Parts&... parts) {
-    Digest digest;
-    (digest.add(parts), ...);
-    return digest.text();
+std::ostream& operator<<(std::ostream& stream, const declaration::Version& version) {
+    return stream << version.major << "." << version.minor;
+}
+
+/// A line of its own: what it is about, and the answers.
+template <class... Answers>
+void print(const std::string& what, const Answers&... answers) {
+    std::cout << what << ":";
+    ((std::cout << " " << answers), ...);
+    std::cout << "\n";
 }
 
 /// Red, green and blue of a pixel, 0..32768: shading, a shape that moves, noise, a cast that
@@ -84,81 +79,61 @@ std::array<int, 3> colorAt(std::int32_t frame, std::int32_t x, std::int32_t y, i
                        : std::array{light + 4000 + flicker, light * 9 / 10 + 2000, light * 3 / 5};
 }
 
-template <class Sample>
-void paint(FrameBuffer& picture, std::int32_t frame, ChannelOrder order) {
-    constexpr int kShift = sizeof(Sample) == 1 ? 7 : 0;
-    std::minstd_rand random(static_cast<unsigned>(frame) + 1);
-    const auto sample = [](int value) {
-        return static_cast<Sample>(std::min(value, 32767) >> kShift);
-    };
-    for (std::int32_t y = 0; y < kHeight; ++y) {
-        for (std::int32_t x = 0; x < kWidth; ++x) {
-            const auto noise = static_cast<int>(random() >> 8U);
-            const auto [red, green, blue] = colorAt(frame, x, y, noise);
-            const Sample alpha = sample(32767 - 100 * y);
-            const std::array<Sample, 4> pixel =
-                order == ChannelOrder::Argb
-                    ? std::array{alpha, sample(red), sample(green), sample(blue)}
-                    : std::array{sample(blue), sample(green), sample(red), alpha};
-            std::memcpy(picture.row(y) + static_cast<std::size_t>(x) * sizeof(pixel), pixel.data(),
-                        sizeof(pixel));
-        }
-    }
+std::size_t sampleBytesOf(SampleDepth depth) {
+    return depth == SampleDepth::Bits8 ? 1 : 2;
 }
 
+/// Paints its frames whenever they are asked for.
 class Clip : public host::FrameSource {
 public:
-    Clip(SampleDepth depth, ChannelOrder order) {
-        for (std::int32_t frame = 0; frame < kFrames; ++frame) {
-            auto picture = std::make_shared<FrameBuffer>(kWidth, kHeight, depth);
-            if (depth == SampleDepth::Bits8) {
-                paint<std::uint8_t>(*picture, frame, order);
-            } else {
-                paint<std::uint16_t>(*picture, frame, order);
-            }
-            frames_.push_back(std::move(picture));
-        }
-    }
+    Clip(SampleDepth depth, ChannelOrder order) : depth_(depth), order_(order) {}
 
     std::shared_ptr<const FrameBuffer> frame(std::int32_t index) override {
-        return frames_.at(static_cast<std::size_t>(index));
+        auto picture = std::make_shared<FrameBuffer>(kWidth, kHeight, depth_);
+        const std::size_t sampleBytes = sampleBytesOf(depth_);
+        std::minstd_rand random(static_cast<unsigned>(index) + 1);
+        for (std::int32_t y = 0; y < kHeight; ++y) {
+            std::byte* at = picture->row(y);
+            for (std::int32_t x = 0; x < kWidth; ++x) {
+                const auto noise = static_cast<int>(random() >> 8U);
+                const auto [red, green, blue] = colorAt(index, x, y, noise);
+                std::array<int, 4> pixel = {32767 - 100 * y, red, green, blue};
+                if (order_ == ChannelOrder::Bgra) {
+                    std::ranges::reverse(pixel);
+                }
+                for (const int value : pixel) {
+                    const int sample = std::min(value, 32767) >> (sampleBytes == 2 ? 0 : 7);
+                    std::memcpy(at, &sample, sampleBytes); // all systems are little-endian
+                    at += sampleBytes;
+                }
+            }
+        }
+        return picture;
     }
 
 private:
-    std::vector<std::shared_ptr<FrameBuffer>> frames_;
+    SampleDepth depth_;
+    ChannelOrder order_;
 };
 
 struct RenderCase {
     const char* name;
-    host::ControlTracks controls;
+    std::array<ControlTrack, host::kControlCount> controls; ///< in the order of host::Control
 };
 
-host::ControlTracks controlsOf(double smoothing, bool sceneDetect, ControlTrack blackClip,
-                               double whiteClip, bool snap, double blend) {
-    host::ControlTracks controls;
-    controls[Control::TemporalSmoothing] = ControlTrack(smoothing);
-    controls[Control::SceneDetect] = ControlTrack(sceneDetect ? 1.0 : 0.0);
-    controls[Control::BlackClip] = std::move(blackClip);
-    controls[Control::WhiteClip] = ControlTrack(whiteClip);
-    controls[Control::SnapNeutralMidtones] = ControlTrack(snap ? 1.0 : 0.0);
-    controls[Control::BlendWithOriginal] = ControlTrack(blend);
-    return controls;
-}
-
 std::vector<RenderCase> renderCases() {
-    const ControlTrack plain(0.1);
+    const ControlTrack off(0.0);
+    const ControlTrack on(1.0);
+    const ControlTrack clip(0.1);
     const ControlTrack keyed({{0, 0.0}, {6, 4.5}, {12, 1.0}});
+    const auto at = [](double value) { return ControlTrack(value); };
     return {
-        {"plain", controlsOf(0.0, false, plain, 0.1, false, 0.0)},
-        {"snap", controlsOf(0.0, false, plain, 2.5, true, 0.0)},
-        {"keyed blend", controlsOf(0.0, false, keyed, 0.1, true, 37.0)},
-        {"smooth", controlsOf(0.3, false, plain, 0.1, false, 0.0)},
-        {"smooth scenes keyed snap", controlsOf(0.4, true, keyed, 1.0, true, 12.5)},
+        {"plain", {off, off, clip, clip, off, off}},
+        {"snap", {off, off, clip, at(2.5), on, off}},
+        {"keyed blend", {off, off, keyed, clip, on, at(37.0)}},
+        {"smooth", {at(0.3), off, clip, clip, off, off}},
+        {"smooth scenes keyed snap", {at(0.4), on, keyed, at(1.0), on, at(12.5)}},
     };
-}
-
-void print(const std::string& what, const std::string& answer) {
-    std::printf("%s: %s\n", what.c_str(), answer.c_str());
 }
 
 /// Renders the clip from its first frame to its last, and some frames a second time.
@@ -169,19 +144,26 @@ void renderClip(const std::shared_ptr<const host::ModuleLibrary>& module, const 
     options.timing = {kFrames, 1001, 30000};
     options.channelOrder = order;
     options.frames = &clip;
-    options.controls = c.controls;
+    options.controls.emplace();
+    for (std::size_t i = 0; i < c.controls.size(); ++i) {
+        (*options.controls)[static_cast<Control>(i + 1)] = c.controls[i];
+    }
     host::EffectInstance effect(module, options);
     effect.setUp();
-    FrameBuffer output(kWidth, kHeight, depth);
     Digest digest;
-    for (std::int32_t frame = 0; frame < kFrames; ++frame) {
+    const auto render = [&](std::int32_t frame) {
+        FrameBuffer output(kWidth, kHeight, depth);
         effect.render(frame, *clip.frame(frame), output);
-        digest.add(output);
+        for (std::int32_t y = 0; y < kHeight; ++y) {
+            digest.add(output.row(y), kWidth * 4 * sampleBytesOf(depth));
+        }
+    };
+    for (std::int32_t frame = 0; frame < kFrames; ++frame) {
+        render(frame);
     }
     for (const std::int32_t frame : {3, 11}) {
         effect.setControl(Control::WhiteClip, ControlTrack(0.7), frame);
-        effect.render(frame, *clip.frame(frame), output);
-        digest.add(output);
+        render(frame);
     }
     effect.setDown();
     print(std::string("render ") + c.name +
@@ -194,10 +176,11 @@ void renderClip(const std::shared_ptr<const host::ModuleLibrary>& module, const 
 void sendCommands(const std::shared_ptr<const host::ModuleLibrary>& module) {
     host::EffectInstance effect(module, {});
     effect.setUp();
-    print("about", digestOf(effect.about()));
-    print("version and flags", std::to_string(effect.info().version) + " " +
-                                   std::to_string(effect.info().outFlags) + " " +
-                                   std::to_string(effect.info().outFlags2));
+    Digest about;
+    about.add(effect.about());
+    print("about", about.text());
+    const host::ModuleInfo& info = effect.info();
+    print("version and flags", info.version, info.outFlags, info.outFlags2);
     Digest controls;
     for (const host::ControlDeclaration& control : effect.declaredControls()) {
         controls.add(control.name);
@@ -207,10 +190,8 @@ void sendCommands(const std::shared_ptr<const host::ModuleLibrary>& module) {
     print("controls", controls.text());
     effect.setControl(Control::WhiteClip, ControlTrack(2.0));
     print("scene detect greyed out", effect.isDisabled(Control::SceneDetect) ? "yes" : "no");
-    print("sequence resetup", std::to_string(effect.send(Command::SequenceResetup)));
-    print("unused and unknown commands", std::to_string(effect.send(static_cast<Command>(9))) +
-                                             " " +
-                                             std::to_string(effect.send(static_cast<Command>(15))));
+    print("sequence resetup", effect.send(Command::SequenceResetup));
+    print("unused and unknown commands", effect.send(Command{9}), effect.send(Command{15}));
     effect.setDown();
     for (const std::string& sentence : effect.ledger().outstanding()) {
         print("left behind", sentence);
@@ -218,20 +199,13 @@ void sendCommands(const std::shared_ptr<const host::ModuleLibrary>& module) {
 }
 
 void printDeclaration(const char* file) {
-    struct Text {
-        std::string operator()(std::uint32_t number) const { return std::to_string(number); }
-
-        std::string operator()(const declaration::Version& version) const {
-            return std::to_string(version.major) + "." + std::to_string(version.minor);
-        }
-
-        std::string operator()(const std::string& text) const { return text; }
-    };
-
     const declaration::Declaration declared = declaration::readDeclaration(file);
     for (std::size_t i = 0; i < declared.values.size(); ++i) {
-        print(std::string("declared ") + property_list::kProperties[i].label,
-              std::visit(Text(), declared.values[i]));
+        std::visit(
+            [&](const auto& value) {
+                print(std::string("declared ") + property_list::kProperties[i].label, value);
+            },
+            declared.values[i]);
     }
 }
 
@@ -265,13 +239,13 @@ void run(const char* file) {
 
 int main(int argc, char** argv) {
     if (argc != 2) {
-        std::fputs("usage: render_digest MODULE\n", stderr);
+        std::cerr << "usage: render_digest MODULE\n";
         return 2;
     }
     try {
         tintwell::portable::run(argv[1]);
     } catch (const std::exception& error) {
-        std::fprintf(stderr, "render_digest: %s\n", error.what());
+        std::cerr << "render_digest: " << error.what() << "\n";
         return 1;
     }
     return 0;
