@@ -27,7 +27,7 @@ struct WindowReach {
 class FrameWindow : public NeighbourSource {
 public:
     /// So many bytes of pictures may be kept; more frames than fit are no window for a pipe.
-    static constexpr std::size_t kBudget = std::size_t{256} << 20;
+    static constexpr std::size_t kBudget = std::size_t{128} << 20;
 
     /// How many pictures of a clip fit.
     static std::int64_t capacity(const ClipInfo& info);

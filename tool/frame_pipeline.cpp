@@ -2,6 +2,7 @@
 
 #include "tool/render_pipeline.h"
 
+#include <algorithm>
 #include <chrono>
 #include <deque>
 #include <optional>
@@ -102,14 +103,13 @@ void FramePipeline::waitForEnd(const std::atomic<bool>& stop) {
     }
 }
 
-/// Keeps behind the reader by the frames that neighbours are taken from.
+/// Hands a frame on when the reader is as far ahead of it as neighbours are taken from.
 void FramePipeline::decode() {
     std::deque<Job> waiting;
-    std::int64_t framesWaiting = 0;
-    const auto handOn = [&](std::int64_t framesBehind) {
+    std::int64_t newest = 0;
+    const auto handOn = [&](std::int64_t ahead) {
         while (!waiting.empty() &&
-               framesWaiting - (waiting.front().source ? 1 : 0) >= framesBehind) {
-            framesWaiting -= waiting.front().source ? 1 : 0;
+               (!waiting.front().source || newest - waiting.front().frame >= ahead)) {
             if (!decoded_.push(std::move(waiting.front()))) {
                 return false;
             }
@@ -123,8 +123,8 @@ void FramePipeline::decode() {
             break;
         }
         parts_.neighbours.offer(*item);
+        newest = std::max(newest, item->index);
         if (item->frame || !item->copied.empty()) {
-            framesWaiting += item->frame ? 1 : 0;
             Job& job = waiting.emplace_back();
             job.frame = item->index;
             job.copied = std::move(item->copied);

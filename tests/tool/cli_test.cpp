@@ -324,10 +324,10 @@ TEST_F(CommandLineTest, AWindowThatAPipeCannotHoldIsRefused) {
     const Outcome refused = render("10");
     EXPECT_EQ(refused.exitCode, 1);
     EXPECT_EQ(filesInWork(), before);
-    const std::string fit = "up to 6.6 seconds fit";
+    const std::string fit = "up to 3.2 seconds fit";
     EXPECT_NE(refused.err.find("standard input: smoothing over 10"), std::string::npos);
     EXPECT_NE(refused.err.find(fit), std::string::npos) << refused.err;
-    EXPECT_EQ(render("6.6").exitCode, 0);
+    EXPECT_EQ(render("3.2").exitCode, 0);
 }
 
 TEST_F(CommandLineTest, InterruptRemovesThePartialFileAndExits130) {
