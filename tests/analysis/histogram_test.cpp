@@ -37,14 +37,5 @@ TEST(ChannelHistogram, CountsOnlyLuminanceInTheMonochromaticMode) {
     EXPECT_EQ(histogram.channels[0][76], 1U);
 }
 
-TEST(ChannelHistogram, AnotherDepthCountsNothing) {
-    PlanarFrame<std::uint8_t> frame(1, 1, {{1, 2, 3}});
-    frame.image.bitDepth = 10;
-    ChannelHistogram histogram;
-    histogram.channels[2][7] = 9;
-    gatherHistogram(histogram, viewOfPlanes(frame.image), true, Mode::ColorSearch);
-    EXPECT_EQ(histogram, ChannelHistogram{});
-}
-
 } // namespace
 } // namespace tintwell

@@ -8,10 +8,6 @@ namespace {
 
 constexpr OutputTargets kBlackToWhite = {{0, 0, 0}, {255, 255, 255}};
 
-std::array<ClipPoints, 3> samePoints(std::uint16_t low, std::uint16_t high) {
-    return {{{low, high}, {low, high}, {low, high}}};
-}
-
 TEST(LevelsLines, ExtendsALineToTheBordersOfTheSquare) {
     struct Case {
         const char* what;
@@ -36,19 +32,6 @@ TEST(LevelsLines, ExtendsALineToTheBordersOfTheSquare) {
         EXPECT_DOUBLE_EQ(line.inputWhite, c.expected.inputWhite) << c.what;
         EXPECT_DOUBLE_EQ(line.outputWhite, c.expected.outputWhite) << c.what;
     }
-}
-
-TEST(LevelsLines, GreyEndsStretchTheSharedClipPoints) {
-    const PlanarImage image;
-    const ToneSearchContext context(image);
-    LevelsPairs pairs;
-    solveLevelsLines(pairs, context, samePoints(20, 230), kBlackToWhite, 4);
-    for (std::size_t c = 1; c <= 3; ++c) {
-        EXPECT_EQ(pairs.black[c], (LevelsPair{20, 0}));
-        EXPECT_EQ(pairs.white[c], (LevelsPair{230, 255}));
-    }
-    EXPECT_EQ(pairs.black[0], (LevelsPair{0, 0}));
-    EXPECT_EQ(pairs.white[0], (LevelsPair{255, 255}));
 }
 
 TEST(LevelsLines, WidensInputsThatLieTooClose) {

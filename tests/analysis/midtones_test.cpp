@@ -33,17 +33,5 @@ TEST(NeutralMidtones, TooLittleMidtoneLeavesGammasNeutral) {
     }
 }
 
-TEST(NeutralMidtones, EdgesAreNotMidtones) {
-    // Grey pixels that each touch a saturated one inside their block are no neutral midtone.
-    using Frame = PlanarFrame<std::uint8_t>;
-    std::vector<Frame::Color> pixels;
-    for (int i = 0; i < 64; ++i) {
-        const bool grey = (i / 8) % 2 == 0 && i % 2 == 0;
-        pixels.push_back(grey ? Frame::Color{128, 128, 128} : Frame::Color{255, 0, 0});
-    }
-    const Frame frame(8, 8, pixels);
-    EXPECT_FALSE(findNeutralMidtone(frame.image, {}));
-}
-
 } // namespace
 } // namespace tintwell

@@ -58,18 +58,5 @@ TEST(AutomaticCorrection, FilledSlotsStayAsTheyAre) {
     EXPECT_EQ(*levels, LevelsRecord{}) << "the stored histogram is empty, so nothing is found";
 }
 
-TEST(AutomaticCorrection, TooLittleRangeStaysNeutral) {
-    for (const int span : {3, 4}) {
-        std::vector<Frame::Color> pixels;
-        for (int i = 0; i < 64; ++i) {
-            const auto level = static_cast<std::uint8_t>(i < 32 ? 100 : 100 + span);
-            pixels.push_back({level, level, level});
-        }
-        const Frame frame(8, 8, pixels);
-        const LevelsRecord levels = levelsOf(Mode::ColorSearch, frame.image);
-        EXPECT_EQ(levels == LevelsRecord{}, span < 4) << span;
-    }
-}
-
 } // namespace
 } // namespace tintwell

@@ -30,11 +30,5 @@ TEST(FrameBuffer, laysRowsOutAsTheWorldSays) {
     }
 }
 
-TEST(FrameBuffer, refusesImpossibleSizes) {
-    EXPECT_THROW(FrameBuffer(0, 1, SampleDepth::Bits8), std::invalid_argument);
-    EXPECT_THROW(FrameBuffer(1, -1, SampleDepth::Bits8), std::invalid_argument);
-    EXPECT_THROW(FrameBuffer(1 << 28, 1, SampleDepth::Bits16), std::invalid_argument);
-}
-
 } // namespace
 } // namespace tintwell::host

@@ -26,14 +26,6 @@ TEST(ColorSignature, CountsThreeBitsOfEachChannelInEitherOrder) {
     EXPECT_EQ(a, b);
 }
 
-TEST(ColorSignature, BringsDeepSamplesToLevelsFirst) {
-    std::vector<std::uint16_t> argb = {0, 32768, 16384, 0};
-    const InterleavedFrame frame = {reinterpret_cast<std::byte*>(argb.data()), 8, 1, 1, 16};
-    ColorSignature signature;
-    ASSERT_EQ(buildSignature(frame, 0, signature), 0);
-    EXPECT_EQ(signature.counts[7 * 64 + 4 * 8 + 0], 1U);
-}
-
 TEST(ColorSignature, DistanceIsTwoForEachPixelThatMoves) {
     std::vector<std::uint8_t> dark(40, 0);
     std::vector<std::uint8_t> light(40, 255);

@@ -85,12 +85,6 @@ TEST(Progress, UnknownAndWrongTotals) {
     EXPECT_EQ(tooSmall.drawings('\n').back(), "20/10 frames  100 %  20.0 fps  0:00 left");
 }
 
-TEST(Progress, JobsThatFailBeforeTheyBeginShowNothing) {
-    std::ostringstream text;
-    makeProgress(ProgressStyle::Bar, {text, true, {}, {}})->end();
-    EXPECT_EQ(text.str(), "");
-}
-
 TEST(Progress, JsonIsOneObjectPerLine) {
     Job job(ProgressStyle::Json, std::nullopt);
     job.advance(20, 1000);
@@ -104,14 +98,6 @@ TEST(Progress, JsonIsOneObjectPerLine) {
                                                                {"elapsed", 1.0},
                                                                {"left", nullptr}}));
     EXPECT_EQ(nlohmann::json::parse(lines[1]).at("event"), "end");
-}
-
-TEST(Progress, AutoIsSilentWhereThereIsNoTerminal) {
-    for (const bool isTerminal : {true, false}) {
-        Job job(ProgressStyle::Auto, 2, isTerminal);
-        job.advance(1, 1000);
-        EXPECT_EQ(job.drawings('\r').empty(), !isTerminal);
-    }
 }
 
 } // namespace
