@@ -44,7 +44,7 @@ public:
     CommandLineTest() {
         std::string pattern = (fs::temp_directory_path() / "tintwell-test-XXXXXX").string();
         folder_ = mkdtemp(pattern.data());
-        work_ = folder_ / "work";
+        work_ = folder_ / "here";
         fs::create_directory(work_);
         write("clip.y4m", clip(kClipFrames));
     }
@@ -189,7 +189,7 @@ TEST_F(CommandLineTest, FailuresNameTheFileAndExit1WithoutLeavingAnything) {
     expectRefusal({"render", "empty.mp4", "out.mkv"}, 1, {"empty.mp4"});
     expectRefusal({"render", ".", "out.mkv"}, 1, {"directory"});
     expectRefusal({"render", "clip.y4m", "clip.y4m", "--overwrite"}, 1, {"clip.y4m", "input"});
-    expectRefusal({"render", "clip.y4m", "./../work/clip.y4m", "--overwrite"}, 1, {"input"});
+    expectRefusal({"render", "clip.y4m", "./../here/clip.y4m", "--overwrite"}, 1, {"input"});
     expectRefusal({"render", "clip.y4m", "there.mkv"}, 1, {"there.mkv", "--overwrite"});
     expectRefusal({"render", "clip.y4m", "no/such/out.mkv"}, 1, {"no/such"});
     expectRefusal({"render", "clip.y4m", "out.mkv", "--frames", "5-10"}, 1,
