@@ -99,8 +99,11 @@ TEST_F(Callbacks, tellControlsOverTime) {
     std::memset(param.name, 'x', sizeof param.name); // no terminator
     ASSERT_EQ(in.addParameter(me, -1, &param), 0);
     param.type = ControlType::Checkbox;
-    param.checkbox = {1, 1, {}, std::string("beside").c_str()}; // the host keeps its own copy
-    ASSERT_EQ(in.addParameter(me, -1, &param), 0);
+    {
+        const std::string label = "beside"; // the host keeps its own copy
+        param.checkbox = {1, 1, {}, label.c_str()};
+        ASSERT_EQ(in.addParameter(me, -1, &param), 0);
+    }
     EXPECT_EQ(services.parameters().declarations()[0].name, std::string(32, 'x'));
     EXPECT_EQ(services.parameters().declarations()[1].label, "beside");
 
