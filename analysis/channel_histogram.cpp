@@ -1,6 +1,6 @@
 #include "analysis/channel_histogram.h"
 
-#include "kernels/kernels.h"
+#include "analysis/level_rows.h"
 #include "numeric/level_scale.h"
 
 #include <cstddef>
@@ -39,23 +39,22 @@ void countLuminance(LevelCounts& counts, const PixelView& pixels) {
     }
 }
 
-template <class Sample>
-void countColors(ChannelHistogram& histogram, const PixelView& pixels) {
-    for (std::size_t channel = 0; channel < pixels.first.size(); ++channel) {
-        std::uint32_t* bins = histogram.channels[channel + 1].data();
-        for (std::int32_t y = 0; y < pixels.rows; ++y) {
-            kernels::kernelsFor<Sample>().countLevels(pixels.row(channel, y), pixels.pixelStep,
-                                                      pixels.rowPixels, bins);
-        }
+void countLuminance(LevelCounts& counts, const PixelView& pixels) {
+    if (pixels.bitDepth == 8) {
+        countLuminance<std::uint8_t>(counts, pixels);
+    } else {
+        countLuminance<std::uint16_t>(counts, pixels);
     }
 }
 
-template <class Sample>
-void count(ChannelHistogram& histogram, const PixelView& pixels, AutoCorrectionMode mode) {
-    if (mode == AutoCorrectionMode::MonochromaticContrast) {
-        countLuminance<Sample>(histogram.channels[0], pixels);
-    } else {
-        countColors<Sample>(histogram, pixels);
+void countColors(ChannelHistogram& histogram, const PixelView& pixels) {
+    LevelRows levels(pixels);
+    LevelCounter counter;
+    for (std::size_t channel = 0; channel < pixels.first.size(); ++channel) {
+        for (std::int32_t y = 0; y < levels.rows(); ++y) {
+            counter.add(levels.channel(channel, y), levels.rowPixels());
+        }
+        histogram.channels[channel + 1] = counter.take();
     }
 }
 
@@ -72,12 +71,15 @@ void addColorsToCombined(ChannelHistogram& histogram) {
 void gatherHistogram(ChannelHistogram& histogram, const PixelView& pixels, bool combine,
                      AutoCorrectionMode mode) {
     histogram = ChannelHistogram{};
-    if (pixels.bitDepth == 8) {
-        count<std::uint8_t>(histogram, pixels, mode);
-    } else if (pixels.bitDepth == 16) {
-        count<std::uint16_t>(histogram, pixels, mode);
+    if (pixels.bitDepth != 8 && pixels.bitDepth != 16) {
+        return;
     }
-    if (combine && mode != AutoCorrectionMode::MonochromaticContrast) {
+    if (mode == AutoCorrectionMode::MonochromaticContrast) {
+        countLuminance(histogram.channels[0], pixels);
+        return;
+    }
+    countColors(histogram, pixels);
+    if (combine) {
         addColorsToCombined(histogram);
     }
 }

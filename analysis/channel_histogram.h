@@ -1,15 +1,13 @@
 #pragma once
 
 #include "analysis/correction_mode.h"
+#include "analysis/level_counter.h"
 #include "effect/pixel_view.h"
 
 #include <array>
 #include <cstdint>
 
 namespace tintwell {
-
-/// Pixels per level 0..255.
-using LevelCounts = std::array<std::uint32_t, 256>;
 
 /// The one measurement of a frame. Array 0 is the sum of the colour arrays, bin by bin, or the
 /// luminance; arrays 1, 2 and 3 are red, green and blue. Kept and copied as one block.

@@ -7,14 +7,13 @@
 
 #include "analysis/neutral_midtones.h"
 
+#include "analysis/level_rows.h"
 #include "apply/levels_tables.h"
-#include "numeric/level_scale.h"
 #include "numeric/real_functions.h"
 #include "numeric/rounding.h"
 
 #include <algorithm>
 #include <cmath>
-#include <utility>
 #include <vector>
 
 namespace tintwell {
@@ -22,13 +21,9 @@ namespace {
 
 constexpr ToneBand kMidtoneBand = {0.1, 0.01, 128};
 
-struct LevelMap {
-    std::array<std::uint8_t, 256> red;
-    std::array<std::uint8_t, 256> green;
-    std::array<std::uint8_t, 256> blue;
-};
+using LevelMap = std::array<std::uint8_t, 256>;
 
-std::array<std::uint8_t, 256> mapOf(const LevelsPair& black, const LevelsPair& white) {
+LevelMap mapOf(const LevelsPair& black, const LevelsPair& white) {
     LevelsTable table(false);
     fillLevelsRange(table, 0, black.input, black.output);
     fillLevelsRange(table, white.input, 255, white.output);
@@ -36,60 +31,86 @@ std::array<std::uint8_t, 256> mapOf(const LevelsPair& black, const LevelsPair& w
     return table.table8;
 }
 
-/// 255 for a grey of middle lightness, less the more coloured, darker or lighter it is; 0..255.
-std::uint8_t neutrality(std::uint8_t red, std::uint8_t green, std::uint8_t blue) {
-    const int largest = std::max({red, green, blue});
-    const int smallest = std::min({red, green, blue});
-    const int chroma = largest - smallest;
-    const int sum = std::min(largest + smallest, 510 - (largest + smallest));
-    int saturation = 0;
-    if (chroma != 0) {
-        saturation = chroma >= sum ? 255 : (chroma * 255 + sum / 2) / sum;
-    }
-    return clampTo<std::uint8_t>(sum - 2 * saturation, 0, 255);
-}
-
-/// The rows of neutrality around a pixel: the row above and, as far as the walk has come, its own.
-template <class Sample>
-class NeutralPixels {
+/// How near the corrected pixels of a row are to a grey of middle lightness, 0..255.
+class NeutralityRows {
 public:
-    NeutralPixels(const PlanarImage& image, const LevelMap& map)
-        : image_(image), map_(map), above_(rowSamples(image)) {}
-
-    void gather(ToneTable& table) {
-        for (std::int32_t y = 0; y < rowCount(image_); ++y) {
-            gatherRow(table, y);
+    NeutralityRows(LevelRows& levels, const LevelsPairs& pairs) : levels_(levels) {
+        for (std::size_t c = 0; c < maps_.size(); ++c) {
+            maps_[c] = mapOf(pairs.black[c + 1], pairs.white[c + 1]);
+            mapped_[c].resize(levels.rowPixels());
         }
+    }
+
+    void find(std::int32_t y, std::uint8_t* neutralities) {
+        const std::size_t pixels = levels_.rowPixels();
+        for (std::size_t c = 0; c < maps_.size(); ++c) {
+            std::copy_n(levels_.channel(c, y), pixels, mapped_[c].data());
+            kernels::kernelsFor<std::uint8_t>().lookUp(mapped_[c].data(), pixels, maps_[c].data());
+        }
+        kernels::levelKernels().neutralities(
+            {mapped_[0].data(), mapped_[1].data(), mapped_[2].data()}, pixels, neutralities);
     }
 
 private:
-    void gatherRow(ToneTable& table, std::int32_t y) {
-        const Sample* red = planeRow<const Sample>(image_, 1, y);
-        const Sample* green = planeRow<const Sample>(image_, 2, y);
-        const Sample* blue = planeRow<const Sample>(image_, 3, y);
-        std::uint8_t left = 0;
-        std::uint8_t aboveLeft = 0;
-        for (std::size_t x = 0; x < above_.size(); ++x) {
-            const std::uint8_t r = levelOf(red[x]);
-            const std::uint8_t g = levelOf(green[x]);
-            const std::uint8_t b = levelOf(blue[x]);
-            const std::uint8_t own = neutrality(map_.red[r], map_.green[g], map_.blue[b]);
-            const std::uint8_t above = std::exchange(above_[x], own);
-            if (y > 0 && x > 0) {
-                kernels::ToneSums& sums = table[std::min({own, left, above, aboveLeft})];
-                sums.red += r;
-                sums.green += g;
-                sums.blue += b;
-                sums.count += 1;
+    LevelRows& levels_;
+    std::array<LevelMap, 3> maps_{};
+    std::array<std::vector<std::uint8_t>, 3> mapped_;
+};
+
+/// The least of each two by two neighbours of two rows.
+void takeLeast(const std::uint8_t* above, const std::uint8_t* own, std::size_t count,
+               std::uint8_t* least) {
+    for (std::size_t x = 0; x < count; ++x) {
+        least[x] = std::min(std::min(own[x], own[x + 1]), std::min(above[x], above[x + 1]));
+    }
+}
+
+/// The indices of all pixels but the first of each row and the first row: for each the least of
+/// itself, its left neighbour and the two above them.
+class NeutralPixels {
+public:
+    NeutralPixels(LevelRows& levels, const LevelsPairs& pairs)
+        : levels_(levels), rowIndices_(std::max<std::size_t>(levels.rowPixels(), 1) - 1),
+          indices_(rowIndices_ * rowsOfIndices()) {
+        NeutralityRows neutralities(levels, pairs);
+        std::vector<std::uint8_t> above(levels.rowPixels());
+        std::vector<std::uint8_t> own(levels.rowPixels());
+        for (std::int32_t y = 0; y < levels.rows(); ++y) {
+            neutralities.find(y, own.data());
+            if (y > 0) {
+                takeLeast(above.data(), own.data(), rowIndices_, row(y));
             }
-            left = own;
-            aboveLeft = above;
+            std::swap(own, above);
         }
     }
 
-    const PlanarImage& image_;
-    const LevelMap& map_;
-    std::vector<std::uint8_t> above_;
+    LevelCounts count() const {
+        LevelCounter counter;
+        counter.add(indices_.data(), indices_.size());
+        return counter.take();
+    }
+
+    std::optional<Rgb> meanOf(const TopBand& band) {
+        BandColor color(band);
+        for (std::int32_t y = 1; y < levels_.rows(); ++y) {
+            const kernels::ColorRow levels = levels_.row(y);
+            color.add(row(y), {levels.red + 1, levels.green + 1, levels.blue + 1}, rowIndices_);
+        }
+        return color.mean();
+    }
+
+private:
+    std::size_t rowsOfIndices() const {
+        return static_cast<std::size_t>(std::max(levels_.rows(), 1) - 1);
+    }
+
+    std::uint8_t* row(std::int32_t y) {
+        return indices_.data() + static_cast<std::size_t>(y - 1) * rowIndices_;
+    }
+
+    LevelRows& levels_;
+    std::size_t rowIndices_;
+    std::vector<std::uint8_t> indices_;
 };
 
 /// log2 of how often `offset` goes into `range`: the exponent of the gamma that moves `offset` to
@@ -114,17 +135,10 @@ double gammaRatio(const LevelsPair& black, const LevelsPair& white, std::uint8_t
 } // namespace
 
 std::optional<Rgb> findNeutralMidtone(const PlanarImage& image, const LevelsPairs& pairs) {
-    const LevelMap map = {mapOf(pairs.black[1], pairs.white[1]),
-                          mapOf(pairs.black[2], pairs.white[2]),
-                          mapOf(pairs.black[3], pairs.white[3])};
-    ToneTable table{};
-    if (image.bitDepth == 16) {
-        NeutralPixels<std::uint16_t>(image, map).gather(table);
-    } else {
-        NeutralPixels<std::uint8_t>(image, map).gather(table);
-    }
-    const double total = totalWeight(table);
-    return total > 0.0 ? averageTopBand(table, total, kMidtoneBand) : std::nullopt;
+    LevelRows levels(viewOfPlanes(image));
+    NeutralPixels pixels(levels, pairs);
+    const std::optional<TopBand> band = findTopBand(pixels.count(), kMidtoneBand);
+    return band ? pixels.meanOf(*band) : std::nullopt;
 }
 
 bool snapMidtoneGammas(Gammas& gammas, const LevelsPairs& pairs, const PlanarImage& image,

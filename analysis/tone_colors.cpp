@@ -3,11 +3,15 @@
 // its smallest level, whose light end holds pixels that are light in every channel. The colour is a
 // weighted mean of the few per cent at that end: the outermost 0.5 % count fully, the rest of the
 // band with a share that falls to its inner end, so that the mean moves smoothly as pixels cross
-// the band's borders. Sums of levels are whole numbers and exact; a table's weight is 255 a pixel.
+// the band's borders. Which indices make the band is known from the number of pixels at each; only
+// then are the levels of the pixels inside it summed up, in whole numbers and exact.
 
 #include "analysis/tone_colors.h"
 
+#include "analysis/level_rows.h"
+
 #include <algorithm>
+#include <vector>
 
 namespace tintwell {
 namespace {
@@ -18,15 +22,15 @@ constexpr ToneBand kColorBand = {0.05, 0.010000000000000002, 0};
 /// Entries a band is widened by when it ends before its lowest index.
 constexpr int kWidening = 5;
 
-double weightAt(const ToneTable& table, int index) {
-    return static_cast<double>(table[static_cast<std::size_t>(index)].count) * 255.0;
+double weightAt(const LevelCounts& counts, int index) {
+    return static_cast<double>(counts[static_cast<std::size_t>(index)]) * 255.0;
 }
 
 /// Walks from `index` in steps while the budget covers the entries; the index where it stops, or
 /// one step outside the table.
-int walkBudget(const ToneTable& table, int index, int step, double budget) {
-    while (index >= 0 && index <= kTop && !(budget < weightAt(table, index))) {
-        budget -= weightAt(table, index);
+int walkBudget(const LevelCounts& counts, int index, int step, double budget) {
+    while (index >= 0 && index <= kTop && !(budget < weightAt(counts, index))) {
+        budget -= weightAt(counts, index);
         index += step;
     }
     return index;
@@ -37,11 +41,11 @@ struct BandEnd {
     double weight; ///< what the band holds, for the acceptance test
 };
 
-BandEnd findBandEnd(const ToneTable& table, double total, const ToneBand& band) {
+BandEnd findBandEnd(const LevelCounts& counts, double total, const ToneBand& band) {
     const double limit = band.largestShare * total;
-    BandEnd end = {kTop, weightAt(table, kTop)};
+    BandEnd end = {kTop, weightAt(counts, kTop)};
     while (end.index > band.lowestIndex) {
-        const double next = weightAt(table, end.index - 1);
+        const double next = weightAt(counts, end.index - 1);
         if (end.weight + next > limit) {
             return {std::max(band.lowestIndex, end.index - kWidening), end.weight + next};
         }
@@ -51,17 +55,116 @@ BandEnd findBandEnd(const ToneTable& table, double total, const ToneBand& band) 
     return end;
 }
 
-std::optional<Rgb> rampedMean(const ToneTable& table, int lowest, int edge) {
+/// What every pixel of an image is entered by, a row at a time.
+class ToneRows {
+public:
+    explicit ToneRows(const PlanarImage& image)
+        : levels_(viewOfPlanes(image)), darkness_(levels_.rowPixels()),
+          lightness_(levels_.rowPixels()) {}
+
+    /// Calls visit(row, darkness, lightness) for each row of levels.
+    template <class Visit>
+    void forEach(Visit visit) {
+        for (std::int32_t y = 0; y < levels_.rows(); ++y) {
+            const kernels::ColorRow row = levels_.row(y);
+            kernels::levelKernels().tones(row, rowPixels(), darkness_.data(), lightness_.data());
+            visit(row, darkness_.data(), lightness_.data());
+        }
+    }
+
+    std::size_t rowPixels() const { return levels_.rowPixels(); }
+
+private:
+    LevelRows levels_;
+    std::vector<std::uint8_t> darkness_;  ///< 255 less the largest level
+    std::vector<std::uint8_t> lightness_; ///< the smallest level
+};
+
+struct ToneCounts {
+    LevelCounts darkness;
+    LevelCounts lightness;
+};
+
+ToneCounts countTones(ToneRows& rows) {
+    LevelCounter darkness;
+    LevelCounter lightness;
+    rows.forEach(
+        [&](const kernels::ColorRow&, const std::uint8_t* dark, const std::uint8_t* light) {
+            darkness.add(dark, rows.rowPixels());
+            lightness.add(light, rows.rowPixels());
+        });
+    return {darkness.take(), lightness.take()};
+}
+
+std::optional<BandColor> colorBand(const LevelCounts& counts, int middle) {
+    ToneBand band = kColorBand;
+    band.lowestIndex = static_cast<std::uint8_t>(kTop - middle);
+    const std::optional<TopBand> found = findTopBand(counts, band);
+    return found ? std::optional<BandColor>(*found) : std::nullopt;
+}
+
+} // namespace
+
+double totalWeight(const LevelCounts& counts) {
+    double total = 0.0;
+    for (int i = 0; i <= kTop; ++i) {
+        total += weightAt(counts, i);
+    }
+    return total;
+}
+
+std::optional<TopBand> findTopBand(const LevelCounts& counts, const ToneBand& band) {
+    const double total = totalWeight(counts);
+    const double edgeShare = std::min(kEdgeShare, band.smallestShare);
+    const int edge = walkBudget(counts, kTop, -1, edgeShare * total);
+    if (!(total > 0.0) || edge < band.lowestIndex) {
+        return std::nullopt;
+    }
+    const BandEnd end = findBandEnd(counts, total, band);
+    if (end.weight < band.smallestShare * total) {
+        return std::nullopt;
+    }
+    return TopBand{end.index, edge};
+}
+
+void BandColor::add(const std::uint8_t* indices, const kernels::ColorRow& row, std::size_t count) {
+    std::size_t done = 0;
+    while (done < count) {
+        if (recentPixels_ == kernels::kMostToneSums) {
+            settle();
+        }
+        const std::size_t run = std::min(count - done, kernels::kMostToneSums - recentPixels_);
+        kernels::levelKernels().addTones(indices + done, static_cast<std::uint8_t>(band_.lowest),
+                                         {row.red + done, row.green + done, row.blue + done}, run,
+                                         recent_.data());
+        recentPixels_ += run;
+        done += run;
+    }
+}
+
+void BandColor::settle() {
+    for (std::size_t k = 0; k < sums_.size(); ++k) {
+        sums_[k].red += recent_[k].red;
+        sums_[k].green += recent_[k].green;
+        sums_[k].blue += recent_[k].blue;
+        sums_[k].count += recent_[k].count;
+    }
+    recent_ = {};
+    recentPixels_ = 0;
+}
+
+std::optional<Rgb> BandColor::mean() {
+    settle();
     Rgb sums = {0.0, 0.0, 0.0};
     double weight = 0.0;
-    for (int k = lowest; k <= kTop; ++k) {
-        const kernels::ToneSums& entry = table[static_cast<std::size_t>(k)];
-        const double share =
-            static_cast<double>(std::min(k, edge) - lowest + 1) / (edge - lowest + 1);
+    for (int k = band_.lowest; k <= kTop; ++k) {
+        const Sums& entry = sums_[static_cast<std::size_t>(k)];
+        const double share = static_cast<double>(std::min(k, band_.edge) - band_.lowest + 1) /
+                             (band_.edge - band_.lowest + 1);
         sums[0] += share * (static_cast<double>(entry.red) * 255.0);
         sums[1] += share * (static_cast<double>(entry.green) * 255.0);
         sums[2] += share * (static_cast<double>(entry.blue) * 255.0);
-        weight += share * weightAt(table, k);
+        weight += share * (static_cast<double>(entry.count) * 255.0);
     }
     if (!(weight > 0.0)) {
         return std::nullopt;
@@ -69,74 +172,38 @@ std::optional<Rgb> rampedMean(const ToneTable& table, int lowest, int edge) {
     return Rgb{sums[0] / weight, sums[1] / weight, sums[2] / weight};
 }
 
-struct ToneTables {
-    ToneTable byMax{}; ///< index 255 less the largest level: high indices are dark
-    ToneTable byMin{}; ///< index of the smallest level: high indices are light
-};
-
-template <class Sample>
-void addTones(ToneTables& tables, const PlanarImage& image) {
-    for (std::int32_t y = 0; y < rowCount(image); ++y) {
-        kernels::kernelsFor<Sample>().addTones(
-            planeRow<const Sample>(image, 1, y), planeRow<const Sample>(image, 2, y),
-            planeRow<const Sample>(image, 3, y), rowSamples(image), tables.byMax.data(),
-            tables.byMin.data());
-    }
-}
-
-std::optional<Rgb> averageColor(const ToneTable& table, int middle) {
-    const double total = totalWeight(table);
-    ToneBand band = kColorBand;
-    band.lowestIndex = static_cast<std::uint8_t>(kTop - middle);
-    return total > 0.0 ? averageTopBand(table, total, band) : std::nullopt;
-}
-
-} // namespace
-
-double totalWeight(const ToneTable& table) {
-    double total = 0.0;
-    for (int i = 0; i <= kTop; ++i) {
-        total += weightAt(table, i);
-    }
-    return total;
-}
-
-std::optional<Rgb> averageTopBand(const ToneTable& table, double total, const ToneBand& band) {
-    const double edgeShare = std::min(kEdgeShare, band.smallestShare);
-    const int edge = walkBudget(table, kTop, -1, edgeShare * total);
-    if (edge < band.lowestIndex) {
-        return std::nullopt;
-    }
-    const BandEnd end = findBandEnd(table, total, band);
-    if (end.weight < band.smallestShare * total) {
-        return std::nullopt;
-    }
-    return rampedMean(table, end.index, edge);
-}
-
 void findToneColors(ToneSearchContext& context) {
     if (context.searched) {
         return;
     }
     context.searched = true;
-    ToneTables tables;
-    if (context.image.bitDepth == 16) {
-        addTones<std::uint16_t>(tables, context.image);
-    } else {
-        addTones<std::uint8_t>(tables, context.image);
-    }
+    ToneRows rows(context.image);
+    const ToneCounts counts = countTones(rows);
     const int brightest =
-        kTop - walkBudget(tables.byMax, 0, 1, kEdgeShare * totalWeight(tables.byMax));
-    const int darkest = walkBudget(tables.byMin, 0, 1, kEdgeShare * totalWeight(tables.byMin));
+        kTop - walkBudget(counts.darkness, 0, 1, kEdgeShare * totalWeight(counts.darkness));
+    const int darkest =
+        walkBudget(counts.lightness, 0, 1, kEdgeShare * totalWeight(counts.lightness));
     if (darkest >= brightest) {
         return;
     }
-    if (const auto dark = averageColor(tables.byMax, (darkest + brightest) / 2)) {
-        context.darkColor = *dark;
+    std::optional<BandColor> dark = colorBand(counts.darkness, (darkest + brightest) / 2);
+    std::optional<BandColor> light =
+        colorBand(counts.lightness, (kTop - brightest + kTop - darkest) / 2);
+    rows.forEach([&](const kernels::ColorRow& row, const std::uint8_t* darkness,
+                     const std::uint8_t* lightness) {
+        if (dark) {
+            dark->add(darkness, row, rows.rowPixels());
+        }
+        if (light) {
+            light->add(lightness, row, rows.rowPixels());
+        }
+    });
+    if (const auto color = dark ? dark->mean() : std::nullopt) {
+        context.darkColor = *color;
         context.hasDarkColor = true;
     }
-    if (const auto light = averageColor(tables.byMin, (kTop - brightest + kTop - darkest) / 2)) {
-        context.lightColor = *light;
+    if (const auto color = light ? light->mean() : std::nullopt) {
+        context.lightColor = *color;
         context.hasLightColor = true;
     }
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "analysis/level_counter.h"
 #include "effect/planar_image.h"
 #include "kernels/kernels.h"
 
@@ -27,20 +28,52 @@ struct ToneSearchContext {
 /// where the image has no such part.
 void findToneColors(ToneSearchContext& context);
 
-/// Pixels summed up by an index 0..255 whose high end is what is sought.
-using ToneTable = std::array<kernels::ToneSums, 256>;
-
-/// Which part of a tone table makes a colour, as shares of the table's weight.
+/// Which part of a table of indices 0..255 makes a colour, as shares of the table's weight. Its
+/// high end is what is sought.
 struct ToneBand {
     double largestShare;  ///< how much the band may hold
     double smallestShare; ///< a band that holds less is rejected
     int lowestIndex;      ///< the band ends here at the latest
 };
 
-double totalWeight(const ToneTable& table);
+/// Where a band lies in a table: from `lowest` up, with full share from `edge` up.
+struct TopBand {
+    int lowest;
+    int edge;
+};
 
-/// The mean colour of the table's top: the entries from the band's lower end up, with a linearly
-/// rising share, and full share for the outermost 0.5 %. None where the top is too thin.
-std::optional<Rgb> averageTopBand(const ToneTable& table, double total, const ToneBand& band);
+/// A table's weight is 255 a pixel.
+double totalWeight(const LevelCounts& counts);
+
+/// None where the top is too thin.
+std::optional<TopBand> findTopBand(const LevelCounts& counts, const ToneBand& band);
+
+/// The colours of the pixels in a band, gathered row by row.
+class BandColor {
+public:
+    explicit BandColor(const TopBand& band) : band_(band) {}
+
+    /// Adds the pixels of a row whose index is in the band.
+    void add(const std::uint8_t* indices, const kernels::ColorRow& row, std::size_t count);
+
+    /// The mean colour; the share of an index rises linearly from the band's lower end to its edge.
+    /// None of an empty band.
+    std::optional<Rgb> mean();
+
+private:
+    struct Sums {
+        std::uint64_t red = 0;
+        std::uint64_t green = 0;
+        std::uint64_t blue = 0;
+        std::uint64_t count = 0;
+    };
+
+    void settle();
+
+    TopBand band_;
+    std::array<kernels::ToneSums, 256> recent_{}; ///< not yet in sums_
+    std::size_t recentPixels_ = 0;                ///< looked at since
+    std::array<Sums, 256> sums_{};
+};
 
 } // namespace tintwell

@@ -1,26 +1,17 @@
 #pragma once
 
-// The inner loops that touch every pixel, behind one table of functions. Each function works on
-// one run of samples: it reads and writes exactly the samples it is told of, and any alignment of
-// interleaved pixels will do. Callers ask kernelsFor<Sample>() and do not know which variant they
-// get; every variant gives the same bytes.
+// The inner loops that touch every pixel, behind tables of functions. Each function works on one
+// run of samples: it reads and writes exactly the samples it is told of, at any alignment. Callers
+// ask kernelsFor<Sample>() and levelKernels() and do not know which variant they get; every variant
+// gives the same bytes.
 
 #include <cstddef>
 #include <cstdint>
 
 namespace tintwell::kernels {
 
-/// What is summed up of the pixels that share an index of a tone table: their levels per channel
-/// and their number.
-struct ToneSums {
-    std::uint64_t red;
-    std::uint64_t green;
-    std::uint64_t blue;
-    std::uint64_t count;
-};
-
-/// The weights of a blend as 16.16 fractions that add up to 65536, and where alpha stands in a
-/// pixel (0 or 3).
+/// The weights of a blend as 16.16 fractions that add up to 65536, neither of them 0, and where
+/// alpha stands in a pixel (0 or 3).
 struct BlendWeights {
     std::uint32_t corrected;
     std::uint32_t original;
@@ -29,19 +20,14 @@ struct BlendWeights {
 
 /// Sample is std::uint8_t (0..255) or std::uint16_t (0..32768).
 template <class Sample>
-struct Table {
+struct SampleKernels {
     /// Sample i of each interleaved pixel goes to planes[i].
     void (*split)(const std::byte* pixels, std::size_t count, Sample* const planes[4]);
     /// The inverse of split.
     void (*merge)(const Sample* const planes[4], std::size_t count, std::byte* pixels);
-    /// Adds 1 to the bin (of 256) of each sample's level. The samples begin `step` bytes apart, so
-    /// that planes and interleaved pixels are counted alike.
-    void (*countLevels)(const std::byte* first, std::ptrdiff_t step, std::size_t count,
-                        std::uint32_t* bins);
-    /// Adds each pixel to maxTable at 255 less the largest of its three levels, and to minTable at
-    /// the smallest; both tables have 256 entries.
-    void (*addTones)(const Sample* red, const Sample* green, const Sample* blue, std::size_t count,
-                     ToneSums* maxTable, ToneSums* minTable);
+    /// The levels of samples that begin `step` bytes apart: the size of a sample, or of four.
+    void (*levels)(const std::byte* first, std::ptrdiff_t step, std::size_t count,
+                   std::uint8_t* levels);
     /// Replaces each sample by its table entry: table[s] of 256 entries at 8 bits,
     /// table[min(s >> 3, 4096)] of 4097 entries at 16 bits.
     void (*lookUp)(Sample* samples, std::size_t count, const Sample* table);
@@ -50,11 +36,46 @@ struct Table {
                   std::size_t count, BlendWeights weights);
 };
 
+/// The levels of one row of pixels, channel by channel.
+struct ColorRow {
+    const std::uint8_t* red;
+    const std::uint8_t* green;
+    const std::uint8_t* blue;
+};
+
+/// What is summed up of the pixels that share an index: their levels per channel and their number.
+struct ToneSums {
+    std::uint32_t red;
+    std::uint32_t green;
+    std::uint32_t blue;
+    std::uint32_t count;
+};
+
+static_assert(sizeof(ToneSums) == 16); // one vector
+
+/// Pixels whose levels surely fit in ToneSums.
+inline constexpr std::size_t kMostToneSums = std::size_t{1} << 24U;
+
+/// Works on levels, whatever the depth of the samples they come from.
+struct LevelKernels {
+    /// 255 less the largest level of each pixel, and the smallest.
+    void (*tones)(const ColorRow& row, std::size_t count, std::uint8_t* darkness,
+                  std::uint8_t* lightness);
+    /// 255 for a grey of middle lightness, less the more coloured, darker or lighter a pixel is.
+    void (*neutralities)(const ColorRow& row, std::size_t count, std::uint8_t* neutralities);
+    /// Adds each pixel whose index is at or above `lowest` to the entry (of 256) of its index. An
+    /// entry holds kMostToneSums pixels at most.
+    void (*addTones)(const std::uint8_t* indices, std::uint8_t lowest, const ColorRow& row,
+                     std::size_t count, ToneSums* sums);
+};
+
 template <class Sample>
-const Table<Sample>& kernelsFor();
+const SampleKernels<Sample>& kernelsFor();
 template <>
-const Table<std::uint8_t>& kernelsFor<std::uint8_t>();
+const SampleKernels<std::uint8_t>& kernelsFor<std::uint8_t>();
 template <>
-const Table<std::uint16_t>& kernelsFor<std::uint16_t>();
+const SampleKernels<std::uint16_t>& kernelsFor<std::uint16_t>();
+
+const LevelKernels& levelKernels();
 
 } // namespace tintwell::kernels

@@ -1,31 +1,37 @@
 #include "temporal/color_signature.h"
 
+#include "analysis/level_rows.h"
 #include "effect/pixel_view.h"
-#include "numeric/level_scale.h"
 
+#include <algorithm>
 #include <cstdlib>
-#include <cstring>
+#include <functional>
 #include <numeric>
+#include <vector>
 
 namespace tintwell {
 namespace {
 
-template <class Sample>
-std::size_t boxAt(const std::byte* sample) {
-    Sample value;
-    std::memcpy(&value, sample, sizeof(value));
-    return levelOf(value) >> 5U;
+/// Neighbours mostly fall into one box: they are counted in turn in tables of their own, so that an
+/// addition need not wait for the one before.
+constexpr std::size_t kTables = 4;
+using Tables = std::array<std::array<std::uint32_t, ColorSignature::kBinCount>, kTables>;
+
+void findBoxes(const kernels::ColorRow& row, std::vector<std::uint16_t>& boxes) {
+    const auto [red, green, blue] = row;
+    std::uint16_t* box = boxes.data();
+    for (std::size_t x = 0; x < boxes.size(); ++x) {
+        box[x] = static_cast<std::uint16_t>((red[x] >> 5U) << 6U | (green[x] >> 5U) << 3U |
+                                            blue[x] >> 5U);
+    }
 }
 
-template <class Sample>
-void countPixels(const PixelView& pixels, ColorSignature& signature) {
-    for (std::int32_t y = 0; y < pixels.rows; ++y) {
-        for (std::size_t x = 0; x < pixels.rowPixels; ++x) {
-            const std::ptrdiff_t offset = static_cast<std::ptrdiff_t>(x) * pixels.pixelStep;
-            const std::size_t red = boxAt<Sample>(pixels.row(0, y) + offset);
-            const std::size_t green = boxAt<Sample>(pixels.row(1, y) + offset);
-            const std::size_t blue = boxAt<Sample>(pixels.row(2, y) + offset);
-            ++signature.counts[red * 64 + green * 8 + blue];
+void countPixels(LevelRows levels, Tables& tables) {
+    std::vector<std::uint16_t> boxes(levels.rowPixels());
+    for (std::int32_t y = 0; y < levels.rows(); ++y) {
+        findBoxes(levels.row(y), boxes);
+        for (std::size_t x = 0; x < boxes.size(); ++x) {
+            ++tables[x % kTables][boxes[x]];
         }
     }
 }
@@ -41,11 +47,10 @@ ErrorCode buildSignature(const InterleavedFrame& frame, std::int32_t channelOrde
     if (frame.bitDepth != 8 && frame.bitDepth != 16) {
         return error::kUnsupportedBitDepth;
     }
-    const PixelView pixels = viewOfPixels(frame, channelOrder);
-    if (frame.bitDepth == 16) {
-        countPixels<std::uint16_t>(pixels, signature);
-    } else {
-        countPixels<std::uint8_t>(pixels, signature);
+    Tables tables{};
+    countPixels(LevelRows(viewOfPixels(frame, channelOrder)), tables);
+    for (const auto& table : tables) {
+        std::ranges::transform(table, signature.counts, signature.counts.begin(), std::plus<>());
     }
     return error::kNone;
 }

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace tintwell {
+
+/// Pixels per level 0..255.
+using LevelCounts = std::array<std::uint32_t, 256>;
+
+/// Counts levels by pairs: one addition serves two neighbours, and neighbours are so alike that the
+/// few pairs a picture has stay in the nearest cache.
+class LevelCounter {
+public:
+    LevelCounter();
+
+    void add(const std::uint8_t* levels, std::size_t count);
+
+    /// The counts so far; begins anew. A picture of 2^32 pixels or more wraps.
+    LevelCounts take();
+
+private:
+    static constexpr std::size_t kLevels = 256;
+
+    std::vector<std::uint32_t> pairs_; ///< kLevels rows of kLevels
+    LevelCounts singles_{};            ///< what was left over of odd runs
+};
+
+} // namespace tintwell

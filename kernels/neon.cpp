@@ -1,0 +1,10 @@
+#include "kernels/loops.h"
+#include "kernels/variant_sources.h"
+
+namespace tintwell::kernels {
+
+void addNeonKernels(KernelSet& kernels) {
+    kernels.levels = {tones, neutralities, addTones};
+}
+
+} // namespace tintwell::kernels
