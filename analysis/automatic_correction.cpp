@@ -1,8 +1,11 @@
 #include "analysis/automatic_correction.h"
 
 #include "analysis/contrast_search.h"
+#include "analysis/level_image.h"
 #include "analysis/levels_pairs.h"
 #include "analysis/tone_search.h"
+
+#include <optional>
 
 namespace tintwell {
 namespace {
@@ -23,9 +26,16 @@ void writeEntries(LevelsRecord& levels, const LevelsPairs& pairs, const Gammas& 
 
 } // namespace
 
-void analyzeFrame(AutoCorrectionMode mode, const PlanarImage& image,
+void analyzeFrame(AutoCorrectionMode mode, const PlanarImage& source,
                   std::unique_ptr<LevelsRecord>& levels,
                   std::unique_ptr<ChannelHistogram>& histogram) {
+    // The luminance is weighed from the samples themselves.
+    const bool needsSamples = mode == AutoCorrectionMode::MonochromaticContrast;
+    std::optional<LevelImage> converted;
+    if (source.bitDepth == 16 && !needsSamples && (!levels || !histogram)) {
+        converted.emplace(source);
+    }
+    const PlanarImage& image = converted ? converted->image() : source;
     if (!histogram) {
         histogram = std::make_unique<ChannelHistogram>();
         gatherHistogram(*histogram, viewOfPlanes(image), combinesColors(mode), mode);

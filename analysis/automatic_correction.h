@@ -14,7 +14,7 @@ namespace tintwell {
 /// Fills the slots that are empty: the histogram is gathered from the image, the levels are found
 /// from the histogram in its slot with the image's clips and snap flag. A slot that holds a record
 /// keeps it untouched. The caller owns both. Throws std::bad_alloc.
-void analyzeFrame(AutoCorrectionMode mode, const PlanarImage& image,
+void analyzeFrame(AutoCorrectionMode mode, const PlanarImage& source,
                   std::unique_ptr<LevelsRecord>& levels,
                   std::unique_ptr<ChannelHistogram>& histogram);
 

@@ -49,12 +49,15 @@ void countLuminance(LevelCounts& counts, const PixelView& pixels) {
 
 void countColors(ChannelHistogram& histogram, const PixelView& pixels) {
     LevelRows levels(pixels);
-    LevelCounter counter;
-    for (std::size_t channel = 0; channel < pixels.first.size(); ++channel) {
-        for (std::int32_t y = 0; y < levels.rows(); ++y) {
-            counter.add(levels.channel(channel, y), levels.rowPixels());
+    std::array<LevelCounter, 3> counters;
+    // Row by row: where pixels are interleaved a row is near for its second and third channel.
+    for (std::int32_t y = 0; y < levels.rows(); ++y) {
+        for (std::size_t channel = 0; channel < counters.size(); ++channel) {
+            counters[channel].add(levels.channel(channel, y), levels.rowPixels());
         }
-        histogram.channels[channel + 1] = counter.take();
+    }
+    for (std::size_t channel = 0; channel < counters.size(); ++channel) {
+        histogram.channels[channel + 1] = counters[channel].take();
     }
 }
 

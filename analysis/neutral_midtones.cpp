@@ -9,6 +9,7 @@
 
 #include "analysis/level_rows.h"
 #include "apply/levels_tables.h"
+#include "memory/frame_memory.h"
 #include "numeric/real_functions.h"
 #include "numeric/rounding.h"
 
@@ -44,8 +45,8 @@ public:
     void find(std::int32_t y, std::uint8_t* neutralities) {
         const std::size_t pixels = levels_.rowPixels();
         for (std::size_t c = 0; c < maps_.size(); ++c) {
-            std::copy_n(levels_.channel(c, y), pixels, mapped_[c].data());
-            kernels::kernelsFor<std::uint8_t>().lookUp(mapped_[c].data(), pixels, maps_[c].data());
+            kernels::kernelsFor<std::uint8_t>().lookUp(levels_.channel(c, y), pixels,
+                                                       maps_[c].data(), mapped_[c].data());
         }
         kernels::levelKernels().neutralities(
             {mapped_[0].data(), mapped_[1].data(), mapped_[2].data()}, pixels, neutralities);
@@ -56,14 +57,6 @@ private:
     std::array<LevelMap, 3> maps_{};
     std::array<std::vector<std::uint8_t>, 3> mapped_;
 };
-
-/// The least of each two by two neighbours of two rows.
-void takeLeast(const std::uint8_t* above, const std::uint8_t* own, std::size_t count,
-               std::uint8_t* least) {
-    for (std::size_t x = 0; x < count; ++x) {
-        least[x] = std::min(std::min(own[x], own[x + 1]), std::min(above[x], above[x + 1]));
-    }
-}
 
 /// The indices of all pixels but the first of each row and the first row: for each the least of
 /// itself, its left neighbour and the two above them.
@@ -78,7 +71,8 @@ public:
         for (std::int32_t y = 0; y < levels.rows(); ++y) {
             neutralities.find(y, own.data());
             if (y > 0) {
-                takeLeast(above.data(), own.data(), rowIndices_, row(y));
+                kernels::levelKernels().leastOfSquares(above.data(), own.data(), rowIndices_,
+                                                       row(y));
             }
             std::swap(own, above);
         }
@@ -86,7 +80,7 @@ public:
 
     LevelCounts count() const {
         LevelCounter counter;
-        counter.add(indices_.data(), indices_.size());
+        counter.add(indices(), rowIndices_ * rowsOfIndices());
         return counter.take();
     }
 
@@ -104,13 +98,15 @@ private:
         return static_cast<std::size_t>(std::max(levels_.rows(), 1) - 1);
     }
 
-    std::uint8_t* row(std::int32_t y) {
-        return indices_.data() + static_cast<std::size_t>(y - 1) * rowIndices_;
+    std::uint8_t* indices() const { return reinterpret_cast<std::uint8_t*>(indices_.data()); }
+
+    std::uint8_t* row(std::int32_t y) const {
+        return indices() + static_cast<std::size_t>(y - 1) * rowIndices_;
     }
 
     LevelRows& levels_;
     std::size_t rowIndices_;
-    std::vector<std::uint8_t> indices_;
+    FrameMemory indices_;
 };
 
 /// log2 of how often `offset` goes into `range`: the exponent of the gamma that moves `offset` to

@@ -19,8 +19,8 @@ void lookUpPlanes(const PlanarImage& image, const std::array<LevelsTable, 4>& ta
     for (int plane = 1; plane <= kColorPlanes; ++plane) {
         const Sample* table = samplesOf(tables[static_cast<std::size_t>(plane)], Sample{});
         for (std::int32_t y = 0; y < rowCount(image); ++y) {
-            kernels::kernelsFor<Sample>().lookUp(planeRow<Sample>(image, plane, y),
-                                                 rowSamples(image), table);
+            Sample* row = planeRow<Sample>(image, plane, y);
+            kernels::kernelsFor<Sample>().lookUp(row, rowSamples(image), table, row);
         }
     }
 }

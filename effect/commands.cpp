@@ -6,6 +6,7 @@
 #include "effect/sequence_data.h"
 #include "effect/suites.h"
 #include "effect/text_services.h"
+#include "memory/frame_memory.h"
 
 #include <new>
 #include <stdexcept>
@@ -86,6 +87,7 @@ ErrorCode releaseGlobal(const Call& call) {
 }
 
 ErrorCode setDownGlobal(const Call& call) {
+    releaseSpareFrameMemory();
     const ErrorCode code = releaseGlobal(call);
     if (call.inData != nullptr) {
         call.inData->sequenceData = nullptr;

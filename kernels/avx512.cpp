@@ -300,7 +300,7 @@ void addAvx512Kernels(KernelSet& kernels) {
     kernels.words.levels = levelsOfWords;
     kernels.words.lookUp = lookUp<std::uint16_t>;
     kernels.words.blend = blendWide<std::uint16_t>;
-    kernels.levels = {tones, neutralities, addTonesWide};
+    kernels.levels = {tones, neutralities, leastOfSquares, addTonesWide};
 }
 
 } // namespace tintwell::kernels

@@ -6,7 +6,8 @@
 namespace tintwell::kernels {
 namespace {
 
-void lookUpBytes(std::uint8_t* samples, std::size_t count, const std::uint8_t* table) {
+void lookUpBytes(const std::uint8_t* samples, std::size_t count, const std::uint8_t* table,
+                 std::uint8_t* results) {
     const __m512i table0 = _mm512_loadu_si512(table);
     const __m512i table1 = _mm512_loadu_si512(table + 64);
     const __m512i table2 = _mm512_loadu_si512(table + 128);
@@ -16,10 +17,10 @@ void lookUpBytes(std::uint8_t* samples, std::size_t count, const std::uint8_t* t
         const __m512i index = _mm512_loadu_si512(samples + done);
         const __m512i low = _mm512_permutex2var_epi8(table0, index, table1);
         const __m512i high = _mm512_permutex2var_epi8(table2, index, table3);
-        _mm512_storeu_si512(samples + done,
+        _mm512_storeu_si512(results + done,
                             _mm512_mask_mov_epi8(low, _mm512_movepi8_mask(index), high));
     }
-    lookUp<std::uint8_t>(samples + done, count - done, table);
+    lookUp<std::uint8_t>(samples + done, count - done, table, results + done);
 }
 
 } // namespace

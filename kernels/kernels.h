@@ -28,9 +28,9 @@ struct SampleKernels {
     /// The levels of samples that begin `step` bytes apart: the size of a sample, or of four.
     void (*levels)(const std::byte* first, std::ptrdiff_t step, std::size_t count,
                    std::uint8_t* levels);
-    /// Replaces each sample by its table entry: table[s] of 256 entries at 8 bits,
-    /// table[min(s >> 3, 4096)] of 4097 entries at 16 bits.
-    void (*lookUp)(Sample* samples, std::size_t count, const Sample* table);
+    /// The table entry of each sample: table[s] of 256 entries at 8 bits, table[min(s >> 3, 4096)]
+    /// of 4097 entries at 16 bits. `results` may be `samples`.
+    void (*lookUp)(const Sample* samples, std::size_t count, const Sample* table, Sample* results);
     /// Mixes interleaved pixels, colour weighted by alpha. `destination` may be `corrected`.
     void (*blend)(const std::byte* corrected, const std::byte* original, std::byte* destination,
                   std::size_t count, BlendWeights weights);
@@ -63,6 +63,9 @@ struct LevelKernels {
                   std::uint8_t* lightness);
     /// 255 for a grey of middle lightness, less the more coloured, darker or lighter a pixel is.
     void (*neutralities)(const ColorRow& row, std::size_t count, std::uint8_t* neutralities);
+    /// The least of each two by two neighbours of two rows of count + 1 values.
+    void (*leastOfSquares)(const std::uint8_t* above, const std::uint8_t* own, std::size_t count,
+                           std::uint8_t* least);
     /// Adds each pixel whose index is at or above `lowest` to the entry (of 256) of its index. An
     /// entry holds kMostToneSums pixels at most.
     void (*addTones)(const std::uint8_t* indices, std::uint8_t lowest, const ColorRow& row,

@@ -65,9 +65,9 @@ inline std::size_t tableIndex(std::uint16_t sample) {
 }
 
 template <class Sample>
-void lookUp(Sample* samples, std::size_t count, const Sample* table) {
+void lookUp(const Sample* samples, std::size_t count, const Sample* table, Sample* results) {
     for (std::size_t i = 0; i < count; ++i) {
-        samples[i] = table[tableIndex(samples[i])];
+        results[i] = table[tableIndex(samples[i])];
     }
 }
 
@@ -172,6 +172,15 @@ inline void neutralities(const ColorRow& row, std::size_t count, std::uint8_t* n
         const int sum = smallestOf(largest + smallest, 510 - largest - smallest);
         const int saturation = saturationOf(largest - smallest, sum);
         neutralities[i] = static_cast<std::uint8_t>(largestOf(sum - 2 * saturation, 0));
+    }
+}
+
+inline void leastOfSquares(const std::uint8_t* above, const std::uint8_t* own, std::size_t count,
+                           std::uint8_t* least) {
+    for (std::size_t i = 0; i < count; ++i) {
+        const int upper = smallestOf(above[i], above[i + 1]);
+        const int lower = smallestOf(own[i], own[i + 1]);
+        least[i] = static_cast<std::uint8_t>(smallestOf(upper, lower));
     }
 }
 

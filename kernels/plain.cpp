@@ -11,7 +11,9 @@ constexpr SampleKernels<Sample> kLoops = {split<Sample>, merge<Sample>, levels<S
 } // namespace
 
 KernelSet plainKernels() {
-    return {kLoops<std::uint8_t>, kLoops<std::uint16_t>, {tones, neutralities, addTones}};
+    return {kLoops<std::uint8_t>,
+            kLoops<std::uint16_t>,
+            {tones, neutralities, leastOfSquares, addTones}};
 }
 
 } // namespace tintwell::kernels

@@ -4,6 +4,7 @@
 #include "kernels/kernels.h"
 
 #include <array>
+#include <limits>
 
 namespace tintwell {
 namespace {
@@ -54,22 +55,27 @@ std::size_t CFrameStore<T>::planeSamples() const {
 }
 
 template <class T>
-T* CFrameStore<T>::planeOf(const Buffer& buffer, std::int32_t k) const {
-    return buffer ? buffer.get() + static_cast<std::size_t>(k) * planeSamples() : nullptr;
+T* CFrameStore<T>::planeOf(const FrameMemory& buffer, std::int32_t k) const {
+    T* samples = samplesOf(buffer);
+    return samples != nullptr ? samples + static_cast<std::size_t>(k) * planeSamples() : nullptr;
 }
 
 template <class T>
 ErrorCode CFrameStore<T>::Setup(const EffectWorld* world) {
     world_ = nullptr;
-    inputBuffer_.reset();
-    outputBuffer_.reset();
+    inputBuffer_ = {};
+    outputBuffer_ = {};
     if (world == nullptr || lacksPixels(*world)) {
         return error::kMissingRecord;
     }
-    const std::size_t samples = pixelCount(*world) * 4;
-    inputBuffer_ = std::make_unique_for_overwrite<T[]>(samples);
+    constexpr std::size_t kPixelBytes = 4 * sizeof(T);
+    if (pixelCount(*world) > std::numeric_limits<std::size_t>::max() / kPixelBytes) {
+        return error::kOutOfMemory;
+    }
+    const std::size_t bytes = pixelCount(*world) * kPixelBytes;
+    inputBuffer_ = FrameMemory(bytes);
     if (inPlace_ == 0) {
-        outputBuffer_ = std::make_unique_for_overwrite<T[]>(samples);
+        outputBuffer_ = FrameMemory(bytes);
     }
     world_ = world;
     bitDepth_ = depthOf(*world);
@@ -88,7 +94,7 @@ ErrorCode CFrameStore<T>::SplitPlanes() {
     const InterleavedFrame frame = viewOf(*world_);
     for (std::int32_t y = 0; y < frame.rows(); ++y) {
         const auto rows =
-            inPixelOrder(inputBuffer_.get(), planeSamples(),
+            inPixelOrder(samplesOf(inputBuffer_), planeSamples(),
                          static_cast<std::size_t>(y) * frame.rowPixels(), channelOrder_);
         kernels::kernelsFor<T>().split(frame.row(y), frame.rowPixels(), rows.data());
     }
@@ -104,7 +110,7 @@ ErrorCode CFrameStore<T>::MergePlanes(EffectWorld* destination) {
     const InterleavedFrame frame = viewOf(*destination);
     for (std::int32_t y = 0; y < frame.rows(); ++y) {
         const auto rows =
-            inPixelOrder<const T>(outputSide().get(), planeSamples(),
+            inPixelOrder<const T>(samplesOf(outputSide()), planeSamples(),
                                   static_cast<std::size_t>(y) * frame.rowPixels(), channelOrder_);
         kernels::kernelsFor<T>().merge(rows.data(), frame.rowPixels(), frame.row(y));
     }

@@ -5,6 +5,7 @@
 // 16-bit samples keep the host's scale, 0..32768.
 
 #include "effect/host_interface.h"
+#include "memory/frame_memory.h"
 
 #include <cstdint>
 #include <memory>
@@ -53,9 +54,9 @@ public:
 
     void* OutputPlane(std::int32_t k) override { return planeOf(outputSide(), k); }
 
-    void* InputBuffer() override { return inputBuffer_.get(); }
+    void* InputBuffer() override { return inputBuffer_.data(); }
 
-    void* OutputBuffer() override { return outputBuffer_.get(); }
+    void* OutputBuffer() override { return outputBuffer_.data(); }
 
     ErrorCode MergePlanes(EffectWorld* destination) override;
 
@@ -70,18 +71,18 @@ public:
     T maxValue() const { return maxValue_; }
 
 private:
-    using Buffer = std::unique_ptr<T[]>;
+    static T* samplesOf(const FrameMemory& buffer) { return reinterpret_cast<T*>(buffer.data()); }
 
     std::size_t planeSamples() const;
-    T* planeOf(const Buffer& buffer, std::int32_t k) const;
+    T* planeOf(const FrameMemory& buffer, std::int32_t k) const;
 
-    const Buffer& outputSide() const { return inPlace_ != 0 ? inputBuffer_ : outputBuffer_; }
+    const FrameMemory& outputSide() const { return inPlace_ != 0 ? inputBuffer_ : outputBuffer_; }
 
     const EffectWorld* world_ = nullptr;
     std::int32_t bitDepth_ = 8;
     std::int32_t channelCount_ = 0;
-    Buffer inputBuffer_;
-    Buffer outputBuffer_;
+    FrameMemory inputBuffer_;
+    FrameMemory outputBuffer_;
     T midValue_ = 0;
     T bitCount_ = 0;
     T maxValue_ = 0;

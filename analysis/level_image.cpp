@@ -1,0 +1,24 @@
+#include "analysis/level_image.h"
+
+#include "kernels/kernels.h"
+
+namespace tintwell {
+
+LevelImage::LevelImage(const PlanarImage& deep)
+    : planes_(rowSamples(deep) * static_cast<std::size_t>(rowCount(deep)) * (kColorPlanes + 1)),
+      image_(deep) {
+    image_.bitDepth = 8;
+    image_.rowBytes = isEmpty(deep) ? 0 : deep.width;
+    image_.data = planes_.data();
+    for (std::int32_t plane = 1; plane <= kColorPlanes; ++plane) {
+        for (std::int32_t y = 0; y < rowCount(deep); ++y) {
+            const auto* samples =
+                reinterpret_cast<const std::byte*>(planeRow<const std::uint16_t>(deep, plane, y));
+            kernels::kernelsFor<std::uint16_t>().levels(samples, sizeof(std::uint16_t),
+                                                        rowSamples(deep),
+                                                        planeRow<std::uint8_t>(image_, plane, y));
+        }
+    }
+}
+
+} // namespace tintwell
