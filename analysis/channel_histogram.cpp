@@ -50,10 +50,10 @@ void countLuminance(LevelCounts& counts, const PixelView& pixels) {
 void countColors(ChannelHistogram& histogram, const PixelView& pixels) {
     LevelRows levels(pixels);
     std::array<LevelCounter, 3> counters;
-    // Row by row: where pixels are interleaved a row is near for its second and third channel.
     for (std::int32_t y = 0; y < levels.rows(); ++y) {
+        const auto rows = levels.channels(y);
         for (std::size_t channel = 0; channel < counters.size(); ++channel) {
-            counters[channel].add(levels.channel(channel, y), levels.rowPixels());
+            counters[channel].add(rows[channel], levels.rowPixels());
         }
     }
     for (std::size_t channel = 0; channel < counters.size(); ++channel) {

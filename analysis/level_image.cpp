@@ -12,11 +12,9 @@ LevelImage::LevelImage(const PlanarImage& deep)
     image_.data = planes_.data();
     for (std::int32_t plane = 1; plane <= kColorPlanes; ++plane) {
         for (std::int32_t y = 0; y < rowCount(deep); ++y) {
-            const auto* samples =
-                reinterpret_cast<const std::byte*>(planeRow<const std::uint16_t>(deep, plane, y));
-            kernels::kernelsFor<std::uint16_t>().levels(samples, sizeof(std::uint16_t),
-                                                        rowSamples(deep),
-                                                        planeRow<std::uint8_t>(image_, plane, y));
+            kernels::kernelsFor<std::uint16_t>().levels(
+                planeRow<const std::uint16_t>(deep, plane, y), rowSamples(deep),
+                planeRow<std::uint8_t>(image_, plane, y));
         }
     }
 }

@@ -9,25 +9,32 @@
 namespace tintwell {
 
 /// The colour levels of a frame of 8 or 16 bits, row by row, whatever its samples and their layout.
-/// The frame must outlive it. Rows are valid until the next call for the same channel.
+/// The frame must outlive it.
 class LevelRows {
 public:
     explicit LevelRows(const PixelView& pixels);
 
-    /// The levels of one channel: 0 red, 1 green, 2 blue.
-    const std::uint8_t* channel(std::size_t channel, std::int32_t y);
+    /// The levels of red, green and blue. Valid until the next call.
+    std::array<const std::uint8_t*, 3> channels(std::int32_t y);
 
-    kernels::ColorRow row(std::int32_t y) { return {channel(0, y), channel(1, y), channel(2, y)}; }
+    kernels::ColorRow row(std::int32_t y) {
+        const auto [red, green, blue] = channels(y);
+        return {red, green, blue};
+    }
 
     std::int32_t rows() const { return pixels_.rows; }
 
     std::size_t rowPixels() const { return pixels_.rowPixels; }
 
 private:
-    bool areLevels() const { return pixels_.bitDepth == 8 && pixels_.pixelStep == 1; }
+    using Samples = std::array<const std::byte*, 3>;
+
+    template <class Sample>
+    Samples separate(std::int32_t y);
 
     PixelView pixels_;
-    std::array<std::vector<std::uint8_t>, 3> converted_; ///< empty where samples are levels already
+    std::vector<std::byte> separated_;    ///< interleaved pixels, channel by channel
+    std::vector<std::uint8_t> converted_; ///< levels of 16-bit samples
 };
 
 } // namespace tintwell

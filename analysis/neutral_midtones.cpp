@@ -44,9 +44,10 @@ public:
 
     void find(std::int32_t y, std::uint8_t* neutralities) {
         const std::size_t pixels = levels_.rowPixels();
+        const auto rows = levels_.channels(y);
         for (std::size_t c = 0; c < maps_.size(); ++c) {
-            kernels::kernelsFor<std::uint8_t>().lookUp(levels_.channel(c, y), pixels,
-                                                       maps_[c].data(), mapped_[c].data());
+            kernels::kernelsFor<std::uint8_t>().lookUp(rows[c], pixels, maps_[c].data(),
+                                                       mapped_[c].data());
         }
         kernels::levelKernels().neutralities(
             {mapped_[0].data(), mapped_[1].data(), mapped_[2].data()}, pixels, neutralities);

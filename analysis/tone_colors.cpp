@@ -9,8 +9,10 @@
 #include "analysis/tone_colors.h"
 
 #include "analysis/level_rows.h"
+#include "numeric/rounding.h"
 
 #include <algorithm>
+#include <numeric>
 #include <vector>
 
 namespace tintwell {
@@ -62,10 +64,10 @@ public:
         : levels_(viewOfPlanes(image)), darkness_(levels_.rowPixels()),
           lightness_(levels_.rowPixels()) {}
 
-    /// Calls visit(row, darkness, lightness) for each row of levels.
+    /// Calls visit(row, darkness, lightness) for every `step`th row of levels.
     template <class Visit>
-    void forEach(Visit visit) {
-        for (std::int32_t y = 0; y < levels_.rows(); ++y) {
+    void forEach(std::int32_t step, Visit visit) {
+        for (std::int32_t y = 0; y < levels_.rows(); y += std::min(step, levels_.rows() - y)) {
             const kernels::ColorRow row = levels_.row(y);
             kernels::levelKernels().tones(row, rowPixels(), darkness_.data(), lightness_.data());
             visit(row, darkness_.data(), lightness_.data());
@@ -74,6 +76,8 @@ public:
 
     std::size_t rowPixels() const { return levels_.rowPixels(); }
 
+    std::size_t pixels() const { return rowPixels() * static_cast<std::size_t>(levels_.rows()); }
+
 private:
     LevelRows levels_;
     std::vector<std::uint8_t> darkness_;  ///< 255 less the largest level
@@ -81,19 +85,73 @@ private:
 };
 
 struct ToneCounts {
-    LevelCounts darkness;
-    LevelCounts lightness;
+    LevelCounts darkness{};
+    LevelCounts lightness{};
 };
 
-ToneCounts countTones(ToneRows& rows) {
+ToneCounts countTones(ToneRows& rows, std::int32_t step) {
     LevelCounter darkness;
     LevelCounter lightness;
-    rows.forEach(
-        [&](const kernels::ColorRow&, const std::uint8_t* dark, const std::uint8_t* light) {
-            darkness.add(dark, rows.rowPixels());
-            lightness.add(light, rows.rowPixels());
-        });
+    rows.forEach(step, [&](const kernels::ColorRow& /*row*/, const std::uint8_t* dark,
+                           const std::uint8_t* light) {
+        darkness.add(dark, rows.rowPixels());
+        lightness.add(light, rows.rowPixels());
+    });
     return {darkness.take(), lightness.take()};
+}
+
+/// The ends of a table that hold all that is asked of it: more than the budget of the extreme at
+/// the low end, more than a whole band at the high end. What lies between is counted as a whole.
+struct Tails {
+    std::uint8_t low;
+    std::uint8_t high;
+
+    bool suffice(const LevelCounts& counts, double pixels) const {
+        const auto known = [&](int from, int to) {
+            return std::accumulate(counts.begin() + from, counts.begin() + to, 0.0);
+        };
+        constexpr double kForRounding = 1.0;
+        return known(0, low + 1) > kEdgeShare * pixels + kForRounding &&
+               known(high, kTop + 1) > kColorBand.largestShare * pixels + kForRounding;
+    }
+};
+
+/// Tails that suffice for the whole picture if it is about like the sample.
+Tails tailsOf(const LevelCounts& sample) {
+    constexpr double kMargin = 1.5;
+    const double weight = totalWeight(sample);
+    const int low = walkBudget(sample, 0, 1, kMargin * kEdgeShare * weight);
+    const int high = walkBudget(sample, kTop, -1, kMargin * kColorBand.largestShare * weight);
+    return {clampTo<std::uint8_t>(low, 0, kTop), clampTo<std::uint8_t>(high, 0, kTop)};
+}
+
+/// Puts the pixels that were not counted where nobody looks: between the tails.
+void addUncounted(LevelCounts& counts, const Tails& tails, std::size_t pixels) {
+    const auto counted = std::accumulate(counts.begin(), counts.end(), std::size_t{0});
+    counts[std::min(tails.low + 1, kTop)] += static_cast<std::uint32_t>(pixels - counted);
+}
+
+/// Counts of which all that is asked is right, at the cost of the ends alone: most pixels are
+/// neither dark nor light.
+ToneCounts countToneTails(ToneRows& rows) {
+    constexpr std::int32_t kSampleStep = 16;
+    const ToneCounts sample = countTones(rows, kSampleStep);
+    const Tails dark = tailsOf(sample.darkness);
+    const Tails light = tailsOf(sample.lightness);
+    ToneCounts counts;
+    rows.forEach(1, [&](const kernels::ColorRow& /*row*/, const std::uint8_t* darkness,
+                        const std::uint8_t* lightness) {
+        const auto count = kernels::levelKernels().countTails;
+        count(darkness, rows.rowPixels(), dark.low, dark.high, counts.darkness.data());
+        count(lightness, rows.rowPixels(), light.low, light.high, counts.lightness.data());
+    });
+    const auto pixels = static_cast<double>(rows.pixels());
+    if (!dark.suffice(counts.darkness, pixels) || !light.suffice(counts.lightness, pixels)) {
+        return countTones(rows, 1);
+    }
+    addUncounted(counts.darkness, dark, rows.pixels());
+    addUncounted(counts.lightness, light, rows.pixels());
+    return counts;
 }
 
 std::optional<BandColor> colorBand(const LevelCounts& counts, int middle) {
@@ -178,7 +236,7 @@ void findToneColors(ToneSearchContext& context) {
     }
     context.searched = true;
     ToneRows rows(context.image);
-    const ToneCounts counts = countTones(rows);
+    const ToneCounts counts = countToneTails(rows);
     const int brightest =
         kTop - walkBudget(counts.darkness, 0, 1, kEdgeShare * totalWeight(counts.darkness));
     const int darkest =
@@ -189,8 +247,8 @@ void findToneColors(ToneSearchContext& context) {
     std::optional<BandColor> dark = colorBand(counts.darkness, (darkest + brightest) / 2);
     std::optional<BandColor> light =
         colorBand(counts.lightness, (kTop - brightest + kTop - darkest) / 2);
-    rows.forEach([&](const kernels::ColorRow& row, const std::uint8_t* darkness,
-                     const std::uint8_t* lightness) {
+    rows.forEach(1, [&](const kernels::ColorRow& row, const std::uint8_t* darkness,
+                        const std::uint8_t* lightness) {
         if (dark) {
             dark->add(darkness, row, rows.rowPixels());
         }

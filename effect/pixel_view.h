@@ -9,11 +9,11 @@
 
 namespace tintwell {
 
-/// The colour samples of a frame, whether its pixels are planes or interleaved; owns nothing.
-/// Channel c of the pixel in column x of row y starts at
-/// `first[c] + y * rowStep + x * pixelStep` bytes.
+/// The samples of a frame, whether its pixels are planes or interleaved; owns nothing. Channel c of
+/// the pixel in column x of row y starts at `data + channels[c] + y * rowStep + x * pixelStep`.
 struct PixelView {
-    std::array<const std::byte*, 3> first; ///< red, green, blue of the first pixel
+    const std::byte* data;
+    std::array<std::ptrdiff_t, 3> channels; ///< red, green, blue
     std::ptrdiff_t pixelStep;
     std::ptrdiff_t rowStep;
     std::int32_t rows;     ///< 0 for an empty frame
@@ -21,14 +21,16 @@ struct PixelView {
     int bitDepth;
 
     const std::byte* row(std::size_t channel, std::int32_t y) const {
-        return first[channel] + y * rowStep;
+        return data + channels[channel] + y * rowStep;
     }
+
+    bool isInterleaved() const { return pixelStep == 4 * (bitDepth / 8); }
 };
 
 inline PixelView viewOfPlanes(const PlanarImage& image) {
-    const auto* data = static_cast<const std::byte*>(image.data);
     const std::ptrdiff_t plane = isEmpty(image) ? 0 : std::ptrdiff_t{image.height} * image.rowBytes;
-    return {{data + plane, data + 2 * plane, data + 3 * plane},
+    return {static_cast<const std::byte*>(image.data),
+            {plane, 2 * plane, 3 * plane},
             image.bitDepth / 8,
             image.rowBytes,
             rowCount(image),
@@ -39,11 +41,10 @@ inline PixelView viewOfPlanes(const PlanarImage& image) {
 /// `channelOrder` is 0 for A,R,G,B and 1 for B,G,R,A pixels.
 inline PixelView viewOfPixels(const InterleavedFrame& frame, std::int32_t channelOrder) {
     const std::ptrdiff_t sample = frame.bitDepth / 8;
-    const auto at = [&](std::ptrdiff_t position) {
-        return frame.isEmpty() ? frame.data : frame.data + position * sample;
-    };
     const bool alphaFirst = channelOrder == 0;
-    return {{at(alphaFirst ? 1 : 2), at(alphaFirst ? 2 : 1), at(alphaFirst ? 3 : 0)},
+    return {frame.data,
+            {(alphaFirst ? 1 : 2) * sample, (alphaFirst ? 2 : 1) * sample,
+             (alphaFirst ? 3 : 0) * sample},
             4 * sample,
             frame.rowBytes,
             frame.rows(),

@@ -97,22 +97,6 @@ void mergeWide(const Sample* const planes[4], std::size_t count, std::byte* pixe
     merge<Sample>(rest, count - done, pixels + done * 4 * sizeof(Sample));
 }
 
-void store16(std::uint8_t* to, __m128i levels) {
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(to), levels);
-}
-
-/// Reads whole pixels from `first` on, so that the last one is not among them.
-void levelsOfBytes(const std::byte* first, std::ptrdiff_t step, std::size_t count,
-                   std::uint8_t* levels8) {
-    constexpr std::size_t kPixels = 16;
-    std::size_t done = 0;
-    for (; step == 4 && done + kPixels < count; done += kPixels) {
-        store16(levels8 + done, _mm512_cvtepi32_epi8(load(first + done * 4)));
-    }
-    levels<std::uint8_t>(first + static_cast<std::ptrdiff_t>(done) * step, step, count - done,
-                         levels8 + done);
-}
-
 /// The rounded 255/32768 of each sample, as the top half of 510 times the sample; its low byte.
 __m256i levelsOf(__m512i samples) {
     const __m512i factor = _mm512_set1_epi16(510);
@@ -121,33 +105,13 @@ __m256i levelsOf(__m512i samples) {
     return _mm512_cvtepi16_epi8(_mm512_add_epi16(high, _mm512_srli_epi16(low, 15)));
 }
 
-/// The first samples of 32 pixels of four words each.
-__m512i firstSamples(const std::byte* pixels) {
-    __m512i samples = _mm512_setzero_si512();
-    __m128i parts[4];
-    for (std::size_t k = 0; k < 4; ++k) {
-        parts[k] = _mm512_cvtepi64_epi16(load(pixels + k * sizeof(__m512i)));
-    }
-    samples = _mm512_castsi128_si512(parts[0]);
-    samples = _mm512_inserti32x4(samples, parts[1], 1);
-    samples = _mm512_inserti32x4(samples, parts[2], 2);
-    return _mm512_inserti32x4(samples, parts[3], 3);
-}
-
-void levelsOfWords(const std::byte* first, std::ptrdiff_t step, std::size_t count,
-                   std::uint8_t* levels8) {
-    constexpr std::size_t kPixels = 32;
+void levelsOfWords(const std::uint16_t* samples, std::size_t count, std::uint8_t* levels8) {
     std::size_t done = 0;
-    for (; step == 8 && done + kPixels < count; done += kPixels) {
+    for (; done + 32 <= count; done += 32) {
         _mm256_storeu_si256(reinterpret_cast<__m256i*>(levels8 + done),
-                            levelsOf(firstSamples(first + done * 8)));
+                            levelsOf(load(samples + done)));
     }
-    for (; step == 2 && done + kPixels <= count; done += kPixels) {
-        _mm256_storeu_si256(reinterpret_cast<__m256i*>(levels8 + done),
-                            levelsOf(load(first + done * 2)));
-    }
-    levels<std::uint16_t>(first + static_cast<std::ptrdiff_t>(done) * step, step, count - done,
-                          levels8 + done);
+    levels(samples + done, count - done, levels8 + done);
 }
 
 /// original + ((corrected - original) * weight + 32768) / 65536 rounded down, in 16 bits.
@@ -227,6 +191,40 @@ void blendWide(const std::byte* corrected, const std::byte* original, std::byte*
                   weights);
 }
 
+/// Counts the chosen indices of a block. Where one has most of them, as in flat parts, it is
+/// counted at once.
+void countBlock(const std::uint8_t* indices, __mmask64 chosen, std::uint32_t* counts) {
+    const __m512i all = load(indices);
+    while (chosen != 0) {
+        const std::uint8_t first = indices[__builtin_ctzll(chosen)];
+        const __mmask64 same =
+            _mm512_mask_cmpeq_epi8_mask(chosen, all, _mm512_set1_epi8(static_cast<char>(first)));
+        const int pixels = __builtin_popcountll(same);
+        if (2 * pixels <= __builtin_popcountll(chosen)) {
+            break;
+        }
+        counts[first] += static_cast<std::uint32_t>(pixels);
+        chosen &= ~same;
+    }
+    for (; chosen != 0; chosen &= chosen - 1) {
+        ++counts[indices[__builtin_ctzll(chosen)]];
+    }
+}
+
+void countTailsWide(const std::uint8_t* indices, std::size_t count, std::uint8_t low,
+                    std::uint8_t high, std::uint32_t* counts) {
+    const __m512i lowest = _mm512_set1_epi8(static_cast<char>(low));
+    const __m512i highest = _mm512_set1_epi8(static_cast<char>(high));
+    std::size_t done = 0;
+    for (; done + 64 <= count; done += 64) {
+        const __m512i block = load(indices + done);
+        countBlock(indices + done,
+                   _mm512_cmple_epu8_mask(block, lowest) | _mm512_cmpge_epu8_mask(block, highest),
+                   counts);
+    }
+    countTails(indices + done, count - done, low, high, counts);
+}
+
 std::uint32_t sumOf(__m512i levels8, __mmask64 mask) {
     const __m512i chosen = _mm512_maskz_mov_epi8(mask, levels8);
     return static_cast<std::uint32_t>(
@@ -293,14 +291,13 @@ void addTonesWide(const std::uint8_t* indices, std::uint8_t lowest, const ColorR
 void addAvx512Kernels(KernelSet& kernels) {
     kernels.bytes.split = splitWide<std::uint8_t>;
     kernels.bytes.merge = mergeWide<std::uint8_t>;
-    kernels.bytes.levels = levelsOfBytes;
     kernels.bytes.blend = blendWide<std::uint8_t>;
     kernels.words.split = splitWide<std::uint16_t>;
     kernels.words.merge = mergeWide<std::uint16_t>;
     kernels.words.levels = levelsOfWords;
     kernels.words.lookUp = lookUp<std::uint16_t>;
     kernels.words.blend = blendWide<std::uint16_t>;
-    kernels.levels = {tones, neutralities, leastOfSquares, addTonesWide};
+    kernels.levels = {tones, neutralities, leastOfSquares, countTailsWide, addTonesWide};
 }
 
 } // namespace tintwell::kernels

@@ -25,9 +25,7 @@ struct SampleKernels {
     void (*split)(const std::byte* pixels, std::size_t count, Sample* const planes[4]);
     /// The inverse of split.
     void (*merge)(const Sample* const planes[4], std::size_t count, std::byte* pixels);
-    /// The levels of samples that begin `step` bytes apart: the size of a sample, or of four.
-    void (*levels)(const std::byte* first, std::ptrdiff_t step, std::size_t count,
-                   std::uint8_t* levels);
+    void (*levels)(const Sample* samples, std::size_t count, std::uint8_t* levels);
     /// The table entry of each sample: table[s] of 256 entries at 8 bits, table[min(s >> 3, 4096)]
     /// of 4097 entries at 16 bits. `results` may be `samples`.
     void (*lookUp)(const Sample* samples, std::size_t count, const Sample* table, Sample* results);
@@ -66,6 +64,9 @@ struct LevelKernels {
     /// The least of each two by two neighbours of two rows of count + 1 values.
     void (*leastOfSquares)(const std::uint8_t* above, const std::uint8_t* own, std::size_t count,
                            std::uint8_t* least);
+    /// Adds 1 to the count (of 256) of each index that is at most `low` or at least `high`.
+    void (*countTails)(const std::uint8_t* indices, std::size_t count, std::uint8_t low,
+                       std::uint8_t high, std::uint32_t* counts);
     /// Adds each pixel whose index is at or above `lowest` to the entry (of 256) of its index. An
     /// entry holds kMostToneSums pixels at most.
     void (*addTones)(const std::uint8_t* indices, std::uint8_t lowest, const ColorRow& row,

@@ -48,11 +48,9 @@ void merge(const Sample* const planes[4], std::size_t count, std::byte* pixels) 
 }
 
 template <class Sample>
-void levels(const std::byte* first, std::ptrdiff_t step, std::size_t count, std::uint8_t* levels) {
+void levels(const Sample* samples, std::size_t count, std::uint8_t* levels) {
     for (std::size_t i = 0; i < count; ++i) {
-        Sample sample;
-        std::memcpy(&sample, first + static_cast<std::ptrdiff_t>(i) * step, sizeof(sample));
-        levels[i] = levelOf(sample);
+        levels[i] = levelOf(samples[i]);
     }
 }
 
@@ -181,6 +179,15 @@ inline void leastOfSquares(const std::uint8_t* above, const std::uint8_t* own, s
         const int upper = smallestOf(above[i], above[i + 1]);
         const int lower = smallestOf(own[i], own[i + 1]);
         least[i] = static_cast<std::uint8_t>(smallestOf(upper, lower));
+    }
+}
+
+inline void countTails(const std::uint8_t* indices, std::size_t count, std::uint8_t low,
+                       std::uint8_t high, std::uint32_t* counts) {
+    for (std::size_t i = 0; i < count; ++i) {
+        if (indices[i] <= low || indices[i] >= high) {
+            ++counts[indices[i]];
+        }
     }
 }
 
