@@ -27,15 +27,15 @@ void LevelCounter::add(const std::uint8_t* levels, std::size_t count) {
 LevelCounts LevelCounter::take() {
     LevelCounts counts = singles_;
     for (std::size_t first = 0; first < kLevels; ++first) {
-        const std::uint32_t* row = pairs_.data() + first * kLevels;
+        std::uint32_t* row = pairs_.data() + first * kLevels;
         std::uint32_t sum = 0;
         for (std::size_t second = 0; second < kLevels; ++second) {
             sum += row[second];
             counts[second] += row[second];
         }
         counts[first] += sum;
+        std::fill_n(row, kLevels, 0U);
     }
-    std::ranges::fill(pairs_, 0U);
     singles_ = {};
     return counts;
 }

@@ -79,19 +79,21 @@ public:
         }
     }
 
+    std::size_t size() const { return rowIndices_ * rowsOfIndices(); }
+
     LevelCounts count() const {
         LevelCounter counter;
-        counter.add(indices(), rowIndices_ * rowsOfIndices());
+        counter.add(indices(), size());
         return counter.take();
     }
 
     std::optional<Rgb> meanOf(const TopBand& band) {
-        BandColor color(band);
+        TopSums top(band.lowest);
         for (std::int32_t y = 1; y < levels_.rows(); ++y) {
             const kernels::ColorRow levels = levels_.row(y);
-            color.add(row(y), {levels.red + 1, levels.green + 1, levels.blue + 1}, rowIndices_);
+            top.add(row(y), {levels.red + 1, levels.green + 1, levels.blue + 1}, rowIndices_);
         }
-        return color.mean();
+        return top.mean(band);
     }
 
 private:
@@ -134,7 +136,8 @@ double gammaRatio(const LevelsPair& black, const LevelsPair& white, std::uint8_t
 std::optional<Rgb> findNeutralMidtone(const PlanarImage& image, const LevelsPairs& pairs) {
     LevelRows levels(viewOfPlanes(image));
     NeutralPixels pixels(levels, pairs);
-    const std::optional<TopBand> band = findTopBand(pixels.count(), kMidtoneBand);
+    const std::optional<TopBand> band =
+        findTopBand(pixels.count(), weightOf(pixels.size()), kMidtoneBand);
     return band ? pixels.meanOf(*band) : std::nullopt;
 }
 

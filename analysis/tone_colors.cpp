@@ -28,6 +28,10 @@ double weightAt(const LevelCounts& counts, int index) {
     return static_cast<double>(counts[static_cast<std::size_t>(index)]) * 255.0;
 }
 
+double totalOf(const LevelCounts& counts) {
+    return std::accumulate(counts.begin(), counts.end(), 0.0) * 255.0;
+}
+
 /// Walks from `index` in steps while the budget covers the entries; the index where it stops, or
 /// one step outside the table.
 int walkBudget(const LevelCounts& counts, int index, int step, double budget) {
@@ -57,7 +61,7 @@ BandEnd findBandEnd(const LevelCounts& counts, double total, const ToneBand& ban
     return end;
 }
 
-/// What every pixel of an image is entered by, a row at a time.
+/// Both indices of every pixel of an image, a row at a time.
 class ToneRows {
 public:
     explicit ToneRows(const PlanarImage& image)
@@ -84,95 +88,98 @@ private:
     std::vector<std::uint8_t> lightness_; ///< the smallest level
 };
 
-struct ToneCounts {
-    LevelCounts darkness{};
-    LevelCounts lightness{};
+/// The two ends of a table. What is asked of the low end is where a small budget runs out, of the
+/// high end a band of a few per cent; most pixels are in neither and need no more than counting.
+class ToneEnds {
+public:
+    /// Both ends reach over the whole table.
+    ToneEnds() : highestLow_(kTop), lowestHigh_(0), top_(0) {}
+
+    /// Ends that hold enough if the whole image is about like this sample of it.
+    explicit ToneEnds(const LevelCounts& sample)
+        : highestLow_(endOf(walkBudget(sample, 0, 1, kMargin * kEdgeShare * totalOf(sample)))),
+          lowestHigh_(endOf(
+              walkBudget(sample, kTop, -1, kMargin * kColorBand.largestShare * totalOf(sample)))),
+          top_(std::max(lowestHigh_ - kWidening, 0)) {}
+
+    void add(const std::uint8_t* indices, const kernels::ColorRow& row, std::size_t count) {
+        kernels::levelKernels().countLowest(indices, highestLow_, count, low_.data());
+        top_.add(indices, row, count);
+    }
+
+    /// Whether the ends hold all that is asked of them, once `pixels` have been added.
+    bool suffice(std::size_t pixels) {
+        constexpr double kForRounding = 1.0;
+        const LevelCounts high = top_.counts();
+        const double low = std::accumulate(low_.begin(), low_.end(), 0.0);
+        const double band = std::accumulate(high.begin() + lowestHigh_, high.end(), 0.0);
+        return low > kEdgeShare * static_cast<double>(pixels) + kForRounding &&
+               band > kColorBand.largestShare * static_cast<double>(pixels) + kForRounding;
+    }
+
+    /// Where the budget of the extremes runs out.
+    int extreme(std::size_t pixels) const {
+        return walkBudget(low_, 0, 1, kEdgeShare * weightOf(pixels));
+    }
+
+    std::optional<Rgb> color(std::size_t pixels, int lowestIndex) {
+        ToneBand band = kColorBand;
+        band.lowestIndex = static_cast<std::uint8_t>(lowestIndex);
+        const auto found = findTopBand(top_.counts(), weightOf(pixels), band);
+        return found ? top_.mean(*found) : std::nullopt;
+    }
+
+private:
+    static constexpr double kMargin = 1.5;
+
+    static std::uint8_t endOf(int index) { return clampTo<std::uint8_t>(index, 0, kTop); }
+
+    std::uint8_t highestLow_;
+    std::uint8_t lowestHigh_; ///< the band does not fill up before; it may be widened below
+    LevelCounts low_{};
+    TopSums top_;
 };
 
-ToneCounts countTones(ToneRows& rows, std::int32_t step) {
+struct ToneTables {
+    ToneEnds dark;
+    ToneEnds light;
+
+    void gather(ToneRows& rows) {
+        rows.forEach(1, [&](const kernels::ColorRow& row, const std::uint8_t* darkness,
+                            const std::uint8_t* lightness) {
+            dark.add(darkness, row, rows.rowPixels());
+            light.add(lightness, row, rows.rowPixels());
+        });
+    }
+};
+
+/// The tables of an image, of which no more is gathered than a sample of its rows lets expect to be
+/// enough; if it was not, everything.
+ToneTables gatherTones(ToneRows& rows) {
+    constexpr std::int32_t kSampleStep = 16;
     LevelCounter darkness;
     LevelCounter lightness;
-    rows.forEach(step, [&](const kernels::ColorRow& /*row*/, const std::uint8_t* dark,
-                           const std::uint8_t* light) {
+    rows.forEach(kSampleStep, [&](const kernels::ColorRow& /*row*/, const std::uint8_t* dark,
+                                  const std::uint8_t* light) {
         darkness.add(dark, rows.rowPixels());
         lightness.add(light, rows.rowPixels());
     });
-    return {darkness.take(), lightness.take()};
-}
-
-/// The ends of a table that hold all that is asked of it: more than the budget of the extreme at
-/// the low end, more than a whole band at the high end. What lies between is counted as a whole.
-struct Tails {
-    std::uint8_t low;
-    std::uint8_t high;
-
-    bool suffice(const LevelCounts& counts, double pixels) const {
-        const auto known = [&](int from, int to) {
-            return std::accumulate(counts.begin() + from, counts.begin() + to, 0.0);
-        };
-        constexpr double kForRounding = 1.0;
-        return known(0, low + 1) > kEdgeShare * pixels + kForRounding &&
-               known(high, kTop + 1) > kColorBand.largestShare * pixels + kForRounding;
+    ToneTables tables = {ToneEnds(darkness.take()), ToneEnds(lightness.take())};
+    tables.gather(rows);
+    if (!tables.dark.suffice(rows.pixels()) || !tables.light.suffice(rows.pixels())) {
+        tables = {};
+        tables.gather(rows);
     }
-};
-
-/// Tails that suffice for the whole picture if it is about like the sample.
-Tails tailsOf(const LevelCounts& sample) {
-    constexpr double kMargin = 1.5;
-    const double weight = totalWeight(sample);
-    const int low = walkBudget(sample, 0, 1, kMargin * kEdgeShare * weight);
-    const int high = walkBudget(sample, kTop, -1, kMargin * kColorBand.largestShare * weight);
-    return {clampTo<std::uint8_t>(low, 0, kTop), clampTo<std::uint8_t>(high, 0, kTop)};
-}
-
-/// Puts the pixels that were not counted where nobody looks: between the tails.
-void addUncounted(LevelCounts& counts, const Tails& tails, std::size_t pixels) {
-    const auto counted = std::accumulate(counts.begin(), counts.end(), std::size_t{0});
-    counts[std::min(tails.low + 1, kTop)] += static_cast<std::uint32_t>(pixels - counted);
-}
-
-/// Counts of which all that is asked is right, at the cost of the ends alone: most pixels are
-/// neither dark nor light.
-ToneCounts countToneTails(ToneRows& rows) {
-    constexpr std::int32_t kSampleStep = 16;
-    const ToneCounts sample = countTones(rows, kSampleStep);
-    const Tails dark = tailsOf(sample.darkness);
-    const Tails light = tailsOf(sample.lightness);
-    ToneCounts counts;
-    rows.forEach(1, [&](const kernels::ColorRow& /*row*/, const std::uint8_t* darkness,
-                        const std::uint8_t* lightness) {
-        const auto count = kernels::levelKernels().countTails;
-        count(darkness, rows.rowPixels(), dark.low, dark.high, counts.darkness.data());
-        count(lightness, rows.rowPixels(), light.low, light.high, counts.lightness.data());
-    });
-    const auto pixels = static_cast<double>(rows.pixels());
-    if (!dark.suffice(counts.darkness, pixels) || !light.suffice(counts.lightness, pixels)) {
-        return countTones(rows, 1);
-    }
-    addUncounted(counts.darkness, dark, rows.pixels());
-    addUncounted(counts.lightness, light, rows.pixels());
-    return counts;
-}
-
-std::optional<BandColor> colorBand(const LevelCounts& counts, int middle) {
-    ToneBand band = kColorBand;
-    band.lowestIndex = static_cast<std::uint8_t>(kTop - middle);
-    const std::optional<TopBand> found = findTopBand(counts, band);
-    return found ? std::optional<BandColor>(*found) : std::nullopt;
+    return tables;
 }
 
 } // namespace
 
-double totalWeight(const LevelCounts& counts) {
-    double total = 0.0;
-    for (int i = 0; i <= kTop; ++i) {
-        total += weightAt(counts, i);
-    }
-    return total;
+double weightOf(std::size_t pixels) {
+    return static_cast<double>(pixels) * 255.0;
 }
 
-std::optional<TopBand> findTopBand(const LevelCounts& counts, const ToneBand& band) {
-    const double total = totalWeight(counts);
+std::optional<TopBand> findTopBand(const LevelCounts& counts, double total, const ToneBand& band) {
     const double edgeShare = std::min(kEdgeShare, band.smallestShare);
     const int edge = walkBudget(counts, kTop, -1, edgeShare * total);
     if (!(total > 0.0) || edge < band.lowestIndex) {
@@ -185,14 +192,14 @@ std::optional<TopBand> findTopBand(const LevelCounts& counts, const ToneBand& ba
     return TopBand{end.index, edge};
 }
 
-void BandColor::add(const std::uint8_t* indices, const kernels::ColorRow& row, std::size_t count) {
+void TopSums::add(const std::uint8_t* indices, const kernels::ColorRow& row, std::size_t count) {
     std::size_t done = 0;
     while (done < count) {
         if (recentPixels_ == kernels::kMostToneSums) {
             settle();
         }
         const std::size_t run = std::min(count - done, kernels::kMostToneSums - recentPixels_);
-        kernels::levelKernels().addTones(indices + done, static_cast<std::uint8_t>(band_.lowest),
+        kernels::levelKernels().addTones(indices + done, lowest_,
                                          {row.red + done, row.green + done, row.blue + done}, run,
                                          recent_.data());
         recentPixels_ += run;
@@ -200,7 +207,7 @@ void BandColor::add(const std::uint8_t* indices, const kernels::ColorRow& row, s
     }
 }
 
-void BandColor::settle() {
+void TopSums::settle() {
     for (std::size_t k = 0; k < sums_.size(); ++k) {
         sums_[k].red += recent_[k].red;
         sums_[k].green += recent_[k].green;
@@ -211,14 +218,23 @@ void BandColor::settle() {
     recentPixels_ = 0;
 }
 
-std::optional<Rgb> BandColor::mean() {
+LevelCounts TopSums::counts() {
+    settle();
+    LevelCounts counts{};
+    std::ranges::transform(sums_, counts.begin(), [](const Sums& entry) {
+        return static_cast<std::uint32_t>(entry.count);
+    });
+    return counts;
+}
+
+std::optional<Rgb> TopSums::mean(const TopBand& band) {
     settle();
     Rgb sums = {0.0, 0.0, 0.0};
     double weight = 0.0;
-    for (int k = band_.lowest; k <= kTop; ++k) {
+    for (int k = band.lowest; k <= kTop; ++k) {
         const Sums& entry = sums_[static_cast<std::size_t>(k)];
-        const double share = static_cast<double>(std::min(k, band_.edge) - band_.lowest + 1) /
-                             (band_.edge - band_.lowest + 1);
+        const double share = static_cast<double>(std::min(k, band.edge) - band.lowest + 1) /
+                             (band.edge - band.lowest + 1);
         sums[0] += share * (static_cast<double>(entry.red) * 255.0);
         sums[1] += share * (static_cast<double>(entry.green) * 255.0);
         sums[2] += share * (static_cast<double>(entry.blue) * 255.0);
@@ -236,31 +252,19 @@ void findToneColors(ToneSearchContext& context) {
     }
     context.searched = true;
     ToneRows rows(context.image);
-    const ToneCounts counts = countToneTails(rows);
-    const int brightest =
-        kTop - walkBudget(counts.darkness, 0, 1, kEdgeShare * totalWeight(counts.darkness));
-    const int darkest =
-        walkBudget(counts.lightness, 0, 1, kEdgeShare * totalWeight(counts.lightness));
+    ToneTables tables = gatherTones(rows);
+    const std::size_t pixels = rows.pixels();
+    const int brightest = kTop - tables.dark.extreme(pixels);
+    const int darkest = tables.light.extreme(pixels);
     if (darkest >= brightest) {
         return;
     }
-    std::optional<BandColor> dark = colorBand(counts.darkness, (darkest + brightest) / 2);
-    std::optional<BandColor> light =
-        colorBand(counts.lightness, (kTop - brightest + kTop - darkest) / 2);
-    rows.forEach(1, [&](const kernels::ColorRow& row, const std::uint8_t* darkness,
-                        const std::uint8_t* lightness) {
-        if (dark) {
-            dark->add(darkness, row, rows.rowPixels());
-        }
-        if (light) {
-            light->add(lightness, row, rows.rowPixels());
-        }
-    });
-    if (const auto color = dark ? dark->mean() : std::nullopt) {
+    if (const auto color = tables.dark.color(pixels, kTop - (darkest + brightest) / 2)) {
         context.darkColor = *color;
         context.hasDarkColor = true;
     }
-    if (const auto color = light ? light->mean() : std::nullopt) {
+    if (const auto color =
+            tables.light.color(pixels, kTop - (kTop - brightest + kTop - darkest) / 2)) {
         context.lightColor = *color;
         context.hasLightColor = true;
     }

@@ -42,23 +42,27 @@ struct TopBand {
     int edge;
 };
 
-/// A table's weight is 255 a pixel.
-double totalWeight(const LevelCounts& counts);
+/// What that many pixels weigh in a table: 255 each.
+double weightOf(std::size_t pixels);
 
-/// None where the top is too thin.
-std::optional<TopBand> findTopBand(const LevelCounts& counts, const ToneBand& band);
+/// The band of a table of the given weight. None where its top is too thin. Only the counts of the
+/// band itself and of the entry below it are looked at.
+std::optional<TopBand> findTopBand(const LevelCounts& counts, double total, const ToneBand& band);
 
-/// The colours of the pixels in a band, gathered row by row.
-class BandColor {
+/// The levels of the pixels at the top of a table, summed up row by row.
+class TopSums {
 public:
-    explicit BandColor(const TopBand& band) : band_(band) {}
+    /// Pixels whose index is below `lowest` are passed over.
+    explicit TopSums(int lowest) : lowest_(static_cast<std::uint8_t>(lowest)) {}
 
-    /// Adds the pixels of a row whose index is in the band.
     void add(const std::uint8_t* indices, const kernels::ColorRow& row, std::size_t count);
 
-    /// The mean colour; the share of an index rises linearly from the band's lower end to its edge.
-    /// None of an empty band.
-    std::optional<Rgb> mean();
+    /// Pixels per index; 0 below the lowest.
+    LevelCounts counts();
+
+    /// The mean colour of a band at or above the lowest; the share of an index rises linearly from
+    /// the band's lower end to its edge. None of an empty band.
+    std::optional<Rgb> mean(const TopBand& band);
 
 private:
     struct Sums {
@@ -70,7 +74,7 @@ private:
 
     void settle();
 
-    TopBand band_;
+    std::uint8_t lowest_;
     std::array<kernels::ToneSums, 256> recent_{}; ///< not yet in sums_
     std::size_t recentPixels_ = 0;                ///< looked at since
     std::array<Sums, 256> sums_{};

@@ -211,18 +211,14 @@ void countBlock(const std::uint8_t* indices, __mmask64 chosen, std::uint32_t* co
     }
 }
 
-void countTailsWide(const std::uint8_t* indices, std::size_t count, std::uint8_t low,
-                    std::uint8_t high, std::uint32_t* counts) {
-    const __m512i lowest = _mm512_set1_epi8(static_cast<char>(low));
-    const __m512i highest = _mm512_set1_epi8(static_cast<char>(high));
+void countLowestWide(const std::uint8_t* indices, std::uint8_t highest, std::size_t count,
+                     std::uint32_t* counts) {
+    const __m512i bound = _mm512_set1_epi8(static_cast<char>(highest));
     std::size_t done = 0;
     for (; done + 64 <= count; done += 64) {
-        const __m512i block = load(indices + done);
-        countBlock(indices + done,
-                   _mm512_cmple_epu8_mask(block, lowest) | _mm512_cmpge_epu8_mask(block, highest),
-                   counts);
+        countBlock(indices + done, _mm512_cmple_epu8_mask(load(indices + done), bound), counts);
     }
-    countTails(indices + done, count - done, low, high, counts);
+    countLowest(indices + done, highest, count - done, counts);
 }
 
 std::uint32_t sumOf(__m512i levels8, __mmask64 mask) {
@@ -297,7 +293,7 @@ void addAvx512Kernels(KernelSet& kernels) {
     kernels.words.levels = levelsOfWords;
     kernels.words.lookUp = lookUp<std::uint16_t>;
     kernels.words.blend = blendWide<std::uint16_t>;
-    kernels.levels = {tones, neutralities, leastOfSquares, countTailsWide, addTonesWide};
+    kernels.levels = {tones, neutralities, leastOfSquares, countLowestWide, addTonesWide};
 }
 
 } // namespace tintwell::kernels

@@ -64,9 +64,9 @@ struct LevelKernels {
     /// The least of each two by two neighbours of two rows of count + 1 values.
     void (*leastOfSquares)(const std::uint8_t* above, const std::uint8_t* own, std::size_t count,
                            std::uint8_t* least);
-    /// Adds 1 to the count (of 256) of each index that is at most `low` or at least `high`.
-    void (*countTails)(const std::uint8_t* indices, std::size_t count, std::uint8_t low,
-                       std::uint8_t high, std::uint32_t* counts);
+    /// Adds 1 to the count (of 256) of each index that is at most `highest`.
+    void (*countLowest)(const std::uint8_t* indices, std::uint8_t highest, std::size_t count,
+                        std::uint32_t* counts);
     /// Adds each pixel whose index is at or above `lowest` to the entry (of 256) of its index. An
     /// entry holds kMostToneSums pixels at most.
     void (*addTones)(const std::uint8_t* indices, std::uint8_t lowest, const ColorRow& row,

@@ -182,10 +182,10 @@ inline void leastOfSquares(const std::uint8_t* above, const std::uint8_t* own, s
     }
 }
 
-inline void countTails(const std::uint8_t* indices, std::size_t count, std::uint8_t low,
-                       std::uint8_t high, std::uint32_t* counts) {
+inline void countLowest(const std::uint8_t* indices, std::uint8_t highest, std::size_t count,
+                        std::uint32_t* counts) {
     for (std::size_t i = 0; i < count; ++i) {
-        if (indices[i] <= low || indices[i] >= high) {
+        if (indices[i] <= highest) {
             ++counts[indices[i]];
         }
     }

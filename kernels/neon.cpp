@@ -4,7 +4,7 @@
 namespace tintwell::kernels {
 
 void addNeonKernels(KernelSet& kernels) {
-    kernels.levels = {tones, neutralities, leastOfSquares, countTails, addTones};
+    kernels.levels = {tones, neutralities, leastOfSquares, countLowest, addTones};
 }
 
 } // namespace tintwell::kernels

@@ -13,7 +13,7 @@ constexpr SampleKernels<Sample> kLoops = {split<Sample>, merge<Sample>, levels<S
 KernelSet plainKernels() {
     return {kLoops<std::uint8_t>,
             kLoops<std::uint16_t>,
-            {tones, neutralities, leastOfSquares, countTails, addTones}};
+            {tones, neutralities, leastOfSquares, countLowest, addTones}};
 }
 
 } // namespace tintwell::kernels
