@@ -63,6 +63,14 @@ std::string nameOf(Content content) {
     return {};
 }
 
+Frames makeFrames(const FrameSize& size, host::SampleDepth depth, Content content) {
+    Frames frames;
+    for (unsigned seed = 0; seed < 4; ++seed) {
+        frames.push_back(makeFrame(size, depth, content, seed));
+    }
+    return frames;
+}
+
 std::shared_ptr<host::FrameBuffer> makeFrame(const FrameSize& size, host::SampleDepth depth,
                                              Content content, unsigned seed) {
     auto frame = std::make_shared<host::FrameBuffer>(size.width, size.height, depth);

@@ -14,21 +14,17 @@ using host::Control;
 using host::ControlTrack;
 using host::SampleDepth;
 
-/// A clip of a few frames shown over and over, so that a long window costs no memory.
+/// A clip without end.
 class LoopedClip : public host::FrameSource {
 public:
-    LoopedClip(const FrameSize& size, SampleDepth depth, Content content) {
-        for (unsigned seed = 0; seed < 4; ++seed) {
-            frames_.push_back(makeFrame(size, depth, content, seed));
-        }
-    }
+    explicit LoopedClip(Frames frames) : frames_(std::move(frames)) {}
 
     std::shared_ptr<const host::FrameBuffer> frame(std::int32_t index) override {
         return frames_[static_cast<std::size_t>(index) % frames_.size()];
     }
 
 private:
-    std::vector<std::shared_ptr<host::FrameBuffer>> frames_;
+    Frames frames_;
 };
 
 struct RenderCase {
@@ -50,7 +46,7 @@ host::ControlTracks controlsOf(const RenderCase& c) {
 void render(benchmark::State& state, const FrameSize& size, SampleDepth depth, Content content,
             const RenderCase& c) {
     constexpr std::int32_t kFrames = 1 << 20;
-    LoopedClip clip(size, depth, content);
+    LoopedClip clip(makeFrames(size, depth, content));
     host::InstanceOptions options;
     options.timing = {kFrames, 1, 25};
     options.frames = &clip;
@@ -68,9 +64,11 @@ void render(benchmark::State& state, const FrameSize& size, SampleDepth depth, C
 }
 
 void copyFrame(benchmark::State& state, const FrameSize& size, SampleDepth depth) {
-    const auto from = makeFrame(size, depth, Content::Natural);
+    LoopedClip clip(makeFrames(size, depth, Content::Natural));
     host::FrameBuffer to(size.width, size.height, depth);
+    std::int32_t frame = 0;
     for ([[maybe_unused]] auto iteration : state) {
+        const auto from = clip.frame(frame++);
         std::memcpy(to.row(0), from->row(0),
                     from->rowBytes() * static_cast<std::size_t>(size.height));
         benchmark::ClobberMemory();
