@@ -47,7 +47,20 @@ void countLuminance(LevelCounts& counts, const PixelView& pixels) {
     }
 }
 
-void countColors(ChannelHistogram& histogram, const PixelView& pixels) {
+/// Planes of levels, one after the other: each is one stream from memory and needs one counter's
+/// pairs at hand.
+void countPlanes(ChannelHistogram& histogram, const PixelView& pixels) {
+    LevelCounter counter;
+    for (std::size_t channel = 0; channel < pixels.channels.size(); ++channel) {
+        for (std::int32_t y = 0; y < pixels.rows; ++y) {
+            counter.add(reinterpret_cast<const std::uint8_t*>(pixels.row(channel, y)),
+                        pixels.rowPixels);
+        }
+        histogram.channels[channel + 1] = counter.take();
+    }
+}
+
+void countRows(ChannelHistogram& histogram, const PixelView& pixels) {
     LevelRows levels(pixels);
     std::array<LevelCounter, 3> counters;
     for (std::int32_t y = 0; y < levels.rows(); ++y) {
@@ -58,6 +71,14 @@ void countColors(ChannelHistogram& histogram, const PixelView& pixels) {
     }
     for (std::size_t channel = 0; channel < counters.size(); ++channel) {
         histogram.channels[channel + 1] = counters[channel].take();
+    }
+}
+
+void countColors(ChannelHistogram& histogram, const PixelView& pixels) {
+    if (pixels.bitDepth == 8 && !pixels.isInterleaved()) {
+        countPlanes(histogram, pixels);
+    } else {
+        countRows(histogram, pixels);
     }
 }
 
