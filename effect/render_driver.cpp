@@ -19,11 +19,6 @@ const EffectWorld& inputOf(const RenderRequest& request) {
     return request.params[static_cast<std::size_t>(Param::InputLayer)]->layer;
 }
 
-/// A draft is never smoothed, whatever the control says.
-bool isSmoothed(const RenderRequest& request) {
-    return request.controls.smoothingSeconds != 0.0 && request.inData.quality == kQualityHigh;
-}
-
 /// The entry of the current frame, holding what was found of it by itself.
 Held<FrameCacheEntry> currentEntry(const RenderRequest& request, FrameCache& cache,
                                    std::unique_ptr<ChannelHistogram> histogram,
@@ -40,27 +35,6 @@ Held<FrameCacheEntry> currentEntry(const RenderRequest& request, FrameCache& cac
     copySmoothedEntries(levels, *entry->levels);
     entry->isStale = false;
     return entry;
-}
-
-ErrorCode smoothLevels(const RenderRequest& request, std::unique_ptr<ChannelHistogram> histogram,
-                       LevelsRecord& levels) {
-    FrameCache& cache = *frameCacheOf(request.inData);
-    CTemporalSmoothingTintwell smoothing;
-    smoothing.Init(&request.inData, request.params, request.controls.smoothingSeconds,
-                   request.controls.sceneDetect, &cache);
-    smoothing.setMode(request.mode);
-    ErrorCode code = smoothing.UpdateState();
-    if (code != error::kNone) {
-        return code;
-    }
-    smoothing.SetResult(currentEntry(request, cache, std::move(histogram), levels));
-    FrameCacheEntry smoothed;
-    smoothed.levels = std::make_unique<LevelsRecord>();
-    code = smoothing.Compute(&smoothed);
-    if (code == error::kNone) {
-        copySmoothedEntries(*smoothed.levels, levels);
-    }
-    return code;
 }
 
 /// The levels this frame is to be corrected with: its own, smoothed over its neighbours if asked.
@@ -86,6 +60,38 @@ ErrorCode writeOutput(const RenderRequest& request, const SplitFrame& frame,
 }
 
 } // namespace
+
+bool isSmoothed(const RenderRequest& request) {
+    return request.controls.smoothingSeconds != 0.0 && request.inData.quality == kQualityHigh;
+}
+
+ErrorCode smoothLevels(const RenderRequest& request, std::unique_ptr<ChannelHistogram> histogram,
+                       LevelsRecord& levels) {
+    FrameCache& cache = *frameCacheOf(request.inData);
+    CTemporalSmoothingTintwell smoothing;
+    smoothing.Init(&request.inData, request.params, request.controls.smoothingSeconds,
+                   request.controls.sceneDetect, &cache);
+    smoothing.setMode(request.mode);
+    ErrorCode code = smoothing.UpdateState();
+    if (code != error::kNone) {
+        return code;
+    }
+    smoothing.SetResult(currentEntry(request, cache, std::move(histogram), levels));
+    FrameCacheEntry smoothed;
+    smoothed.levels = std::make_unique<LevelsRecord>();
+    code = smoothing.Compute(&smoothed);
+    if (code == error::kNone) {
+        copySmoothedEntries(*smoothed.levels, levels);
+    }
+    return code;
+}
+
+ErrorCode correctFrame(const RenderRequest& request, const LevelsRecord& levels) {
+    SplitFrame frame;
+    const ErrorCode code =
+        splitFrame(request.inData, inputOf(request), request.controls.analysis, frame);
+    return code == error::kNone ? writeOutput(request, frame, levels) : code;
+}
 
 ErrorCode renderFrame(const RenderRequest& request) {
     const InData& inData = request.inData;

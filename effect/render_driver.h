@@ -2,9 +2,13 @@
 
 // One output frame: split the input into planes, find its levels, apply them, merge, blend.
 
+#include "analysis/channel_histogram.h"
 #include "analysis/correction_mode.h"
+#include "apply/levels_record.h"
 #include "effect/controls.h"
 #include "effect/host_interface.h"
+
+#include <memory>
 
 namespace tintwell {
 
@@ -20,5 +24,18 @@ struct RenderRequest {
 /// Needs the sequence's frame cache. On an error the output keeps whatever was written so far.
 /// Throws std::bad_alloc with everything it made released.
 ErrorCode renderFrame(const RenderRequest& request);
+
+// The steps of renderFrame, for those who want to see what it would do.
+
+/// A draft is never smoothed, whatever the control says.
+bool isSmoothed(const RenderRequest& request);
+
+/// Smooths the current frame's levels, found from `histogram`, over its neighbours. Those that the
+/// sequence's cache does not hold are read from the host, and kept there as the frame itself is.
+ErrorCode smoothLevels(const RenderRequest& request, std::unique_ptr<ChannelHistogram> histogram,
+                       LevelsRecord& levels);
+
+/// Writes the input into the output, corrected with these levels and blended.
+ErrorCode correctFrame(const RenderRequest& request, const LevelsRecord& levels);
 
 } // namespace tintwell

@@ -20,6 +20,11 @@ ControlTrack::ControlTrack(std::vector<Keyframe> keys) : keys_(std::move(keys)) 
     }
 }
 
+double ControlTrack::greatestValue() const {
+    const auto greatest = std::ranges::max_element(keys_, {}, &Keyframe::value);
+    return greatest == keys_.end() ? constant_ : greatest->value;
+}
+
 double ControlTrack::valueAt(std::int32_t frame) const {
     if (keys_.empty()) {
         return constant_;

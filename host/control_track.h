@@ -44,6 +44,9 @@ public:
 
     double valueAt(std::int32_t frame) const;
 
+    /// The greatest value at any frame: between keyframes values never go beyond those of the keys.
+    double greatestValue() const;
+
     bool isKeyframed() const { return !keys_.empty(); }
 
     const std::vector<Keyframe>& keys() const { return keys_; }

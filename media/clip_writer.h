@@ -34,6 +34,8 @@ public:
 
     std::string codecName() const { return encoder_->context().codec->name; }
 
+    std::string formatName() const { return output_->oformat->name; }
+
     /// The source's streams that are to be passed to `writeCopied`.
     std::vector<int> copiedStreams() const;
 

@@ -1,7 +1,6 @@
 #include "temporal/neighbour_frames.h"
 
 #include "analysis/automatic_correction.h"
-#include "effect/controls.h"
 #include "effect/frame_time.h"
 #include "effect/parameter_checkout.h"
 #include "effect/pixel_view.h"
@@ -32,6 +31,18 @@ ErrorCode readFingerprint(const InData& inData, std::int32_t time, AutoCorrectio
     });
 }
 
+ErrorCode analyzeWorld(const InData& inData, const EffectWorld& world,
+                       const AnalysisControls& controls, AutoCorrectionMode mode,
+                       std::unique_ptr<LevelsRecord>& levels,
+                       std::unique_ptr<ChannelHistogram>& fingerprint) {
+    SplitFrame frame;
+    const ErrorCode split = splitFrame(inData, world, controls, frame);
+    if (split == error::kNone) {
+        analyzeFrame(mode, frame.image, levels, fingerprint);
+    }
+    return split;
+}
+
 ErrorCode analyzeInput(const InData& inData, std::int32_t time, AutoCorrectionMode mode,
                        std::unique_ptr<LevelsRecord>& levels,
                        std::unique_ptr<ChannelHistogram>& fingerprint) {
@@ -41,12 +52,7 @@ ErrorCode analyzeInput(const InData& inData, std::int32_t time, AutoCorrectionMo
         return read;
     }
     return readParameter(inData, kInputLayer, time, [&](const ParamDef& param) {
-        SplitFrame frame;
-        const ErrorCode split = splitFrame(inData, param.layer, controls, frame);
-        if (split == error::kNone) {
-            analyzeFrame(mode, frame.image, levels, fingerprint);
-        }
-        return split;
+        return analyzeWorld(inData, param.layer, controls, mode, levels, fingerprint);
     });
 }
 

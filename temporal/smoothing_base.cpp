@@ -15,14 +15,13 @@ namespace {
 
 constexpr double kCutBudgetPerSecond = 0.2;
 
-/// Frames on each side of the current one in a window of the given duration.
+} // namespace
+
 std::int64_t halfWindow(const InData& inData, double seconds) {
     const double step = inData.timeStep == 0 ? 1.0 : inData.timeStep;
     const std::int32_t frames = truncateToInt32(inData.timeScale * seconds / step + 0.5);
     return std::max<std::int64_t>(0, (std::int64_t{frames} + 1) / 2);
 }
-
-} // namespace
 
 void CTemporalSmoothingBase::Init(const InData* inData, ParamDef* const* params, double seconds,
                                   std::int32_t sceneDetect, FrameCache* cache) {

@@ -21,6 +21,10 @@
 
 namespace tintwell {
 
+/// Frames on each side of the current one in a window of the given duration. Measuring a window
+/// takes one frame more on each side.
+std::int64_t halfWindow(const InData& inData, double seconds);
+
 /// A side of the current frame, and the direction of a walk over it.
 enum class Side : std::int32_t { Before = 0, After = 1 };
 

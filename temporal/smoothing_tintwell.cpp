@@ -44,22 +44,6 @@ double pixelsOf(const LevelCounts& counts) {
     return static_cast<double>(std::accumulate(counts.begin(), counts.end(), std::uint64_t{0}));
 }
 
-/// Distances per channel, divided by the pixel count of `visited`.
-NeighbourWeights distances(const ChannelHistogram& previous, const ChannelHistogram& visited,
-                           AutoCorrectionMode mode) {
-    const bool luminance = mode == AutoCorrectionMode::MonochromaticContrast;
-    const double pixels = pixelsOf(visited.channels[luminance ? 0 : 1]);
-    const auto distance = [&](std::size_t channel) {
-        return normalised(countDistance(previous.channels[channel], visited.channels[channel]),
-                          pixels);
-    };
-    if (luminance) {
-        const double all = distance(0);
-        return {all, all, all};
-    }
-    return {distance(1), distance(2), distance(3)};
-}
-
 /// What both sides and the current frame give for one field: each side holds its own share back as
 /// its weight says, and the current frame takes the rest.
 struct Mix {
@@ -79,6 +63,26 @@ struct Mix {
 };
 
 } // namespace
+
+NeighbourWeights frameDistance(const ChannelHistogram& previous, const ChannelHistogram& visited,
+                               AutoCorrectionMode mode) {
+    const bool luminance = mode == AutoCorrectionMode::MonochromaticContrast;
+    const double pixels = pixelsOf(visited.channels[luminance ? 0 : 1]);
+    const auto distance = [&](std::size_t channel) {
+        return normalised(countDistance(previous.channels[channel], visited.channels[channel]),
+                          pixels);
+    };
+    if (luminance) {
+        const double all = distance(0);
+        return {all, all, all};
+    }
+    return {distance(1), distance(2), distance(3)};
+}
+
+bool isCut(const NeighbourWeights& distance, bool sceneDetect) {
+    const auto [least, greatest] = std::minmax({distance.red, distance.green, distance.blue});
+    return (sceneDetect && greatest >= kCutInOneChannel) || least >= kCutInAllChannels;
+}
 
 void copySmoothedEntries(const LevelsRecord& from, LevelsRecord& to) {
     std::copy_n(from.entries.begin(), kKeptEntries, to.entries.begin());
@@ -131,7 +135,7 @@ ErrorCode CTemporalSmoothingTintwell::MeasureSide(Side side, MeasuredSide& measu
         if (code != error::kNone) {
             return code;
         }
-        if (isCut(measured.weights.back())) {
+        if (isCut(measured.weights.back(), sceneDetect_ != 0)) {
             window.bound = frame;
             window.count = step;
         }
@@ -189,13 +193,8 @@ ErrorCode CTemporalSmoothingTintwell::appendWeights(MeasuredSide& measured) cons
     if (previous == nullptr || current == nullptr) {
         return error::kMissingRecord;
     }
-    measured.weights.push_back(distances(*previous, *current, mode_));
+    measured.weights.push_back(frameDistance(*previous, *current, mode_));
     return error::kNone;
-}
-
-bool CTemporalSmoothingTintwell::isCut(const NeighbourWeights& weights) const {
-    const auto [least, greatest] = std::minmax({weights.red, weights.green, weights.blue});
-    return (sceneDetect_ != 0 && greatest >= kCutInOneChannel) || least >= kCutInAllChannels;
 }
 
 ErrorCode CTemporalSmoothingTintwell::storeSide(Side side) {

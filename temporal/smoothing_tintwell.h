@@ -17,6 +17,13 @@
 
 namespace tintwell {
 
+/// Distances of two frames' histograms, divided by the pixel count of `visited`.
+NeighbourWeights frameDistance(const ChannelHistogram& previous, const ChannelHistogram& visited,
+                               AutoCorrectionMode mode);
+
+/// Whether a window ends between two frames of this distance.
+bool isCut(const NeighbourWeights& distance, bool sceneDetect);
+
 class CTemporalSmoothingTintwell final : public CTemporalSmoothingBase {
 public:
     /// How frames are analysed. In the monochromatic mode the distances are of the luminance and
@@ -58,7 +65,6 @@ private:
     ErrorCode measureFrame(std::int32_t frame, MeasuredSide& measured);
     ErrorCode measureBeyond(std::int64_t frame, MeasuredSide& measured);
     ErrorCode appendWeights(MeasuredSide& measured) const;
-    bool isCut(const NeighbourWeights& weights) const;
     ErrorCode storeSide(Side side);
     std::array<double, 4> entryWeights(const NeighbourWeights& weights) const;
     ErrorCode combineSides(LevelsRecord& destination);

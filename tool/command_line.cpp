@@ -1,5 +1,6 @@
 #include "tool/command_line.h"
 
+#include "tool/analyze_command.h"
 #include "tool/controls_command.h"
 #include "tool/declaration_command.h"
 #include "tool/help_format.h"
@@ -79,6 +80,7 @@ CommandLine::CommandLine() : app_("Automatic colour correction for video", "tint
     // Options given twice: the last one counts, so that a script can add to a line it was given.
     app_.option_defaults()->take_last()->disable_flag_override();
     commands_.push_back(addRenderCommand(app_));
+    commands_.push_back(addAnalyzeCommand(app_));
     commands_.push_back(addControlsCommand(app_));
     commands_.push_back(addDeclarationCommand(app_));
 }
@@ -87,8 +89,8 @@ int CommandLine::run(int argumentCount, const char* const* arguments) noexcept {
     try {
         const int code = parseAndRun(argumentCount, arguments);
         return code == codeOf(ExitCode::Done) ? flushStandardOutput() : code;
-    } catch (const RenderStopped&) {
-        printError("interrupted; nothing was written");
+    } catch (const RenderStopped& stopped) {
+        printError(stopped.what());
         return stopExitCode();
     } catch (const UserError& error) {
         return failure(error.what(), error.exitCode());

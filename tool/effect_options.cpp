@@ -52,7 +52,7 @@ void addModuleOption(CLI::App& app, std::string& module) {
         ->type_name("FILE");
 }
 
-void addEffectOptions(CLI::App& app, EffectOptions& options) {
+void addControlOptions(CLI::App& app, EffectOptions& options) {
     for (const ControlInfo& info : controlCatalog()) {
         addControlOption(app, info, options);
     }
@@ -61,6 +61,10 @@ void addEffectOptions(CLI::App& app, EffectOptions& options) {
                    "replace what it says")
         ->type_name("FILE")
         ->group("Controls");
+}
+
+void addEffectOptions(CLI::App& app, EffectOptions& options) {
+    addControlOptions(app, options);
     addModuleOption(app, options.module);
 }
 

@@ -18,6 +18,8 @@ struct EffectOptions {
 
 /// What is referred to must outlive the parsing.
 void addModuleOption(CLI::App& app, std::string& module);
+void addControlOptions(CLI::App& app, EffectOptions& options);
+/// Both.
 void addEffectOptions(CLI::App& app, EffectOptions& options);
 
 /// Initial values, replaced by the controls file's, replaced by the command line's. Throws

@@ -204,6 +204,7 @@ void FramePipeline::convertOut() {
         const media::Original original{*job.source, *job.input};
         converter.convert(*job.output, *job.result,
                           job.sourceFormat == format ? &original : nullptr);
+        change_.addSampled(*job.input, *job.output);
         job.source.reset();
         return inputWorlds_.push(std::move(job.input)) && outputWorlds_.push(std::move(job.output));
     });

@@ -2,6 +2,7 @@
 
 #include "host/effect_instance.h"
 #include "host/frame_buffer.h"
+#include "inspect/color_change.h"
 #include "media/clip_reader.h"
 #include "media/clip_to_world.h"
 #include "media/clip_writer.h"
@@ -40,6 +41,9 @@ public:
     /// thread, or RenderStopped soon after `stop` is set; the threads have ended then.
     std::int64_t run(const std::atomic<bool>& stop);
 
+    /// What the effect did to the frames, from a few pixels of each; once they have run.
+    inspect::ColorChange change() const { return change_.change(); }
+
 private:
     using World = std::unique_ptr<host::FrameBuffer>;
 
@@ -73,6 +77,7 @@ private:
     Parts parts_;
     host::SampleDepth depth_;
     std::int64_t framesWritten_ = 0;
+    inspect::ChangeMeter change_; ///< of the thread that converts out
     // Worlds are the largest part of the memory, so their number bounds the frames under way. The
     // two kinds are kept apart: frames that wait to be corrected must not use up those to correct
     // them into.

@@ -1,9 +1,11 @@
 #include "tool/neighbours.h"
 
+#include "inspect/correction_finder.h"
+#include "media/clip_for_effect.h"
 #include "media/file_neighbours.h"
 #include "media/image_sequence.h"
 #include "media/input_file.h"
-#include "tool/render_pipeline.h"
+#include "tool/clip_options.h"
 #include "tool/user_error.h"
 
 #include <algorithm>
@@ -20,17 +22,10 @@ namespace tintwell::tool {
 namespace {
 
 /// The longest window that the effect uses anywhere in the clip, in seconds; 0 where it smooths
-/// nothing. Between keyframes values never go beyond those of the keyframes.
-double longestWindow(const RenderOptions& options) {
-    const host::ControlTrack& track = options.controls[host::Control::TemporalSmoothing];
-    if (!options.highQuality) {
-        return 0.0;
-    }
-    double longest = track.isKeyframed() ? 0.0 : track.valueAt(0);
-    for (const host::Keyframe& key : track.keys()) {
-        longest = std::max(longest, key.value);
-    }
-    return longest;
+/// nothing.
+double longestWindow(const ClipOptions& options) {
+    return options.highQuality ? options.controls[host::Control::TemporalSmoothing].greatestValue()
+                               : 0.0;
 }
 
 bool canBeReadAgain(const std::string& input) {
@@ -39,19 +34,13 @@ bool canBeReadAgain(const std::string& input) {
            (input != media::kStandardStream && media::parseSequence(input).has_value());
 }
 
-/// How the effect looks at frames to one side: half its window and the frame beyond. The effect
-/// rounds, so a frame is allowed for that.
-std::int64_t reachOf(double seconds, double frameRate) {
-    return static_cast<std::int64_t>(std::floor(seconds * frameRate / 2.0)) + 2;
-}
-
 /// The frames before the current one are in the effect's own memory if it has rendered all of them.
-bool needsEarlierFrames(const RenderOptions& options) {
+bool needsEarlierFrames(const ClipOptions& options) {
     return (options.frames && options.frames->first > 0) ||
            options.controls[host::Control::TemporalSmoothing].isKeyframed();
 }
 
-[[noreturn]] void refuseWindow(const RenderOptions& options, const media::ClipInfo& info,
+[[noreturn]] void refuseWindow(const ClipOptions& options, const media::ClipInfo& info,
                                double seconds, std::int64_t needed) {
     const std::int64_t fitting = media::FrameWindow::capacity(info);
     const std::int64_t sides = needsEarlierFrames(options) ? 2 : 1;
@@ -70,20 +59,20 @@ bool needsEarlierFrames(const RenderOptions& options) {
 
 } // namespace
 
-Neighbours::Neighbours(const RenderOptions& options, media::ClipReader& reader,
+Neighbours::Neighbours(const ClipOptions& options, media::ClipReader& reader,
                        host::SampleDepth depth) {
     const double seconds = longestWindow(options);
     if (seconds <= 0.0) {
         return;
     }
+    const media::ClipInfo& info = reader.info();
+    reach_ = inspect::smoothingReach(media::timingForEffect(info), seconds);
     if (canBeReadAgain(options.input)) {
         source_ =
             std::make_unique<media::FileNeighbours>(options.input, inputOptions(options), depth);
         return;
     }
-    const media::ClipInfo& info = reader.info();
-    const std::int64_t reach = reachOf(seconds, av_q2d(info.frameRate));
-    const media::WindowReach window{needsEarlierFrames(options) ? reach : 0, reach};
+    const media::WindowReach window{needsEarlierFrames(options) ? reach_ : 0, reach_};
     if (window.frames() > media::FrameWindow::capacity(info)) {
         refuseWindow(options, info, seconds, window.frames());
     }
@@ -92,6 +81,13 @@ Neighbours::Neighbours(const RenderOptions& options, media::ClipReader& reader,
     window_ = source.get();
     source_ = std::move(source);
     reader.readBeyondSpan(window.after);
+}
+
+std::string Neighbours::description() const {
+    if (!source_) {
+        return {};
+    }
+    return window_ != nullptr ? "pictures kept in memory" : "a second reading of the input";
 }
 
 void Neighbours::offer(const media::ReadItem& item) {

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <string>
 
 namespace tintwell::tool {
 
@@ -19,10 +20,16 @@ class Neighbours {
 public:
     /// Before the reader's first read. Throws UserError where the smoothing needs more pictures
     /// than can be kept, and MediaError where the input cannot be opened again.
-    Neighbours(const RenderOptions& options, media::ClipReader& reader, host::SampleDepth depth);
+    Neighbours(const ClipOptions& options, media::ClipReader& reader, host::SampleDepth depth);
 
     /// Null without smoothing. Lives as long as this object.
     host::FrameSource* source() const { return source_.get(); }
+
+    /// On how many frames to each side of a frame its correction may depend; 0 without smoothing.
+    std::int64_t reach() const { return reach_; }
+
+    /// "a second reading of the input", or where else they come from; empty without smoothing.
+    std::string description() const;
 
     // The reader's side.
 
@@ -45,6 +52,7 @@ public:
     void cancel();
 
 private:
+    std::int64_t reach_ = 0;
     std::unique_ptr<media::NeighbourSource> source_;
     media::FrameWindow* window_ = nullptr; ///< the source, where it is one
 };

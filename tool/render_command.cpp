@@ -1,11 +1,15 @@
 #include "tool/render_command.h"
 
+#include "inspect/color_change.h"
+#include "tool/clip_options.h"
+#include "tool/control_values.h"
 #include "tool/effect_options.h"
 #include "tool/module_path.h"
 #include "tool/option_values.h"
-#include "tool/progress.h"
+#include "tool/progress_option.h"
 #include "tool/render_options.h"
 #include "tool/render_pipeline.h"
+#include "tool/summary_text.h"
 #include "tool/user_error.h"
 
 #include <nlohmann/json.hpp>
@@ -27,56 +31,8 @@ struct RenderRequest {
     ProgressStyle progress = ProgressStyle::Auto;
     bool quiet = false;
     bool json = false;
+    bool dryRun = false;
 };
-
-CLI::Option* addKeyValueOption(CLI::App& app, const std::string& name, const std::string& help,
-                               std::vector<KeyValue>& target) {
-    const auto read = [name, &target](const std::vector<std::string>& texts) {
-        for (const std::string& text : texts) {
-            try {
-                target.push_back(parseKeyValue(text));
-            } catch (const std::invalid_argument& error) {
-                throw CLI::ValidationError(name, error.what());
-            }
-        }
-    };
-    return app.add_option_function<std::vector<std::string>>(name, read, help)
-        ->type_name("KEY=VALUE")
-        ->allow_extra_args(false)
-        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-}
-
-void addSourceOptions(CLI::App& app, RenderOptions& options) {
-    constexpr const char* kGroup = "Input";
-    addValueOption(app, "--frames", "FIRST-LAST",
-                   "Only these frames, counted from 0, both included; one number for one frame",
-                   [&options](const std::string& text) { options.frames = parseFrameRange(text); })
-        ->group(kGroup);
-    app.add_option("--input-format", options.inputFormat,
-                   "How the input is read, by FFmpeg's name of the format, where it cannot be told "
-                   "from the file (for example rawvideo)")
-        ->type_name("NAME")
-        ->group(kGroup);
-    addKeyValueOption(app, "--input-option",
-                      "What a raw stream does not tell, as FFmpeg names it, for example "
-                      "video_size=1920x1080 and pixel_format=yuv420p; may be given several times",
-                      options.inputOptions)
-        ->group(kGroup);
-    addValueOption(
-        app, "--frame-rate", "RATE",
-        "Frames per second of an image sequence or raw stream, for example 25 or "
-        "30000/1001",
-        [&options](const std::string& text) { options.frameRate = parseFrameRate(text); })
-        ->group(kGroup);
-    addChoiceOption<DepthChoice>(
-        app, "--depth",
-        {{"auto", DepthChoice::Auto}, {"8", DepthChoice::Bits8}, {"16", DepthChoice::Bits16}},
-        options.depth, "Bits per channel to work at; auto takes 16 where the input has more than 8")
-        ->group(kGroup);
-    addChoiceOption<bool>(app, "--quality", {{"high", true}, {"draft", false}}, options.highQuality,
-                          "A draft leaves the temporal smoothing out")
-        ->group(kGroup);
-}
 
 void addEncoderOptions(CLI::App& app, RenderOptions& options) {
     constexpr const char* kGroup = "Output";
@@ -108,71 +64,137 @@ void addEncoderOptions(CLI::App& app, RenderOptions& options) {
 }
 
 void addReportOptions(CLI::App& app, RenderRequest& request) {
-    addChoiceOption<ProgressStyle>(app, "--progress",
-                                   {{"auto", ProgressStyle::Auto},
-                                    {"bar", ProgressStyle::Bar},
-                                    {"lines", ProgressStyle::Lines},
-                                    {"json", ProgressStyle::Json},
-                                    {"none", ProgressStyle::None}},
-                                   request.progress,
-                                   "Progress on standard error; auto is a bar on a terminal and "
-                                   "nothing elsewhere");
-    app.add_flag("--quiet", request.quiet, "No progress and no summary, only warnings and errors");
+    addProgressOption(app, request.progress);
+    app.add_flag("--quiet", request.quiet,
+                 "No progress and no summary, only warnings and errors; the summary tells what the "
+                 "correction did to a sample of each frame's pixels");
+    app.add_flag("--dry-run", request.dryRun,
+                 "Open everything and tell what would be done, but write nothing");
     app.add_flag("--json", request.json, "A machine-readable summary on standard output");
 }
 
-void printJsonSummary(const RenderRequest& request, const RenderSummary& summary) {
-    const nlohmann::ordered_json document{
+nlohmann::ordered_json planJson(const RenderRequest& request, const RenderPlan& plan) {
+    return {
         {"version", 1},
         {"input", request.options.input},
-        {"output", summary.output},
-        {"frames", summary.frames},
-        {"seconds", summary.seconds},
-        {"width", summary.width},
-        {"height", summary.height},
-        {"depth", summary.worldDepth},
-        {"input_pixel_format", summary.inputPixelFormat},
-        {"output_pixel_format", summary.outputPixelFormat},
-        {"video_codec", summary.videoCodec},
-        {"color_matrix", summary.colorMatrix},
-        {"color_range", summary.colorRange},
-        {"warnings", summary.warnings},
+        {"output", plan.output},
+        {"frames", plan.frames ? nlohmann::ordered_json(*plan.frames) : nlohmann::ordered_json()},
+        {"seconds", nullptr},
+        {"width", plan.width},
+        {"height", plan.height},
+        {"depth", plan.worldDepth},
+        {"input_pixel_format", plan.inputPixelFormat},
+        {"output_pixel_format", plan.outputPixelFormat},
+        {"video_codec", plan.videoCodec},
+        {"color_matrix", plan.colorMatrix},
+        {"color_range", plan.colorRange},
+        {"warnings", plan.warnings},
     };
-    // File names are bytes; those that are no UTF-8 must not make the summary fail.
+}
+
+/// File names are bytes; those that are no UTF-8 must not make it fail.
+void printJson(const nlohmann::ordered_json& document) {
     using ErrorHandler = nlohmann::ordered_json::error_handler_t;
     std::cout << document.dump(2, ' ', false, ErrorHandler::replace) << "\n";
 }
 
-void printSummaryLine(const RenderSummary& summary) {
+void printJsonSummary(const RenderRequest& request, const RenderSummary& summary) {
+    nlohmann::ordered_json document = planJson(request, summary);
+    document["frames"] = summary.framesDone;
+    document["seconds"] = summary.seconds;
+    document["correction"] = changeJson(summary.change);
+    printJson(document);
+}
+
+void printSummaryLines(const RenderSummary& summary) {
     char numbers[128];
     const double rate =
-        summary.seconds > 0.0 ? static_cast<double>(summary.frames) / summary.seconds : 0.0;
+        summary.seconds > 0.0 ? static_cast<double>(summary.framesDone) / summary.seconds : 0.0;
     std::snprintf(numbers, sizeof numbers,
                   "%lld frames of %dx%d at %d bits per channel in %.1f s (%.1f per second)",
-                  static_cast<long long>(summary.frames), static_cast<int>(summary.width),
+                  static_cast<long long>(summary.framesDone), static_cast<int>(summary.width),
                   static_cast<int>(summary.height), summary.worldDepth, summary.seconds, rate);
     std::cerr << "tintwell: " << summary.output << ": " << numbers << "\n";
+    std::snprintf(numbers, sizeof numbers, "changed the average pixel by %.1f of 255 levels",
+                  summary.change.strength);
+    std::cerr << "tintwell: the correction " << numbers << " and "
+              << inspect::castSentence(summary.change) << "\n";
+}
+
+void printJsonPlan(const RenderRequest& request, const RenderPlan& plan) {
+    nlohmann::ordered_json document = planJson(request, plan);
+    document.erase("seconds");
+    document["dry_run"] = true;
+    document["controls"] = controlsJson(request.options.controls);
+    document["neighbours"] = plan.neighbours;
+    printJson(document);
+}
+
+void printPlan(const RenderRequest& request, const RenderPlan& plan) {
+    const RenderOptions& options = request.options;
+    char size[64];
+    std::snprintf(size, sizeof size, "%dx%d, %.6g frames per second", static_cast<int>(plan.width),
+                  static_cast<int>(plan.height), plan.frameRate);
+    const std::string range = options.frames ? std::to_string(options.frames->first) + " to " +
+                                                   std::to_string(options.frames->last)
+                                             : "all";
+    const std::string count = plan.frames ? std::to_string(*plan.frames) : "number not known";
+    std::cout << "Input:       " << options.input << " (" << plan.inputFormat << ", "
+              << plan.inputCodec << ", " << plan.inputPixelFormat << ", " << plan.colorMatrix << " "
+              << plan.colorRange << " range, " << size << ")\n"
+              << "Output:      " << plan.output << " (" << plan.outputFormat << ", "
+              << plan.videoCodec << ", " << plan.outputPixelFormat << ")\n"
+              << "Frames:      " << range << " (" << count << ")\n"
+              << "Controls:    " << controlsText(options.controls) << "\n"
+              << "Neighbours:  ";
+    if (plan.neighbours == 0) {
+        std::cout << "none\n";
+    } else {
+        std::cout << "up to " << plan.neighbours << " to each side, from " << plan.neighbourSource
+                  << "\n";
+    }
+    std::cout << "Depth:       " << plan.worldDepth << " bits per channel\n"
+              << "Module:      " << options.modulePath << "\n"
+              << "Nothing was written.\n";
+}
+
+void printWarnings(const std::vector<std::string>& warnings) {
+    for (const std::string& warning : warnings) {
+        std::cerr << "tintwell: warning: " << warning << "\n";
+    }
+}
+
+void showPlan(const RenderRequest& request) {
+    const RenderPlan plan = planRender(request.options);
+    printWarnings(plan.warnings);
+    if (request.json) {
+        printJsonPlan(request, plan);
+    } else {
+        printPlan(request, plan);
+    }
 }
 
 void runRender(RenderRequest& request, const std::atomic<bool>& stop) {
     RenderOptions& options = request.options;
-    if (request.json && options.output == kStandardStream) {
+    if (request.json && !request.dryRun && options.output == kStandardStream) {
         throw UserError("--json and the output '-' both want standard output; write the clip to a "
                         "file, or leave --json out",
                         ExitCode::Usage);
     }
     options.controls = resolveControls(request.effect);
     options.modulePath = findModule(request.effect.module).string();
+    if (request.dryRun) {
+        showPlan(request);
+        return;
+    }
     if (request.quiet && request.progress == ProgressStyle::Auto) {
         request.progress = ProgressStyle::None;
     }
     const std::unique_ptr<Progress> progress = makeProgress(request.progress);
     const RenderSummary summary = renderClip(options, *progress, stop);
-    for (const std::string& warning : summary.warnings) {
-        std::cerr << "tintwell: warning: " << warning << "\n";
-    }
+    printWarnings(summary.warnings);
     if (!request.quiet) {
-        printSummaryLine(summary);
+        printSummaryLines(summary);
     }
     if (request.json) {
         printJsonSummary(request, summary);
@@ -184,16 +206,13 @@ void runRender(RenderRequest& request, const std::atomic<bool>& stop) {
 Command addRenderCommand(CLI::App& parent) {
     CLI::App& app = *parent.add_subcommand("render", "Correct the colours of a clip");
     const auto request = std::make_shared<RenderRequest>();
-    app.add_option("INPUT", request->options.input,
-                   "Video file, image, image sequence (frame.%04d.png), or - for standard input")
-        ->required()
-        ->type_name("");
+    addInputArgument(app, request->options);
     app.add_option("OUTPUT", request->options.output,
                    "File or image sequence to write, or - for standard output")
         ->required()
         ->type_name("");
     addEffectOptions(app, request->effect);
-    addSourceOptions(app, request->options);
+    addClipOptions(app, request->options);
     addEncoderOptions(app, request->options);
     addReportOptions(app, *request);
     app.footer("Example:\n"

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "host/control_track.h"
+#include "host/frame_buffer.h"
 
 #include <cstdint>
 #include <optional>
@@ -9,9 +10,7 @@
 
 namespace tintwell::tool {
 
-enum class DepthChoice { Auto, Bits8, Bits16 };
-
-/// First and last frame to render, counted from 0, both included.
+/// First and last frame to work on, counted from 0, both included.
 struct FrameRange {
     std::int64_t first = 0;
     std::int64_t last = 0;
@@ -23,24 +22,29 @@ struct KeyValue {
     std::string value;
 };
 
-/// Everything `tintwell render` was asked for, already checked for what can be checked without
-/// opening a file.
-struct RenderOptions {
-    std::string input;  ///< file, image sequence pattern, or "-" for standard input
-    std::string output; ///< file, image sequence pattern, or "-" for standard output
-    std::string modulePath;
+/// Which clip a command works on, and with what settings of the effect.
+struct ClipOptions {
+    std::string input; ///< file, image sequence pattern, or "-" for standard input
 
     host::ControlTracks controls; ///< values of the six controls over time
     bool highQuality = true;
-    DepthChoice depth = DepthChoice::Auto;
+    std::optional<host::SampleDepth> depth; ///< empty: by the input's
     std::optional<FrameRange> frames;
 
-    std::string inputFormat;  ///< demuxer name; empty: find out
+    std::string inputFormat; ///< demuxer name; empty: find out
+    std::string frameRate;   ///< rate of an image sequence or raw stream; empty: as stored
+    std::vector<KeyValue> inputOptions;
+};
+
+/// Everything `tintwell render` was asked for, already checked for what can be checked without
+/// opening a file.
+struct RenderOptions : ClipOptions {
+    std::string output; ///< file, image sequence pattern, or "-" for standard output
+    std::string modulePath;
+
     std::string outputFormat; ///< muxer name; empty: from the output's name
-    std::string frameRate;    ///< rate of an image sequence or raw stream; empty: as stored
     std::string videoCodec;   ///< empty: the output format's usual one
     std::string pixelFormat;  ///< empty: the source's
-    std::vector<KeyValue> inputOptions;
     std::vector<KeyValue> encoderOptions;
     bool overwrite = false;
 };

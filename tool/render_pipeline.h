@@ -1,20 +1,21 @@
 #pragma once
 
-#include "media/input_file.h"
+#include "inspect/color_change.h"
 #include "tool/progress.h"
 #include "tool/render_options.h"
 
 #include <atomic>
 #include <cstdint>
+#include <optional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
 namespace tintwell::tool {
 
-/// What was rendered, for the summary.
-struct RenderSummary {
-    std::int64_t frames = 0;
-    double seconds = 0.0; ///< wall time
+/// How a clip is rendered, known before the first frame is.
+struct RenderPlan {
+    std::optional<std::int64_t> frames; ///< as far as the input tells
     std::int32_t width = 0;
     std::int32_t height = 0;
     int worldDepth = 8; ///< bits per channel the effect worked at
@@ -23,23 +24,38 @@ struct RenderSummary {
     std::string videoCodec;
     std::string colorMatrix; ///< as used, guessed where the source says nothing
     std::string colorRange;
-    std::string output;                ///< path as given
-    std::vector<std::string> warnings; ///< for example damaged frames that were concealed
+    std::string output;      ///< path as given
+    std::string inputFormat; ///< container, as FFmpeg names it
+    std::string inputCodec;
+    std::string outputFormat;
+    double frameRate = 0.0;
+    std::int64_t neighbours = 0;       ///< frames looked at to each side of a frame, at most
+    std::string neighbourSource;       ///< where they are taken from, in words; empty: none are
+    std::vector<std::string> warnings; ///< for example streams that are left out
 };
 
-/// Thrown when `stop` was set: everything partial has been removed.
-class RenderStopped : public std::exception {
+/// What was rendered, for the summary.
+struct RenderSummary : RenderPlan {
+    std::int64_t framesDone = 0;
+    double seconds = 0.0;        ///< wall time
+    inspect::ColorChange change; ///< what the correction did to the average pixel
+};
+
+/// Thrown when `stop` was set, with what has become of the output.
+class RenderStopped : public std::runtime_error {
 public:
-    const char* what() const noexcept override { return "interrupted"; }
+    explicit RenderStopped(const char* message = "interrupted; nothing was written")
+        : std::runtime_error(message) {}
 };
-
-/// How the input is to be read.
-media::InputOptions inputOptions(const RenderOptions& options);
 
 /// Renders the clip: decode, convert, effect, convert, encode, each on a thread of its own with
 /// bounded queues between them. The output appears under its name only when it is complete.
 /// Throws UserError (tool/user_error.h) with a sentence for the user, or RenderStopped.
 RenderSummary renderClip(const RenderOptions& options, Progress& progress,
                          const std::atomic<bool>& stop);
+
+/// Opens everything that rendering the clip needs and tells what would be done. Writes nothing, and
+/// throws what renderClip would for what can be seen beforehand.
+RenderPlan planRender(const RenderOptions& options);
 
 } // namespace tintwell::tool

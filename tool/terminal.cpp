@@ -1,5 +1,7 @@
 #include "tool/terminal.h"
 
+#include <cstdlib>
+#include <string_view>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -7,6 +9,17 @@ namespace tintwell::tool {
 
 bool standardErrorIsTerminal() {
     return isatty(STDERR_FILENO) == 1;
+}
+
+bool standardOutputIsTerminal() {
+    return isatty(STDOUT_FILENO) == 1;
+}
+
+bool colorsAreWelcome() {
+    const char* const refused = std::getenv("NO_COLOR");
+    const char* const terminal = std::getenv("TERM");
+    return (refused == nullptr || *refused == '\0') && terminal != nullptr &&
+           std::string_view(terminal) != "dumb";
 }
 
 int standardErrorColumns() {

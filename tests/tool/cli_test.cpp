@@ -1,3 +1,5 @@
+#include "inspect/level_curves.h"
+#include "tool/analysis_writer.h"
 #include "tool/control_catalog.h"
 
 #include <gtest/gtest.h>
@@ -5,6 +7,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
@@ -177,6 +180,7 @@ TEST_F(CommandLineTest, WrongUsageIsToldWithTheOptionAndExits2) {
         }
         expectRefusal(arguments, 2, wrong.parts);
     }
+    expectRefusal({"analyze", "clip.y4m", "--csv", "--json"}, 2, {"--csv", "--json"});
     expectRefusal({"render", "clip.y4m", "-", "--json"}, 2, {"--json", "standard output"});
 }
 
@@ -200,6 +204,10 @@ TEST_F(CommandLineTest, FailuresNameTheFileAndExit1WithoutLeavingAnything) {
     expectRefusal({"render", "clip.y4m", "out.mkv", "--module", "no.so"}, 1, {"no.so"});
     expectRefusal({"render", "clip.y4m", "out.mkv", "--module", "text.mp4"}, 1, {"text.mp4"});
     expectRefusal({"render", "clip.y4m", "out.mkv", "--controls", "no.json"}, 1, {"no.json"});
+    expectRefusal({"render", "text.mp4", "out.mkv", "--dry-run"}, 1, {"text.mp4"});
+    expectRefusal({"render", "clip.y4m", "there.mkv", "--dry-run"}, 1, {"there.mkv"});
+    expectRefusal({"analyze", "text.mp4", "--json"}, 1, {"text.mp4"});
+    expectRefusal({"analyze", "clip.y4m", "-o", "there.mkv"}, 1, {"there.mkv", "--overwrite"});
     expectRefusal({"controls", "--module", "text.mp4"}, 1, {"text.mp4"});
     expectRefusal({"declaration", "text.mp4"}, 1, {"text.mp4", "neither an ELF module nor"});
     EXPECT_EQ(contentOf(work_ / "there.mkv"), "precious");
@@ -231,9 +239,95 @@ TEST_F(CommandLineTest, RenderWritesTheClipAndTheSummary) {
     ASSERT_TRUE(std::getline(lines, line));
     EXPECT_NE(line.find("out.mkv: 6 frames of 64x48"), std::string::npos) << line;
 
+    ASSERT_TRUE(std::getline(lines, line));
+    EXPECT_NE(line.find("the correction changed the average pixel by"), std::string::npos) << line;
+    EXPECT_GT(summary.at("correction").at("strength"), 1.0);
+
     const Outcome again = run({"render", "clip.y4m", "out.mkv", "--overwrite", "--quiet"});
     EXPECT_EQ(again.exitCode, 0);
     EXPECT_EQ(again.out + again.err, "");
+}
+
+TEST_F(CommandLineTest, DryRunTellsThePlanAndWritesNothing) {
+    const Outcome outcome = run({"render", "clip.y4m", "out.mkv", "--dry-run", "--json", "--frames",
+                                 "2-7", "--temporal-smoothing", "0.2", "--depth", "16"});
+    ASSERT_EQ(outcome.exitCode, 0) << outcome.err;
+    const auto plan = nlohmann::json::parse(outcome.out);
+    EXPECT_EQ(plan.at("frames"), 6);
+    EXPECT_EQ(plan.at("depth"), 16);
+    EXPECT_EQ(plan.at("video_codec"), "libx264");
+    EXPECT_EQ(plan.at("neighbours"), 4); // half of five frames, rounded up, and the one beyond
+    EXPECT_EQ(plan.at("controls").at("temporal-smoothing"), 0.2);
+    EXPECT_EQ(filesInWork(), std::set<std::string>{"clip.y4m"});
+}
+
+/// Frames with a cast, the lightest part flickering; other frames from the cut on.
+std::string picture(int index, int cut) {
+    std::string text = "P6\n64 48\n255\n";
+    for (int i = 0; i < 64 * 48; ++i) {
+        const int x = i % 64;
+        const int level =
+            index < cut ? 30 + 2 * x + (x > 55 ? index * 7 % 10 : 0) : 90 + x * x / 40;
+        for (const int part : {level, level - 10, level - 25}) {
+            text.push_back(static_cast<char>(part));
+        }
+    }
+    return text;
+}
+
+std::string numbered(const char* name, int number) {
+    return name + std::to_string(number) + ".ppm";
+}
+
+TEST_F(CommandLineTest, AnalyzedLevelsAreThoseThatRenderApplies) {
+    constexpr int kFrames = 12;
+    constexpr int kCut = 7;
+    for (int i = 0; i < kFrames; ++i) {
+        write(numbered("in", i), picture(i, kCut));
+    }
+    const Arguments options{"--temporal-smoothing",    "0.4",      "--scene-detect",
+                            "--snap-neutral-midtones", "--frames", "2-11"};
+    const auto with = [&](Arguments arguments) {
+        arguments.insert(arguments.end(), options.begin(), options.end());
+        return arguments;
+    };
+    ASSERT_EQ(run(with({"render", "in%d.ppm", "out%d.ppm"})).exitCode, 0);
+    const Outcome analyzed = run(with({"analyze", "in%d.ppm", "--json", "-o", "levels.json"}));
+    ASSERT_EQ(analyzed.exitCode, 0) << analyzed.err;
+    const auto analysis = nlohmann::json::parse(contentOf(work_ / "levels.json"));
+    ASSERT_EQ(analysis.at("frames").size(), 10U);
+    bool anySmoothed = false;
+    for (const auto& frame : analysis.at("frames")) {
+        const int index = frame.at("frame");
+        EXPECT_DOUBLE_EQ(frame.at("time"), index / 25.0);
+        EXPECT_EQ(frame.at("new_scene"), index == kCut);
+        anySmoothed = anySmoothed || frame.at("smoothed") != frame.at("found");
+        LevelsRecord levels;
+        for (std::size_t c = 0; c < 3; ++c) {
+            const auto& entry = frame.at("smoothed").at(std::string(kChannelNames[c]));
+            for (const LevelsField& field : kLevelsFields) {
+                levels.entries[c + 1].*field.member = static_cast<std::uint16_t>(
+                    std::lround(entry.at(std::string(field.name)).get<double>() * field.scale));
+            }
+        }
+        const inspect::LevelCurves curves = inspect::curvesOf(levels);
+        std::string expected = picture(index, kCut);
+        for (std::size_t i = 0, first = expected.size() - 3 * 64 * 48; first + i < expected.size();
+             ++i) {
+            char& sample = expected[first + i];
+            sample = static_cast<char>(curves[i % 3][static_cast<unsigned char>(sample)]);
+        }
+        EXPECT_EQ(contentOf(work_ / numbered("out", index)), expected) << index;
+    }
+    EXPECT_TRUE(anySmoothed);
+    ASSERT_EQ(analysis.at("summary").at("cuts").size(), 1U);
+    EXPECT_DOUBLE_EQ(analysis.at("summary").at("cuts")[0].at("time"), kCut / 25.0);
+    EXPECT_EQ(analysis.at("summary").at("correction").at("cast").at("name"), "orange (warm)");
+
+    const Outcome table = run(with({"analyze", "in%d.ppm", "--csv"}));
+    const auto lines = std::count(table.out.begin(), table.out.end(), '\n');
+    EXPECT_EQ(lines, 11) << table.err;
+    EXPECT_EQ(run(with({"analyze", "in%d.ppm"})).out.find('\033'), std::string::npos);
 }
 
 TEST_F(CommandLineTest, OptionsReplaceWhatTheControlsFileSays) {

@@ -1,0 +1,172 @@
+#include "inspect/clip_walk.h"
+
+#include "media/clip_for_effect.h"
+#include "media/media_error.h"
+
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <utility>
+
+namespace tintwell::inspect {
+namespace {
+
+media::ReaderOptions readerOptions(const WalkOptions& options) {
+    return {options.reading, options.frames, false};
+}
+
+FinderOptions finderOptions(const WalkOptions& options, const media::ClipInfo& info) {
+    return {media::timingForEffect(info), options.controls, options.highQuality, options.trials};
+}
+
+/// When a delivered frame is shown; by the frame rate where the clip has no timestamps.
+double secondsOf(const media::ClipReader& reader, const media::ReadItem& item) {
+    const media::ClipInfo& info = reader.info();
+    if (item.frame->pts == AV_NOPTS_VALUE) {
+        return static_cast<double>(item.index) / av_q2d(info.frameRate);
+    }
+    const std::int64_t start = media::ticksOf(*reader.start(), info.timeBase);
+    return static_cast<double>(item.frame->pts + start) * av_q2d(info.timeBase);
+}
+
+/// The next item that carries a frame which is delivered.
+std::optional<media::ReadItem> nextFrame(media::ClipReader& reader) {
+    std::optional<media::ReadItem> item = reader.read();
+    while (item && !item->frame) {
+        item = reader.read();
+    }
+    return item;
+}
+
+[[noreturn]] void throwNothingShown(const WalkOptions& options, double seconds, double first,
+                                    double last) {
+    char text[128];
+    std::snprintf(text, sizeof text,
+                  ": shows no frame at %g seconds; its first begins at %.3f, its last at %.3f",
+                  seconds, first, last);
+    throw media::MediaError(media::inputName(options.input) + text);
+}
+
+/// Times are given as people read them, to the microsecond.
+constexpr double kTimeTolerance = 1e-6;
+
+/// The frame shown so long after the first one, where that can be told without reading up to it.
+std::optional<std::int64_t> computedFrame(const media::ClipInfo& info, double seconds) {
+    if (!info.rateIsExact || !info.frameCount || !info.frameCount->exact) {
+        return {};
+    }
+    const double frame = std::floor((seconds + kTimeTolerance) * av_q2d(info.frameRate));
+    return frame < static_cast<double>(info.frameCount->frames)
+               ? std::optional(static_cast<std::int64_t>(frame))
+               : std::nullopt;
+}
+
+host::FrameBuffer copyOf(const host::FrameBuffer& buffer) {
+    host::FrameBuffer copy(buffer.width(), buffer.height(), buffer.depth());
+    for (std::int32_t y = 0; y < buffer.height(); ++y) {
+        std::memcpy(copy.row(y), buffer.row(y), buffer.rowBytes());
+    }
+    return copy;
+}
+
+} // namespace
+
+ClipWalk::ClipWalk(const WalkOptions& options)
+    : options_(options), reader_(options.input, readerOptions(options)),
+      depth_(media::worldDepth(reader_.info(), options.depth)), toWorld_(reader_.info(), depth_),
+      finder_(finderOptions(options, reader_.info())) {
+    reader_.readBeyondSpan(finder_.reach());
+}
+
+/// Reads up to the next frame that matters.
+std::optional<ClipWalk::Picture> ClipWalk::read(std::unique_ptr<host::FrameBuffer> world) {
+    const std::int64_t first = options_.frames ? options_.frames->first - finder_.reach() : 0;
+    while (const std::optional<media::ReadItem> item = reader_.read()) {
+        const media::FramePtr& frame = item->frame ? item->frame : item->outside;
+        if (!frame || item->index < first) {
+            continue;
+        }
+        if (!world) {
+            world = std::make_unique<host::FrameBuffer>(info().width, info().height, depth_);
+        }
+        toWorld_.convert(*frame, *world);
+        const bool wanted = item->frame != nullptr;
+        return Picture{item->index, wanted ? secondsOf(reader_, *item) : 0.0, wanted,
+                       std::move(world)};
+    }
+    return {};
+}
+
+void ClipWalk::readOn(std::unique_ptr<host::FrameBuffer> world) {
+    ahead_ = std::async(
+        std::launch::async,
+        [this](std::unique_ptr<host::FrameBuffer> into) { return read(std::move(into)); },
+        std::move(world));
+}
+
+/// Measures one frame while the next one is read.
+void ClipWalk::measureNext() {
+    if (!std::exchange(begun_, true)) {
+        readOn(nullptr);
+    }
+    std::optional<Picture> picture = ahead_.get();
+    if (!picture) {
+        ended_ = true;
+        finder_.finish();
+        return;
+    }
+    readOn(std::move(spare_));
+    finder_.add(picture->frame, picture->seconds, *picture->world, picture->wanted);
+    if (picture->wanted) {
+        ++framesRead_;
+        if (pixelsHook_) {
+            pixelsHook_(picture->frame, *picture->world);
+        }
+    }
+    spare_ = std::move(picture->world);
+}
+
+std::optional<FrameFindings> ClipWalk::next() {
+    std::optional<FrameFindings> findings = finder_.next();
+    while (!findings && !ended_) {
+        measureNext();
+        findings = finder_.next();
+    }
+    return findings;
+}
+
+std::int64_t frameShownAt(const WalkOptions& options, double seconds) {
+    media::ClipReader reader(options.input, {options.reading, {}, false});
+    std::optional<media::ReadItem> item = nextFrame(reader);
+    const double first = secondsOf(reader, *item);
+    const bool early = !(seconds + kTimeTolerance >= first);
+    if (const auto frame = early ? std::nullopt : computedFrame(reader.info(), seconds - first)) {
+        return *frame;
+    }
+    std::int64_t shown = item->index;
+    double begin = first;
+    while (item && begin <= seconds + kTimeTolerance) {
+        shown = item->index;
+        item = nextFrame(reader);
+        begin = item ? secondsOf(reader, *item) : begin;
+    }
+    if (early || (!item && seconds >= begin + 1.0 / av_q2d(reader.info().frameRate))) {
+        throwNothingShown(options, seconds, first, begin);
+    }
+    return shown;
+}
+
+InspectedFrame inspectFrame(const WalkOptions& options, std::int64_t frame) {
+    WalkOptions one = options;
+    one.frames = media::FrameSpan{frame, frame};
+    ClipWalk walk(one);
+    std::optional<host::FrameBuffer> before;
+    walk.setPixelsHook(
+        [&](std::int64_t, const host::FrameBuffer& pixels) { before.emplace(copyOf(pixels)); });
+    std::optional<FrameFindings> findings = walk.next();
+    host::FrameBuffer after(before->width(), before->height(), before->depth());
+    correctPixels(*findings, *before, after);
+    return {std::move(*findings), std::move(*before), std::move(after)};
+}
+
+} // namespace tintwell::inspect

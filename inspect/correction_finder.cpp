@@ -1,0 +1,212 @@
+#include "inspect/correction_finder.h"
+
+#include "effect/render_driver.h"
+#include "host/parameters.h"
+#include "inspect/scene_change.h"
+#include "temporal/neighbour_frames.h"
+#include "temporal/smoothing_base.h"
+#include "temporal/smoothing_tintwell.h"
+
+#include <algorithm>
+#include <cstring>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+namespace tintwell::inspect {
+namespace {
+
+constexpr AutoCorrectionMode kMode = AutoCorrectionMode::ColorSearch;
+constexpr std::int32_t kQualityDraft = 0;
+
+void require(ErrorCode code, std::int64_t frame) {
+    if (code != error::kNone) {
+        throw std::runtime_error("frame " + std::to_string(frame) +
+                                 " cannot be analysed (error code " + std::to_string(code) + ")");
+    }
+}
+
+/// The six controls as a host holds them.
+host::Parameters parametersOf(const host::ControlTracks& tracks) {
+    host::Parameters parameters;
+    for (std::size_t i = 1; i <= host::kControlCount; ++i) {
+        const auto control = static_cast<host::Control>(i);
+        const bool isCheckbox =
+            control == host::Control::SceneDetect || control == host::Control::SnapNeutralMidtones;
+        ParamDef record;
+        std::memset(&record, 0, sizeof record);
+        record.type = isCheckbox ? ControlType::Checkbox : ControlType::FloatSlider;
+        parameters.declare(record);
+    }
+    parameters.setTracks(tracks);
+    return parameters;
+}
+
+/// The records of a render's parameters, and the array of pointers that is passed on.
+class ParameterList {
+public:
+    ParameterList(const host::ControlTracks& tracks, std::int64_t frame, const EffectWorld& input)
+        : parameters_(parametersOf(tracks)) {
+        records_[0] = host::layerRecord(input);
+        pointers_[0] = &records_[0];
+        for (std::size_t i = 1; i < records_.size(); ++i) {
+            records_[i] = parameters_.recordAt(static_cast<std::int32_t>(i),
+                                               static_cast<std::int32_t>(frame));
+            pointers_[i] = &records_[i];
+        }
+    }
+
+    ParameterList(const ParameterList&) = delete;
+    ParameterList& operator=(const ParameterList&) = delete;
+
+    ParamDef* const* get() const { return pointers_.data(); }
+
+private:
+    host::Parameters parameters_; ///< holds the texts that the records point at
+    std::array<ParamDef, kParameterCount> records_{};
+    std::array<ParamDef*, kParameterCount> pointers_{};
+};
+
+std::array<ClipPoints, 3> clipPointsOf(const ChannelHistogram& histogram,
+                                       const AnalysisControls& controls) {
+    PlanarImage clips;
+    clips.blackClip = controls.blackClip;
+    clips.whiteClip = controls.whiteClip;
+    const auto& counts = histogram.channels;
+    return findClipPoints({&counts[1], &counts[2], &counts[3]}, optionsFor(clips));
+}
+
+} // namespace
+
+double greatestOf(const NeighbourWeights& distance) {
+    return std::max({distance.red, distance.green, distance.blue});
+}
+
+bool cutBefore(const FrameFindings& findings) {
+    return findings.fromPrevious && isCut(*findings.fromPrevious, true);
+}
+
+std::int64_t smoothingReach(const host::ClipTiming& timing, double seconds) {
+    InData record{};
+    record.timeStep = timing.timeStep;
+    record.timeScale = timing.timeScale;
+    return halfWindow(record, seconds) + 1;
+}
+
+CorrectionFinder::CorrectionFinder(FinderOptions options) : options_(std::move(options)) {
+    const auto reachOver = [&](double seconds) {
+        reach_ = std::max(reach_, smoothingReach(options_.timing, seconds));
+    };
+    if (options_.highQuality) {
+        reachOver(options_.controls[host::Control::TemporalSmoothing].greatestValue());
+    }
+    for (const SmoothingTrial& trial : options_.trials) {
+        reachOver(trial.seconds);
+    }
+}
+
+ControlValues CorrectionFinder::controlsAt(std::int64_t frame) const {
+    const ParameterList params(options_.controls, frame, EffectWorld{});
+    ControlValues values;
+    require(readControls(params.get(), values), frame);
+    return values;
+}
+
+/// The host's record for a render of the frame, whose neighbours are all in the cache.
+InData CorrectionFinder::recordFor(std::int64_t frame, bool highQuality) {
+    const host::ClipTiming& timing = options_.timing;
+    InData record{};
+    record.quality = highQuality ? kQualityHigh : kQualityDraft;
+    record.timeStep = timing.timeStep;
+    record.localTimeStep = timing.timeStep;
+    record.timeScale = timing.timeScale;
+    record.totalDuration = timing.timeOf(timing.frameCount);
+    record.currentTime = timing.timeOf(static_cast<std::int32_t>(frame));
+    record.sequenceData = &cacheBlock_;
+    return record;
+}
+
+void CorrectionFinder::add(std::int64_t frame, double seconds, const host::FrameBuffer& pixels,
+                           bool wanted) {
+    FrameFindings findings;
+    findings.frame = frame;
+    findings.seconds = seconds;
+    findings.controls = controlsAt(frame);
+    auto entry = std::make_unique<FrameCacheEntry>();
+    require(analyzeWorld(recordFor(frame, true), pixels.inputWorld(), findings.controls.analysis,
+                         kMode, entry->levels, entry->histogram),
+            frame);
+    findings.histogram = *entry->histogram;
+    findings.found = *entry->levels;
+    findings.clipPoints = clipPointsOf(findings.histogram, findings.controls.analysis);
+    const auto index = static_cast<std::int32_t>(frame);
+    if (const FrameCacheEntry* previous = cache_.find(index - 1)) {
+        findings.fromPrevious = frameDistance(*previous->histogram, *entry->histogram, kMode);
+        findings.startsScene = cutBefore(findings) &&
+                               correctedDistance(*previous->histogram, *previous->levels,
+                                                 *entry->histogram, *entry->levels) >= kOtherScene;
+    }
+    cache_.insert(index, std::move(entry));
+    if (wanted) {
+        waiting_.push_back(std::move(findings));
+    }
+    added_ = frame + 1;
+}
+
+void CorrectionFinder::finish() {
+    finished_ = true;
+    options_.timing.frameCount = static_cast<std::int32_t>(std::max<std::int64_t>(added_, 1));
+}
+
+std::optional<FrameFindings> CorrectionFinder::next() {
+    if (waiting_.empty() || (!finished_ && waiting_.front().frame + reach_ >= added_)) {
+        return {};
+    }
+    FrameFindings findings = std::move(waiting_.front());
+    waiting_.pop_front();
+    const auto index = static_cast<std::int32_t>(findings.frame);
+    if (const FrameCacheEntry* following = cache_.find(index + 1)) {
+        findings.toNext = frameDistance(findings.histogram, *following->histogram, kMode);
+    }
+    findings.smoothed = smooth(findings, findings.controls, options_.highQuality);
+    for (const SmoothingTrial& trial : options_.trials) {
+        ControlValues controls = findings.controls;
+        controls.smoothingSeconds = trial.seconds;
+        controls.sceneDetect = trial.sceneDetect ? 1 : 0;
+        findings.trials.push_back(smooth(findings, controls, true));
+    }
+    forgetBefore(findings.frame + 1 - reach_);
+    return findings;
+}
+
+LevelsRecord CorrectionFinder::smooth(const FrameFindings& own, const ControlValues& controls,
+                                      bool highQuality) {
+    const InData record = recordFor(own.frame, highQuality);
+    const ParameterList params(options_.controls, own.frame, EffectWorld{});
+    const RenderRequest request = {record, params.get(), nullptr, controls, kMode};
+    LevelsRecord levels = own.found;
+    if (isSmoothed(request)) {
+        require(smoothLevels(request, std::make_unique<ChannelHistogram>(own.histogram), levels),
+                own.frame);
+    }
+    return levels;
+}
+
+void CorrectionFinder::forgetBefore(std::int64_t frame) {
+    if (frame > 0) {
+        cache_.invalidate(0, static_cast<std::int32_t>(frame), Invalidation::Remove);
+    }
+}
+
+void correctPixels(const FrameFindings& findings, const host::FrameBuffer& input,
+                   host::FrameBuffer& output) {
+    const InData record{};
+    ParamDef layer = host::layerRecord(input.inputWorld());
+    ParamDef* const params[] = {&layer};
+    EffectWorld world = output.world();
+    const RenderRequest request = {record, params, &world, findings.controls, kMode};
+    require(correctFrame(request, findings.smoothed), findings.frame);
+}
+
+} // namespace tintwell::inspect

@@ -1,0 +1,17 @@
+#pragma once
+
+#include "host/control_track.h"
+
+#include <nlohmann/json.hpp>
+
+#include <string>
+
+namespace tintwell::tool {
+
+/// "temporal-smoothing 1, scene-detect on, black-clip keyframed (3 keys), ...".
+std::string controlsText(const host::ControlTracks& controls);
+
+/// The same in the form of a controls file's "controls" (docs/controls-file.md), all six.
+nlohmann::ordered_json controlsJson(const host::ControlTracks& controls);
+
+} // namespace tintwell::tool

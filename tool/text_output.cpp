@@ -1,0 +1,50 @@
+#include "tool/text_output.h"
+
+#include "media/clip_info.h"
+#include "tool/terminal.h"
+#include "tool/user_error.h"
+
+#include <cerrno>
+#include <iostream>
+#include <string_view>
+#include <system_error>
+
+namespace tintwell::tool {
+
+TextOutput::TextOutput(const std::string& path, const std::string& input, bool overwrite)
+    : stream_(&std::cout) {
+    if (path.empty() || path == media::kStandardStream) {
+        return;
+    }
+    target_.emplace(path, input, overwrite);
+    if (target_->isSequence()) {
+        throw UserError(path + ": a numbered name is for an image sequence; name one file",
+                        ExitCode::Usage);
+    }
+    constexpr std::string_view kScheme = "file:";
+    file_.open(target_->url().substr(kScheme.size()), std::ios::binary);
+    if (!file_) {
+        throw UserError(path + ": cannot be created (" + std::generic_category().message(errno) +
+                        ")");
+    }
+    stream_ = &file_;
+}
+
+bool TextOutput::isColored() const {
+    return isStandardOutput() && standardOutputIsTerminal() && colorsAreWelcome();
+}
+
+void TextOutput::commit() {
+    if (!target_) {
+        return;
+    }
+    errno = 0;
+    file_.close();
+    if (!file_) {
+        throw UserError(target_->name() + ": cannot be written (" +
+                        std::generic_category().message(errno) + ")");
+    }
+    target_->commit();
+}
+
+} // namespace tintwell::tool
