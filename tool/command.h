@@ -33,7 +33,8 @@ CLI::Option* addValueOption(CLI::App& app, const std::string& name, const std::s
     return app.add_option_function<std::string>(name, read, help)->type_name(valueName);
 }
 
-/// An option whose value is one of a few words.
+/// An option whose value is one of a few words. Its value name lists them, as in "auto|8|16": that
+/// is where completion and manual pages know them from; "FILE" and "FOLDER" are known there, too.
 template <typename T>
 CLI::Option* addChoiceOption(CLI::App& app, const std::string& name,
                              const std::vector<std::pair<std::string, T>>& choices, T& target,

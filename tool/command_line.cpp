@@ -1,21 +1,26 @@
 #include "tool/command_line.h"
 
 #include "tool/analyze_command.h"
+#include "tool/completion_command.h"
 #include "tool/controls_command.h"
 #include "tool/declaration_command.h"
 #include "tool/help_format.h"
+#include "tool/manual_command.h"
 #include "tool/module_path.h"
 #include "tool/render_command.h"
 #include "tool/render_pipeline.h"
 #include "tool/stop_signal.h"
 #include "tool/user_error.h"
 
+#include <array>
 #include <cerrno>
 #include <exception>
 #include <iostream>
 #include <new>
+#include <regex>
 #include <string>
 #include <system_error>
+#include <utility>
 
 namespace tintwell::tool {
 namespace {
@@ -59,6 +64,19 @@ std::string describeUnexpected(const CLI::App& command, const std::string& name)
                                            : "the argument '" + first + "' is one too many";
 }
 
+/// What the parser remarks on options and values that do not fit, in our words.
+std::string describeMismatch(std::string remark) {
+    static const std::array<std::pair<std::regex, const char*>, 3> kWords{{
+        {std::regex("^(.*): 1 required (.*) missing$"), "$1 needs a value: $2"},
+        {std::regex("^(.*) was given a disallowed flag override$"), "--$1 takes no value"},
+        {std::regex("^(.*) excludes (.*)$"), "$1 and $2 exclude each other; leave one out"},
+    }};
+    for (const auto& [theirs, ours] : kWords) {
+        remark = std::regex_replace(remark, theirs, ours);
+    }
+    return remark;
+}
+
 std::string versionText() {
     std::string text = std::string("tintwell ") + TINTWELL_VERSION;
     try {
@@ -79,10 +97,14 @@ CommandLine::CommandLine() : app_("Automatic colour correction for video", "tint
     app_.formatter(makeHelpFormatter());
     // Options given twice: the last one counts, so that a script can add to a line it was given.
     app_.option_defaults()->take_last()->disable_flag_override();
+    // One command: what follows it is its own, even if it is named as another command is.
+    app_.require_subcommand(0, 1);
     commands_.push_back(addRenderCommand(app_));
     commands_.push_back(addAnalyzeCommand(app_));
     commands_.push_back(addControlsCommand(app_));
     commands_.push_back(addDeclarationCommand(app_));
+    commands_.push_back(addCompletionCommand(app_));
+    commands_.push_back(addManualCommand(app_)); // last, to know all commands
 }
 
 int CommandLine::run(int argumentCount, const char* const* arguments) noexcept {
@@ -127,7 +149,8 @@ int CommandLine::wrongUsage(const CLI::ParseError& error) const {
     const CLI::App& command = commands.empty() ? app_ : *commands.front();
     const std::string name = commands.empty() ? "tintwell" : "tintwell " + command.get_name();
     const bool unexpected = dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr;
-    const std::string problem = unexpected ? describeUnexpected(command, name) : error.what();
+    const std::string problem =
+        unexpected ? describeUnexpected(command, name) : describeMismatch(error.what());
     return failure(problem + " (see '" + name + " --help')", ExitCode::Usage);
 }
 

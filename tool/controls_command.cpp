@@ -3,6 +3,7 @@
 #include "host/effect_instance.h"
 #include "host/module_library.h"
 #include "tool/control_catalog.h"
+#include "tool/controls_file.h"
 #include "tool/effect_options.h"
 #include "tool/module_path.h"
 #include "tool/option_values.h"
@@ -23,6 +24,7 @@ using Json = nlohmann::ordered_json;
 struct ControlsRequest {
     std::string module;
     bool json = false;
+    bool asTemplate = false;
 };
 
 /// The module set up with nothing to render, to be asked about itself.
@@ -104,6 +106,10 @@ void printTable(const std::vector<Row>& rows) {
 }
 
 void runControls(const ControlsRequest& request) {
+    if (request.asTemplate) {
+        std::cout << controlsTemplate();
+        return;
+    }
     const std::filesystem::path file = findModule(request.module);
     const auto module = openModule(file);
     if (request.json) {
@@ -127,8 +133,14 @@ Command addControlsCommand(CLI::App& parent) {
     CLI::App& app = *parent.add_subcommand("controls", "List the controls of the effect");
     const auto request = std::make_shared<ControlsRequest>();
     addModuleOption(app, request->module);
-    app.add_flag("--json", request->json, "A machine-readable list");
-    app.footer("Example:\n  tintwell controls --json");
+    CLI::Option* const json = app.add_flag("--json", request->json, "A machine-readable list");
+    app.add_flag("--template", request->asTemplate,
+                 "Instead of the list a file for --controls, with every control at the value it "
+                 "has if not given and keyframes as an example")
+        ->excludes(json);
+    app.footer("Examples:\n"
+               "  tintwell controls --json\n"
+               "  tintwell controls --template > look.json");
     return {&app, [request](const std::atomic<bool>&) { runControls(*request); }};
 }
 

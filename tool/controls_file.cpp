@@ -220,6 +220,10 @@ host::Interpolation ControlsReader::readInterpolation(const ControlInfo& info, c
                                          : " is not known; use \"linear\" or \"hold\""));
 }
 
+Value initialValue(const ControlInfo& info) {
+    return info.isCheckbox ? Value(info.initial != 0.0) : Value(info.initial);
+}
+
 } // namespace
 
 ControlSettings parseControls(std::string_view text, const std::string& name) {
@@ -244,6 +248,20 @@ ControlSettings readControlsFile(const std::string& path) {
                         "': " + std::generic_category().message(errno));
     }
     return parseControls(text, path);
+}
+
+std::string controlsTemplate() {
+    constexpr int kExampleFrame = 48;
+    Value controls = Value::object();
+    for (const ControlInfo& info : controlCatalog()) {
+        controls[std::string(info.key)] = initialValue(info);
+    }
+    const ControlInfo& last = controlCatalog().back();
+    controls[std::string(last.key)] = Value::array({
+        {{"frame", 0}, {"value", initialValue(last)}},
+        {{"frame", kExampleFrame}, {"value", initialValue(last)}, {"interpolation", "hold"}},
+    });
+    return Value{{"version", kFormatVersion}, {"controls", controls}}.dump(2) + "\n";
 }
 
 } // namespace tintwell::tool

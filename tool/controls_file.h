@@ -18,4 +18,8 @@ ControlSettings readControlsFile(const std::string& path);
 /// The same from text already read; `name` is what messages call it.
 ControlSettings parseControls(std::string_view text, const std::string& name);
 
+/// A document that sets every control to its initial value, one of them with keyframes as an
+/// example to change.
+std::string controlsTemplate();
+
 } // namespace tintwell::tool

@@ -92,8 +92,8 @@ Command addDeclarationCommand(CLI::App& parent) {
     CLI::App& app = *parent.add_subcommand(
         "declaration", "Show what a module file tells hosts, without loading it");
     const auto request = std::make_shared<DeclarationRequest>();
-    app.add_option("module", request->module, "The module's file, for Linux or for Windows")
-        ->type_name("FILE");
+    app.add_option("MODULE", request->module, "The module's file, for Linux or for Windows")
+        ->type_name("");
     app.add_flag("--json", request->json, "A machine-readable list");
     app.footer("Example:\n  tintwell declaration --json tintwell.dll");
     return {&app, [request](const std::atomic<bool>&) { runDeclaration(*request); }};

@@ -24,24 +24,28 @@ public:
     }
 
     std::string make_option_desc(const CLI::Option* option) const override {
-        std::istringstream words(CLI::Formatter::make_option_desc(option));
-        std::string text;
-        std::size_t column = 0;
-        for (std::string word; words >> word; column += word.size()) {
-            if (column + 1 + word.size() > kPageWidth - kNameWidth) {
-                text += '\n';
-                column = 0;
-            } else if (!text.empty()) {
-                text += ' ';
-                ++column;
-            }
-            text += word;
-        }
-        return text;
+        return wrapped(CLI::Formatter::make_option_desc(option), kPageWidth - kNameWidth);
     }
 };
 
 } // namespace
+
+std::string wrapped(const std::string& text, std::size_t width) {
+    std::istringstream words(text);
+    std::string lines;
+    std::size_t column = 0;
+    for (std::string word; words >> word; column += word.size()) {
+        if (column + 1 + word.size() > width) {
+            lines += '\n';
+            column = 0;
+        } else if (!lines.empty()) {
+            lines += ' ';
+            ++column;
+        }
+        lines += word;
+    }
+    return lines;
+}
 
 std::shared_ptr<CLI::Formatter> makeHelpFormatter() {
     auto formatter = std::make_shared<WrappingFormatter>();

@@ -157,14 +157,14 @@ TEST_F(CommandLineTest, WrongUsageIsToldWithTheOptionAndExits2) {
         {{"render", "clip.y4m"}, {"OUTPUT", "required"}},
         {{"render", "clip.y4m", "out.mkv", "third"}, {"third"}},
         {{"--black-clips", "1"}, {"'tintwell render' has no option --black-clips"}},
-        {{"--black-clip"}, {"--black-clip", "PERCENT"}},
+        {{"--black-clip"}, {"--black-clip needs a value: PERCENT"}},
         {{"--black-clip", "10.5"}, {"--black-clip: '10.5'", "between 0 and 10 (percent)"}},
         {{"--white-clip=-1"}, {"--white-clip: '-1'", "between 0 and 10 (percent)"}},
         {{"--white-clip", "-1"}, {"--white-clip: '-1'"}},
         {{"--temporal-smoothing", "2s"}, {"--temporal-smoothing: '2s'", "(seconds)"}},
         {{"--temporal-smoothing", "11"}, {"between 0 and 10 (seconds)"}},
         {{"--blend-with-original", "nan"}, {"--blend-with-original: 'nan'", "0 and 100"}},
-        {{"--scene-detect=maybe"}, {"scene-detect"}},
+        {{"--scene-detect=maybe"}, {"--scene-detect takes no value"}},
         {{"--quality", "best"}, {"--quality: 'best'", "high|draft"}},
         {{"--depth", "10"}, {"--depth: '10'", "auto|8|16"}},
         {{"--progress", "dots"}, {"--progress: 'dots'", "auto|bar|lines|json|none"}},
@@ -189,6 +189,7 @@ TEST_F(CommandLineTest, FailuresNameTheFileAndExit1WithoutLeavingAnything) {
     write("there.mkv", "precious");
     write("empty.mp4", "");
     expectRefusal({"render", "missing.mp4", "out.mkv"}, 1, {"missing.mp4", "no such file"});
+    expectRefusal({"render", "controls", "out.mkv"}, 1, {"controls", "no such file"});
     expectRefusal({"render", "text.mp4", "out.mkv"}, 1, {"text.mp4"});
     expectRefusal({"render", "empty.mp4", "out.mkv"}, 1, {"empty.mp4"});
     expectRefusal({"render", ".", "out.mkv"}, 1, {"directory"});

@@ -1,3 +1,4 @@
+#include "tool/control_catalog.h"
 #include "tool/controls_file.h"
 #include "tool/user_error.h"
 
@@ -99,6 +100,18 @@ TEST(ControlsFile, TellsWhereItIsWrongAndWhatIsRight) {
                 << "'" << part << "' is not in: " << message;
         }
     }
+}
+
+TEST(ControlsFile, TheTemplateSetsEveryControlToItsInitialValue) {
+    const ControlSettings settings = parseControls(controlsTemplate(), "template");
+    const host::ControlTracks initial = initialControls();
+    ASSERT_EQ(settings.size(), controlCatalog().size());
+    for (const auto& [control, track] : settings) {
+        for (const std::int32_t frame : {0, 30, 100}) {
+            EXPECT_EQ(track.valueAt(frame), initial[control].valueAt(frame));
+        }
+    }
+    EXPECT_NE(controlsTemplate().find("\"frame\""), std::string::npos);
 }
 
 TEST(ControlsFile, UnreadableFileIsAFailureNotAWrongDocument) {
