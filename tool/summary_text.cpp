@@ -59,7 +59,7 @@ std::string levelsChangeText(const inspect::CorrectionSummary& summary, bool smo
 }
 
 std::string smoothingOptions(const inspect::SmoothingTrial& trial) {
-    const std::string seconds = "--temporal-smoothing " + numberText(trial.seconds);
+    std::string seconds = "--temporal-smoothing " + numberText(trial.seconds);
     if (trial.seconds == 0.0) {
         return seconds;
     }
