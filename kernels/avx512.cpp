@@ -114,32 +114,6 @@ void levelsOfWords(const std::uint16_t* samples, std::size_t count, std::uint8_t
     levels(samples + done, count - done, levels8 + done);
 }
 
-/// The low, next, ... word of four indices, each replaced by its entry.
-template <int kFirst>
-__m128i insertEntries(__m128i entries, std::uint64_t indices, const std::uint16_t* table) {
-    entries = _mm_insert_epi16(entries, table[indices & 0xFFFFU], kFirst);
-    entries = _mm_insert_epi16(entries, table[indices >> 16U & 0xFFFFU], kFirst + 1);
-    entries = _mm_insert_epi16(entries, table[indices >> 32U & 0xFFFFU], kFirst + 2);
-    return _mm_insert_epi16(entries, table[indices >> 48U], kFirst + 3);
-}
-
-/// Loads single entries: on the processors measured that is faster than gathering them.
-void lookUpWords(const std::uint16_t* samples, std::size_t count, const std::uint16_t* table,
-                 std::uint16_t* results) {
-    const __m128i last = _mm_set1_epi16(4096);
-    std::size_t done = 0;
-    for (; done + 8 <= count; done += 8) {
-        const __m128i from = _mm_loadu_si128(reinterpret_cast<const __m128i*>(samples + done));
-        const __m128i indices = _mm_min_epu16(_mm_srli_epi16(from, 3), last);
-        const auto low = static_cast<std::uint64_t>(_mm_cvtsi128_si64(indices));
-        const auto high = static_cast<std::uint64_t>(_mm_extract_epi64(indices, 1));
-        const __m128i entries = insertEntries<0>(_mm_setzero_si128(), low, table);
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(results + done),
-                         insertEntries<4>(entries, high, table));
-    }
-    lookUp(samples + done, count - done, table, results + done);
-}
-
 /// original + ((corrected - original) * weight + 32768) / 65536 rounded down, in 16 bits.
 __m512i mixBytes(__m512i corrected, __m512i original, __m512i weight) {
     const __m512i difference = _mm512_sub_epi16(corrected, original);
@@ -317,7 +291,6 @@ void addAvx512Kernels(KernelSet& kernels) {
     kernels.words.split = splitWide<std::uint16_t>;
     kernels.words.merge = mergeWide<std::uint16_t>;
     kernels.words.levels = levelsOfWords;
-    kernels.words.lookUp = lookUpWords;
     kernels.words.blend = blendWide<std::uint16_t>;
     kernels.levels = {tones, neutralities, leastOfSquares, countLowestWide, addTonesWide};
 }

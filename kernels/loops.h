@@ -132,11 +132,13 @@ void blend(const std::byte* corrected, const std::byte* original, std::byte* des
     }
 }
 
-inline int largestOf(int a, int b) {
+template <class Value>
+Value largestOf(Value a, Value b) {
     return a > b ? a : b;
 }
 
-inline int smallestOf(int a, int b) {
+template <class Value>
+Value smallestOf(Value a, Value b) {
     return a < b ? a : b;
 }
 
@@ -176,9 +178,10 @@ inline void neutralities(const ColorRow& row, std::size_t count, std::uint8_t* n
 inline void leastOfSquares(const std::uint8_t* above, const std::uint8_t* own, std::size_t count,
                            std::uint8_t* least) {
     for (std::size_t i = 0; i < count; ++i) {
-        const int upper = smallestOf(above[i], above[i + 1]);
-        const int lower = smallestOf(own[i], own[i + 1]);
-        least[i] = static_cast<std::uint8_t>(smallestOf(upper, lower));
+        // Compilers only see that bytes suffice if no step is wider.
+        const std::uint8_t upper = smallestOf(above[i], above[i + 1]);
+        const std::uint8_t lower = smallestOf(own[i], own[i + 1]);
+        least[i] = smallestOf(upper, lower);
     }
 }
 
