@@ -33,6 +33,8 @@ struct AnalysisControls {
     std::int32_t blackClip = 0; ///< hundredths of a percent
     std::int32_t whiteClip = 0; ///< hundredths of a percent
     std::int32_t snapNeutralMidtones = 0;
+
+    bool operator==(const AnalysisControls&) const = default;
 };
 
 /// The control values of one frame, scaled as the render uses them.

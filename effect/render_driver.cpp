@@ -19,31 +19,64 @@ const EffectWorld& inputOf(const RenderRequest& request) {
     return request.params[static_cast<std::size_t>(Param::InputLayer)]->layer;
 }
 
+FrameCacheEntry* cachedEntry(const RenderRequest& request) {
+    return frameCacheOf(request.inData)
+        ->find(frameAt(request.inData.currentTime, request.inData.timeStep));
+}
+
+/// The fingerprint of what the host hands out for the current time; counted when the frame was a
+/// neighbour, as a rule.
+ErrorCode readCurrentFingerprint(const RenderRequest& request, KeyedFingerprint& fingerprint) {
+    const FrameCacheEntry* cached = cachedEntry(request);
+    if (cached != nullptr && cached->source.key != AnalysisKey{}) {
+        fingerprint = {cached->source.key, *cached->histogram};
+    }
+    return readFingerprint(request.inData, request.inData.currentTime, request.mode, fingerprint);
+}
+
+/// Finds the current frame's own levels, or takes those that were found of the same before. The
+/// input need not be what the host hands out for the current time.
+FrameAnalysis analyzeCurrent(const RenderRequest& request, const SplitFrame& frame,
+                             const KeyedFingerprint& fingerprint) {
+    FrameAnalysis analysis;
+    analysis.fingerprint = std::make_unique<ChannelHistogram>(fingerprint.histogram);
+    const AnalysisKey key(viewOf(inputOf(request)), channelOrderOf(request.inData), request.mode);
+    if (key == fingerprint.key) {
+        analysis.source = {key, request.controls.analysis};
+        const FrameCacheEntry* cached = cachedEntry(request);
+        if (cached != nullptr && cached->source == analysis.source) {
+            analysis.levels = std::make_unique<LevelsRecord>(*cached->levels);
+        }
+    }
+    analyzeFrame(request.mode, frame.image, analysis.levels, analysis.fingerprint);
+    return analysis;
+}
+
 /// The entry of the current frame, holding what was found of it by itself.
-Held<FrameCacheEntry> currentEntry(const RenderRequest& request, FrameCache& cache,
-                                   std::unique_ptr<ChannelHistogram> histogram,
-                                   const LevelsRecord& levels) {
-    FrameCacheEntry* cached =
-        cache.find(frameAt(request.inData.currentTime, request.inData.timeStep));
+Held<FrameCacheEntry> currentEntry(const RenderRequest& request, FrameAnalysis& analysis) {
+    FrameCacheEntry* cached = cachedEntry(request);
     Held<FrameCacheEntry> entry =
         cached != nullptr ? Held<FrameCacheEntry>::lent(cached)
                           : Held<FrameCacheEntry>::owned(std::make_unique<FrameCacheEntry>());
     if (!entry->levels) {
         entry->levels = std::make_unique<LevelsRecord>();
     }
-    entry->histogram = std::move(histogram);
-    copySmoothedEntries(levels, *entry->levels);
+    entry->histogram = std::move(analysis.fingerprint);
+    copySmoothedEntries(*analysis.levels, *entry->levels);
+    entry->source = analysis.source;
     entry->isStale = false;
     return entry;
 }
 
 /// The levels this frame is to be corrected with: its own, smoothed over its neighbours if asked.
 ErrorCode findLevels(const RenderRequest& request, const SplitFrame& frame,
-                     std::unique_ptr<ChannelHistogram> fingerprint,
-                     std::unique_ptr<LevelsRecord>& levels) {
-    analyzeFrame(request.mode, frame.image, levels, fingerprint);
-    return isSmoothed(request) ? smoothLevels(request, std::move(fingerprint), *levels)
-                               : error::kNone;
+                     const KeyedFingerprint& fingerprint, FrameAnalysis& analysis) {
+    if (!isSmoothed(request)) {
+        analyzeFrame(request.mode, frame.image, analysis.levels, analysis.fingerprint);
+        return error::kNone;
+    }
+    analysis = analyzeCurrent(request, frame, fingerprint);
+    return smoothLevels(request, analysis);
 }
 
 ErrorCode writeOutput(const RenderRequest& request, const SplitFrame& frame,
@@ -65,23 +98,21 @@ bool isSmoothed(const RenderRequest& request) {
     return request.controls.smoothingSeconds != 0.0 && request.inData.quality == kQualityHigh;
 }
 
-ErrorCode smoothLevels(const RenderRequest& request, std::unique_ptr<ChannelHistogram> histogram,
-                       LevelsRecord& levels) {
-    FrameCache& cache = *frameCacheOf(request.inData);
+ErrorCode smoothLevels(const RenderRequest& request, FrameAnalysis& analysis) {
     CTemporalSmoothingTintwell smoothing;
     smoothing.Init(&request.inData, request.params, request.controls.smoothingSeconds,
-                   request.controls.sceneDetect, &cache);
+                   request.controls.sceneDetect, frameCacheOf(request.inData));
     smoothing.setMode(request.mode);
     ErrorCode code = smoothing.UpdateState();
     if (code != error::kNone) {
         return code;
     }
-    smoothing.SetResult(currentEntry(request, cache, std::move(histogram), levels));
+    smoothing.SetResult(currentEntry(request, analysis));
     FrameCacheEntry smoothed;
     smoothed.levels = std::make_unique<LevelsRecord>();
     code = smoothing.Compute(&smoothed);
     if (code == error::kNone) {
-        copySmoothedEntries(*smoothed.levels, levels);
+        copySmoothedEntries(*smoothed.levels, *analysis.levels);
     }
     return code;
 }
@@ -99,20 +130,19 @@ ErrorCode renderFrame(const RenderRequest& request) {
         return error::kMissingRecord;
     }
     ErrorCode code = error::kNone;
-    std::unique_ptr<ChannelHistogram> fingerprint;
+    KeyedFingerprint fingerprint;
     if (isSmoothed(request)) {
-        fingerprint = std::make_unique<ChannelHistogram>();
-        code = readFingerprint(inData, inData.currentTime, request.mode, *fingerprint);
+        code = readCurrentFingerprint(request, fingerprint);
     }
     SplitFrame frame;
     if (code == error::kNone) {
         code = splitFrame(inData, inputOf(request), request.controls.analysis, frame);
     }
-    std::unique_ptr<LevelsRecord> levels;
+    FrameAnalysis analysis;
     if (code == error::kNone) {
-        code = findLevels(request, frame, std::move(fingerprint), levels);
+        code = findLevels(request, frame, fingerprint, analysis);
     }
-    return code == error::kNone ? writeOutput(request, frame, *levels) : code;
+    return code == error::kNone ? writeOutput(request, frame, *analysis.levels) : code;
 }
 
 } // namespace tintwell

@@ -7,6 +7,7 @@
 #include "apply/levels_record.h"
 #include "effect/controls.h"
 #include "effect/host_interface.h"
+#include "temporal/neighbour_frames.h"
 
 #include <memory>
 
@@ -30,10 +31,10 @@ ErrorCode renderFrame(const RenderRequest& request);
 /// A draft is never smoothed, whatever the control says.
 bool isSmoothed(const RenderRequest& request);
 
-/// Smooths the current frame's levels, found from `histogram`, over its neighbours. Those that the
-/// sequence's cache does not hold are read from the host, and kept there as the frame itself is.
-ErrorCode smoothLevels(const RenderRequest& request, std::unique_ptr<ChannelHistogram> histogram,
-                       LevelsRecord& levels);
+/// Smooths the levels that the analysis of the current frame found over its neighbours. Those that
+/// the sequence's cache does not hold are read from the host, and kept there as the frame itself
+/// is: its fingerprint moves there.
+ErrorCode smoothLevels(const RenderRequest& request, FrameAnalysis& analysis);
 
 /// Writes the input into the output, corrected with these levels and blended.
 ErrorCode correctFrame(const RenderRequest& request, const LevelsRecord& levels);

@@ -56,6 +56,18 @@ FrameCacheEntry& FrameCache::insert(std::int32_t frame, std::unique_ptr<FrameCac
     return *slot->entry;
 }
 
+void FrameCache::clear() {
+    slots_.clear();
+    beyond_.reset();
+}
+
+KeyedFingerprint& FrameCache::beyond() {
+    if (!beyond_) {
+        beyond_ = std::make_unique<KeyedFingerprint>();
+    }
+    return *beyond_;
+}
+
 void FrameCache::invalidate(std::int32_t from, std::int32_t to, Invalidation mode) {
     const auto first = firstAtOrAfter(slots_, from);
     const auto end = to == 0 ? slots_.end() : firstAtOrAfter(slots_, to);

@@ -8,7 +8,9 @@
 
 #include "analysis/channel_histogram.h"
 #include "apply/levels_record.h"
+#include "effect/controls.h"
 #include "effect/host_interface.h"
+#include "temporal/analysis_key.h"
 #include "temporal/color_signature.h"
 
 #include <cstddef>
@@ -25,6 +27,20 @@ struct NeighbourWeights {
     double blue;
 };
 
+/// A fingerprint and the key of the frame it was counted from.
+struct KeyedFingerprint {
+    AnalysisKey key;
+    ChannelHistogram histogram;
+};
+
+/// What the levels of a frame follow from. A new one is no frame's.
+struct AnalysisSource {
+    AnalysisKey key;
+    AnalysisControls controls;
+
+    bool operator==(const AnalysisSource&) const = default;
+};
+
 /// The analysis of one frame; owns what it points at.
 struct FrameCacheEntry {
     double differenceToPrevious = 0.0; ///< normalised scene difference, 0..1
@@ -36,6 +52,8 @@ struct FrameCacheEntry {
     NeighbourWeights towardEarlier{};
     NeighbourWeights towardLater{};
     bool isStale = false; ///< a control the levels depend on changed since they were found
+    /// What histogram and levels were both found from; no frame's where that is not known.
+    AnalysisSource source;
 };
 
 /// What invalidate() does with the entries of its range.
@@ -58,7 +76,7 @@ public:
     /// Takes the entry over; an entry that stands there already is replaced.
     FrameCacheEntry& insert(std::int32_t frame, std::unique_ptr<FrameCacheEntry> entry);
 
-    void clear() { slots_.clear(); }
+    void clear();
 
     std::size_t size() const { return slots_.size(); }
 
@@ -68,11 +86,15 @@ public:
     /// Frames from..to-1, or up to the last one when `to` is 0.
     void invalidate(std::int32_t from, std::int32_t to, Invalidation mode);
 
+    /// The last fingerprint that was read of a frame beyond a window: rendering on, that frame is
+    /// the next to enter. Lives until the cache is cleared.
+    KeyedFingerprint& beyond();
+
     StateToken state{};
 
 private:
     std::vector<Slot> slots_;
-    [[maybe_unused]] std::byte reserved_[8] = {};
+    std::unique_ptr<KeyedFingerprint> beyond_; ///< made when first asked for
 };
 
 static_assert(sizeof(FrameCache) == 48);

@@ -133,10 +133,13 @@ void CorrectionFinder::add(std::int64_t frame, double seconds, const host::Frame
     findings.frame = frame;
     findings.seconds = seconds;
     findings.controls = controlsAt(frame);
-    auto entry = std::make_unique<FrameCacheEntry>();
+    FrameAnalysis analysis;
     require(analyzeWorld(recordFor(frame, true), pixels.inputWorld(), findings.controls.analysis,
-                         kMode, entry->levels, entry->histogram),
+                         kMode, {}, analysis),
             frame);
+    auto entry = std::make_unique<FrameCacheEntry>();
+    entry->levels = std::move(analysis.levels);
+    entry->histogram = std::move(analysis.fingerprint);
     findings.histogram = *entry->histogram;
     findings.found = *entry->levels;
     findings.clipPoints = clipPointsOf(findings.histogram, findings.controls.analysis);
@@ -185,12 +188,14 @@ LevelsRecord CorrectionFinder::smooth(const FrameFindings& own, const ControlVal
     const InData record = recordFor(own.frame, highQuality);
     const ParameterList params(options_.controls, own.frame, EffectWorld{});
     const RenderRequest request = {record, params.get(), nullptr, controls, kMode};
-    LevelsRecord levels = own.found;
-    if (isSmoothed(request)) {
-        require(smoothLevels(request, std::make_unique<ChannelHistogram>(own.histogram), levels),
-                own.frame);
+    if (!isSmoothed(request)) {
+        return own.found;
     }
-    return levels;
+    FrameAnalysis analysis = {std::make_unique<LevelsRecord>(own.found),
+                              std::make_unique<ChannelHistogram>(own.histogram),
+                              {}};
+    require(smoothLevels(request, analysis), own.frame);
+    return *analysis.levels;
 }
 
 void CorrectionFinder::forgetBefore(std::int64_t frame) {

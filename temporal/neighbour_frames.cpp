@@ -20,39 +20,51 @@ std::int32_t timeOfFrame(const InData& inData, std::int32_t frame) {
 }
 
 ErrorCode readFingerprint(const InData& inData, std::int32_t time, AutoCorrectionMode mode,
-                          ChannelHistogram& fingerprint) {
+                          KeyedFingerprint& fingerprint) {
     return readParameter(inData, kInputLayer, time, [&](const ParamDef& param) {
         if (lacksPixels(param.layer)) {
             return error::kMissingRecord;
         }
-        gatherHistogram(fingerprint, viewOfPixels(viewOf(param.layer), channelOrderOf(inData)),
-                        combinesColors(mode), mode);
+        const InterleavedFrame frame = viewOf(param.layer);
+        const AnalysisKey key(frame, channelOrderOf(inData), mode);
+        if (fingerprint.key != key) {
+            fingerprint.key = {}; // until the counting, which may throw, is done
+            gatherHistogram(fingerprint.histogram, viewOfPixels(frame, channelOrderOf(inData)),
+                            combinesColors(mode), mode);
+            fingerprint.key = key;
+        }
         return error::kNone;
     });
 }
 
 ErrorCode analyzeWorld(const InData& inData, const EffectWorld& world,
                        const AnalysisControls& controls, AutoCorrectionMode mode,
-                       std::unique_ptr<LevelsRecord>& levels,
-                       std::unique_ptr<ChannelHistogram>& fingerprint) {
+                       const KeyedFingerprint& known, FrameAnalysis& analysis) {
     SplitFrame frame;
     const ErrorCode split = splitFrame(inData, world, controls, frame);
-    if (split == error::kNone) {
-        analyzeFrame(mode, frame.image, levels, fingerprint);
+    if (split != error::kNone) {
+        return split;
     }
-    return split;
+    if (!analysis.fingerprint) {
+        const AnalysisKey key(viewOf(world), channelOrderOf(inData), mode);
+        analysis.source = {key, controls};
+        if (key == known.key) {
+            analysis.fingerprint = std::make_unique<ChannelHistogram>(known.histogram);
+        }
+    }
+    analyzeFrame(mode, frame.image, analysis.levels, analysis.fingerprint);
+    return error::kNone;
 }
 
 ErrorCode analyzeInput(const InData& inData, std::int32_t time, AutoCorrectionMode mode,
-                       std::unique_ptr<LevelsRecord>& levels,
-                       std::unique_ptr<ChannelHistogram>& fingerprint) {
+                       const KeyedFingerprint& known, FrameAnalysis& analysis) {
     AnalysisControls controls;
     const ErrorCode read = checkOutAnalysisControls(inData, time, controls);
     if (read != error::kNone) {
         return read;
     }
     return readParameter(inData, kInputLayer, time, [&](const ParamDef& param) {
-        return analyzeWorld(inData, param.layer, controls, mode, levels, fingerprint);
+        return analyzeWorld(inData, param.layer, controls, mode, known, analysis);
     });
 }
 

@@ -3,11 +3,11 @@
 // Reads frames other than the one being rendered from the host: the input layer at the frame's
 // time. Whatever is checked out is checked in before a call returns, on every path.
 
-#include "analysis/channel_histogram.h"
 #include "analysis/correction_mode.h"
 #include "apply/levels_record.h"
 #include "effect/controls.h"
 #include "effect/host_interface.h"
+#include "effect/sequence_data.h"
 
 #include <cstdint>
 #include <memory>
@@ -17,21 +17,27 @@ namespace tintwell {
 /// Time at which the host holds a frame: index times step, where a step of 0 counts as 1.
 std::int32_t timeOfFrame(const InData& inData, std::int32_t frame);
 
-/// Counts the fingerprint of the input layer at a time from its interleaved pixels.
-ErrorCode readFingerprint(const InData& inData, std::int32_t time, AutoCorrectionMode mode,
-                          ChannelHistogram& fingerprint);
+/// What was found of a frame, and from what where that is known.
+struct FrameAnalysis {
+    std::unique_ptr<LevelsRecord> levels;
+    std::unique_ptr<ChannelHistogram> fingerprint;
+    AnalysisSource source;
+};
 
-/// Finds the levels of a frame's pixels, as a frame that is looked at for its neighbours' sake. The
-/// slots are as in analyzeInput.
+/// Makes the fingerprint that of the input layer at a time, counted from its interleaved pixels
+/// unless it is theirs already.
+ErrorCode readFingerprint(const InData& inData, std::int32_t time, AutoCorrectionMode mode,
+                          KeyedFingerprint& fingerprint);
+
+/// Finds the levels of a frame's pixels, as a frame that is looked at for its neighbours' sake. An
+/// empty fingerprint slot is filled, with `known` where it is the frame's; a filled one is what the
+/// levels are found from.
 ErrorCode analyzeWorld(const InData& inData, const EffectWorld& world,
                        const AnalysisControls& controls, AutoCorrectionMode mode,
-                       std::unique_ptr<LevelsRecord>& levels,
-                       std::unique_ptr<ChannelHistogram>& fingerprint);
+                       const KeyedFingerprint& known, FrameAnalysis& analysis);
 
-/// Finds the levels of the input layer at a time, with the control values in force at that time.
-/// An empty fingerprint slot is filled; a filled one is what the levels are found from.
+/// The same of the input layer at a time, with the control values in force at that time.
 ErrorCode analyzeInput(const InData& inData, std::int32_t time, AutoCorrectionMode mode,
-                       std::unique_ptr<LevelsRecord>& levels,
-                       std::unique_ptr<ChannelHistogram>& fingerprint);
+                       const KeyedFingerprint& known, FrameAnalysis& analysis);
 
 } // namespace tintwell

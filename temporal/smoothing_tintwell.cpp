@@ -147,20 +147,22 @@ ErrorCode CTemporalSmoothingTintwell::measureFrame(std::int32_t frame, MeasuredS
     const FrameCacheEntry* entry = cache_->find(frame);
     if (entry != nullptr && !entry->isStale) {
         measured.levels.push_back(Held<LevelsRecord>::lent(entry->levels.get()));
+        measured.sources.push_back(entry->source);
         measured.fingerprints.push_back(Held<ChannelHistogram>::lent(entry->histogram.get()));
         return error::kNone;
     }
-    std::unique_ptr<LevelsRecord> levels;
-    std::unique_ptr<ChannelHistogram> fingerprint;
+    FrameAnalysis analysis;
     if (entry != nullptr && entry->histogram) {
         // A stale frame has other controls but the same pixels.
-        fingerprint = std::make_unique<ChannelHistogram>(*entry->histogram);
+        analysis.fingerprint = std::make_unique<ChannelHistogram>(*entry->histogram);
     }
     const ErrorCode code =
-        analyzeInput(*inData_, timeOfFrame(*inData_, frame), mode_, levels, fingerprint);
+        analyzeInput(*inData_, timeOfFrame(*inData_, frame), mode_, cache_->beyond(), analysis);
     if (code == error::kNone) {
-        measured.levels.push_back(Held<LevelsRecord>::owned(std::move(levels)));
-        measured.fingerprints.push_back(Held<ChannelHistogram>::owned(std::move(fingerprint)));
+        measured.levels.push_back(Held<LevelsRecord>::owned(std::move(analysis.levels)));
+        measured.sources.push_back(analysis.source);
+        measured.fingerprints.push_back(
+            Held<ChannelHistogram>::owned(std::move(analysis.fingerprint)));
     }
     return code;
 }
@@ -175,13 +177,14 @@ ErrorCode CTemporalSmoothingTintwell::measureBeyond(std::int64_t frame, Measured
     if (entry != nullptr) {
         measured.fingerprints.push_back(Held<ChannelHistogram>::lent(entry->histogram.get()));
     } else {
-        auto fingerprint = std::make_unique<ChannelHistogram>();
+        KeyedFingerprint& beyond = cache_->beyond();
         const ErrorCode code =
-            readFingerprint(*inData_, timeOfFrame(*inData_, index), mode_, *fingerprint);
+            readFingerprint(*inData_, timeOfFrame(*inData_, index), mode_, beyond);
         if (code != error::kNone) {
             return code;
         }
-        measured.fingerprints.push_back(Held<ChannelHistogram>::owned(std::move(fingerprint)));
+        measured.fingerprints.push_back(
+            Held<ChannelHistogram>::owned(std::make_unique<ChannelHistogram>(beyond.histogram)));
     }
     return appendWeights(measured);
 }
@@ -207,12 +210,14 @@ ErrorCode CTemporalSmoothingTintwell::storeSide(Side side) {
             auto entry = std::make_unique<FrameCacheEntry>();
             entry->levels = measured.levels[k].handOver();
             entry->histogram = measured.fingerprints[k + 1].handOver();
+            entry->source = measured.sources[k];
             const bool before = side == Side::Before;
             entry->towardEarlier = measured.weights[before ? k + 1 : k];
             entry->towardLater = measured.weights[before ? k : k + 1];
             cache_->insert(frame, std::move(entry));
         } else if (cached->isStale) {
             cached->levels = measured.levels[k].handOver();
+            cached->source = {}; // the fingerprint may be of other pixels
             cached->isStale = false;
         }
     }

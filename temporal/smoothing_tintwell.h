@@ -43,11 +43,12 @@ public:
     ErrorCode IsFrameUnchanged(const EffectWorld* world, const FrameCacheEntry& entry,
                                bool& unchanged) override;
 
-    /// One side of the window, nearest frame first. `levels` has an element per frame;
-    /// `fingerprints` starts with the current frame's and may end with the one beyond the side;
-    /// element j of `weights` is the distance of the frames j and j + 1 steps out.
+    /// One side of the window, nearest frame first. `levels` and `sources` have an element per
+    /// frame; `fingerprints` starts with the current frame's and may end with the one beyond the
+    /// side; element j of `weights` is the distance of the frames j and j + 1 steps out.
     struct MeasuredSide {
         std::vector<Held<LevelsRecord>> levels;
+        std::vector<AnalysisSource> sources;
         std::vector<Held<ChannelHistogram>> fingerprints;
         std::vector<NeighbourWeights> weights;
     };

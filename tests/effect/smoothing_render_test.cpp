@@ -8,6 +8,7 @@
 #include <numeric>
 #include <random>
 #include <thread>
+#include <utility>
 
 namespace tintwell {
 namespace {
@@ -244,6 +245,55 @@ TEST(SmoothedRender, ChangedFramesAreRefreshedWhereTheHostCannotTellStates) {
     changed[Control::WhiteClip] = ControlTrack(5.0);
     session.effect->setControls(changed);
     EXPECT_EQ(session.render(3), Session(clip, changed).render(3));
+}
+
+/// Gives every pixel the red of another one: other colours, but the same fingerprint.
+void shiftRed(FrameBuffer& frame) {
+    for (std::int32_t y = 0; y < kHeight; ++y) {
+        for (std::int32_t x = 1; x < kWidth; ++x) {
+            std::swap(frame.row(y)[x * 4 + 1], frame.row(y)[x * 4 - 3]);
+        }
+    }
+}
+
+void addLight(FrameBuffer& frame) {
+    std::fill_n(frame.row(0), 40, std::byte{250});
+}
+
+TEST(SmoothedRender, FramesChangedWithoutTellingAreSeenWhereTheyAreReadAgain) {
+    struct Case {
+        const char* what;
+        std::size_t frame;
+        void (*change)(FrameBuffer&);
+        bool isDuringRender, isSeen;
+    };
+
+    // Frame 3 is rendered with frames 1 to 5, and 0 and 6 are looked at. For frame 4, 6 enters.
+    for (const Case& c :
+         {Case{"the current frame", 4, addLight, false, true},
+          Case{"its colours only", 4, shiftRed, false, true},
+          Case{"its colours, once its fingerprint is read", 4, shiftRed, true, true},
+          Case{"a neighbour", 5, addLight, false, false},
+          Case{"the frame beyond the window", 6, addLight, false, true}}) {
+        ClipSource unchanged(std::vector<int>(9, 0));
+        ClipSource clip(std::vector<int>(9, 0));
+        Session session(clip, smoothingControls(0.4));
+        session.render(3);
+        if (!c.isDuringRender) {
+            c.change(*clip.frames[c.frame]);
+        }
+        session.effect->setHook([&, isDue = c.isDuringRender](host::Service service) mutable {
+            if (service == host::Service::CheckInParameter && std::exchange(isDue, false)) {
+                c.change(*clip.frames[c.frame]);
+            }
+            return ErrorCode{0};
+        });
+        const Pixels rendered = session.render(4);
+        const Pixels seen = Session(clip, smoothingControls(0.4)).render(4);
+        const Pixels unseen = Session(unchanged, smoothingControls(0.4)).render(4);
+        EXPECT_NE(seen, unseen) << c.what << ": a change that matters";
+        EXPECT_EQ(rendered, c.isSeen ? seen : unseen) << c.what;
+    }
 }
 
 TEST(SmoothedRender, EveryFailingServiceEndsTheRenderCleanly) {

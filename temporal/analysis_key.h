@@ -1,0 +1,31 @@
+#pragma once
+
+#include "analysis/correction_mode.h"
+#include "effect/interleaved_frame.h"
+
+#include <cstdint>
+
+namespace tintwell {
+
+/// Stands for all that a frame's analysis reads of it: the pixels (not the padding of its rows),
+/// their layout, and the mode of the analysis. Hosts change frames without telling, and their
+/// buffers move; so what was found of a frame is used again only where the keys are the same.
+///
+/// A key is a hash of 128 bits. As far as its products behave like random functions, two frames
+/// that differ share a key with a probability below 2^-50 where they differ in one row and there in
+/// one of the hash's lanes only, and below 2^-90 otherwise. Pixels made to share a key can.
+class AnalysisKey {
+public:
+    /// No frame's key.
+    AnalysisKey() = default;
+    /// Reads the whole frame, which must have pixels unless it is empty.
+    AnalysisKey(const InterleavedFrame& frame, std::int32_t channelOrder, AutoCorrectionMode mode);
+
+    bool operator==(const AnalysisKey&) const = default;
+
+private:
+    std::uint64_t first_ = 0;
+    std::uint64_t second_ = 0; ///< odd in every frame's key
+};
+
+} // namespace tintwell
