@@ -179,7 +179,7 @@ TEST(Declaration, ErrorsNameTheFile) {
         {"no/such/module.so", "No such file"},
         {"/", "directory"},
         {"/proc/self/exe", "there is no section .tintwell_pipl"},
-        {__FILE__, "neither an ELF module nor one for Windows (byte 0"}};
+        {TEXT_FILE, "neither an ELF module nor one for Windows (byte 0"}};
     for (const auto& [file, reason] : kCases) {
         try {
             readDeclaration(file);

@@ -17,7 +17,7 @@ std::string loadError(const std::filesystem::path& file) {
 TEST(ModuleLibrary, saysWhatIsWrongWithTheFile) {
     constexpr std::pair<const char*, const char*> kCases[] = {
         {"no/such/module.so", "no such file"},
-        {__FILE__, "not a module that can be loaded here: "},
+        {NOT_A_LIBRARY, "not a module that can be loaded here: "},
         {"/", "not a module that can be loaded here: "},
         {NOT_AN_EFFECT, "exports no function 'main'"}};
     for (const auto& [file, reason] : kCases) {
