@@ -2,6 +2,7 @@
 #include "media/frame_converter.h"
 #include "media/picture_samples.h"
 #include "media/row_access.h"
+#include "media/row_loop.h"
 #include "media/sample_rows.h"
 #include "media/zimg_graph.h"
 
@@ -71,20 +72,36 @@ private:
     template <class Sample>
     void readChroma(const AVFrame& picture, int component, int chromaRow, int left, int right,
                     Sample* fullRow) {
-        const int first = left >> traits_.chromaShiftX;
-        const int count = ((right - 1) >> traits_.chromaShiftX) - first + 1;
+        const int shift = traits_.chromaShiftX;
+        const int first = left >> shift;
+        const int count = ((right - 1) >> shift) - first + 1;
         auto& samples = std::get<std::vector<Sample>>(chroma_);
         samples.resize(static_cast<std::size_t>(count));
         rows_.read(picture, component, chromaRow, first, count, samples.data());
-        replicate(samples.data(), traits_.chromaShiftX, left, right, fullRow);
+        runRowLoop<replicate<Sample>>(static_cast<const Sample*>(samples.data()), shift,
+                                      static_cast<std::size_t>(right - left), fullRow + left);
     }
 
     void pack(unsigned row, std::size_t left, std::size_t right, host::FrameBuffer& world) {
         std::byte* worldRow = world.row(static_cast<std::int32_t>(row));
         withSampleType(worldIsByte_, [&](auto sample) {
-            interleave<decltype(sample)>(graph_.output(), traits_.alpha, row, left, right,
-                                         worldRow);
+            using Sample = decltype(sample);
+            if (traits_.alpha) {
+                pack<Sample, true>(row, left, right, worldRow);
+            } else {
+                pack<Sample, false>(row, left, right, worldRow);
+            }
         });
+    }
+
+    template <class Sample, bool kAlpha>
+    void pack(unsigned row, std::size_t left, std::size_t right, std::byte* worldRow) {
+        const auto plane = [&](int index) -> const Sample* {
+            return graph_.output().row<Sample>(index, row) + left;
+        };
+        runRowLoop<interleave<Sample, kAlpha>>(plane(kAlphaPlane), plane(0), plane(1), plane(2),
+                                               reinterpret_cast<Sample*>(worldRow) + 4 * left,
+                                               right - left);
     }
 
     PictureFormat format_; ///< after repacking

@@ -16,13 +16,13 @@ constexpr int kRowAlignment = 64;
 
 } // namespace
 
-std::int64_t FrameWindow::capacity(const ClipInfo& info) {
-    const int bytes =
+std::int64_t FrameWindow::capacity(const ClipInfo& info, std::int64_t bytes) {
+    const int pictureBytes =
         av_image_get_buffer_size(info.pixelFormat, info.width, info.height, kRowAlignment);
-    return bytes > 0 ? static_cast<std::int64_t>(kBudget) / bytes : 0;
+    return pictureBytes > 0 ? bytes / pictureBytes : 0;
 }
 
-// What is kept is bounded by the reach, which was checked against the budget.
+// What is kept is bounded by the reach, which the caller has checked.
 FrameWindow::FrameWindow(const ClipInfo& info, host::SampleDepth depth, WindowReach reach,
                          std::int64_t current)
     : reach_(reach), toWorld_(info, depth), worlds_(info.width, info.height, depth),

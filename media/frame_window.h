@@ -21,16 +21,13 @@ struct WindowReach {
     std::int64_t frames() const { return before + 1 + after; }
 };
 
-/// Neighbours of a clip that can be read only once: the pictures around the current frame are kept
-/// as the one reader of the clip delivers them, shared with whoever else holds them. The reader has
-/// to be `after` frames ahead of the effect.
+/// Neighbours from a single reading of a clip: the pictures around the current frame are kept as
+/// the reader delivers them, shared with whoever else holds them. The reader has to be `after`
+/// frames ahead of the effect.
 class FrameWindow : public NeighbourSource {
 public:
-    /// So many bytes of pictures may be kept; more frames than fit are no window for a pipe.
-    static constexpr std::size_t kBudget = std::size_t{128} << 20;
-
-    /// How many pictures of a clip fit.
-    static std::int64_t capacity(const ClipInfo& info);
+    /// How many pictures of a clip fit in so many bytes.
+    static std::int64_t capacity(const ClipInfo& info, std::int64_t bytes);
 
     /// `current` is the frame that is rendered first.
     FrameWindow(const ClipInfo& info, host::SampleDepth depth, WindowReach reach,

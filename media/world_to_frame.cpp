@@ -2,6 +2,7 @@
 #include "media/frame_converter.h"
 #include "media/picture_samples.h"
 #include "media/row_access.h"
+#include "media/row_loop.h"
 #include "media/sample_rows.h"
 #include "media/zimg_graph.h"
 
@@ -21,6 +22,26 @@ void clear(AVFrame& picture) {
     }
 }
 
+/// Rounded averages of `number` samples each, of which the sums are given.
+template <class Sample>
+void averageShared(const std::vector<SampleSum<Sample>>& sums, std::uint32_t number,
+                   Sample* averages) {
+    const auto divide = [&](auto constantNumber) {
+        runRowLoop<average<Sample, decltype(constantNumber)>>(sums.data(), sums.size(),
+                                                              constantNumber, averages);
+    };
+    switch (number) {
+    case 2:
+        divide(std::integral_constant<std::uint32_t, 2>{});
+        break;
+    case 4:
+        divide(std::integral_constant<std::uint32_t, 4>{});
+        break;
+    default:
+        divide(number);
+    }
+}
+
 /// Rows that must still be at hand when the last of those that share chroma is finished.
 unsigned rowsToKeep(const PixelFormatTraits& traits) {
     return static_cast<unsigned>(ChromaRows{0, traits.chromaShiftY, true}.span());
@@ -34,7 +55,7 @@ public:
         : format_(directVersion(to)), traits_(traitsOf(format_.pixelFormat)),
           worldIsByte_(depth == host::SampleDepth::Bits8), rows_(format_.pixelFormat),
           graph_(worldSamples(format_, depth), pictureSamples(format_, true), rowsToKeep(traits_)),
-          unchanged_(rowsToKeep(traits_), static_cast<std::size_t>(to.width)) {
+          changed_(rowsToKeep(traits_), static_cast<std::size_t>(to.width)) {
         if (format_ != to) {
             repacker_.emplace(format_, to);
             direct_ = makePicture(format_);
@@ -66,8 +87,21 @@ private:
     void unpack(const host::FrameBuffer& world, unsigned row, std::size_t left, std::size_t right) {
         const std::byte* worldRow = world.row(static_cast<std::int32_t>(row));
         withSampleType(worldIsByte_, [&](auto sample) {
-            deinterleave<decltype(sample)>(worldRow, left, right, graph_.input(), row);
+            using Sample = decltype(sample);
+            if (traits_.alpha) {
+                unpack<Sample, true>(worldRow, row, left, right);
+            } else {
+                unpack<Sample, false>(worldRow, row, left, right);
+            }
         });
+    }
+
+    template <class Sample, bool kAlpha>
+    void unpack(const std::byte* worldRow, unsigned row, std::size_t left, std::size_t right) {
+        const auto plane = [&](int index) { return graph_.input().row<Sample>(index, row) + left; };
+        runRowLoop<deinterleave<Sample, kAlpha>>(
+            reinterpret_cast<const Sample*>(worldRow) + 4 * left, plane(kAlphaPlane), plane(0),
+            plane(1), plane(2), right - left);
     }
 
     void compareWithOriginal(const host::FrameBuffer& world, unsigned row, std::size_t left,
@@ -77,8 +111,10 @@ private:
         }
         const auto y = static_cast<std::int32_t>(row);
         withSampleType(worldIsByte_, [&](auto sample) {
-            comparePixels<decltype(sample)>(world.row(y), original_->world.row(y), left, right,
-                                            unchanged_.row<std::uint8_t>(0, row));
+            const std::size_t begin = left * 4 * sizeof sample;
+            runRowLoop<comparePixels<decltype(sample)>>(
+                world.row(y) + begin, original_->world.row(y) + begin,
+                changed_.row<std::uint8_t>(0, row) + left, right - left);
         });
     }
 
@@ -104,20 +140,22 @@ private:
     template <class Sample>
     void writeFull(AVFrame& picture, int component, int plane, int y, int left, int right) {
         Sample* samples = graph_.output().row<Sample>(plane, static_cast<unsigned>(y)) + left;
-        const std::uint8_t* unchanged =
-            unchanged_.row<std::uint8_t>(0, static_cast<unsigned>(y)) + left;
-        writeRow(picture, component, y, left, right - left, unchanged, 1, samples);
+        const std::uint8_t* changed =
+            changed_.row<std::uint8_t>(0, static_cast<unsigned>(y)) + left;
+        writeRow(picture, component, y, left, right - left, changed, samples);
     }
 
     /// Restores what is unchanged and writes the row.
-    template <class Sample, class Count>
+    template <class Sample>
     void writeRow(AVFrame& picture, int component, int row, int first, int count,
-                  const Count* unchanged, std::uint32_t all, Sample* samples) {
-        if (original_ != nullptr) {
+                  const std::uint8_t* changed, Sample* samples) {
+        const auto size = static_cast<std::size_t>(count);
+        if (original_ != nullptr && std::memchr(changed, 0, size) != nullptr) {
             auto& originals = std::get<std::vector<Sample>>(originals_);
-            originals.resize(static_cast<std::size_t>(count));
+            originals.resize(size);
             rows_.read(original_->picture, component, row, first, count, originals.data());
-            restore<Sample>(originals, unchanged, all, samples);
+            runRowLoop<restore<Sample>>(static_cast<const Sample*>(originals.data()), changed,
+                                        samples, size);
         }
         rows_.write(picture, component, row, first, count, samples);
     }
@@ -135,30 +173,33 @@ private:
     template <class Sample>
     void writeChroma(AVFrame& picture, int plane, int y, int left, int right) {
         const int shift = traits_.chromaShiftX;
-        const int first = left >> shift;
-        const int last = (right - 1) >> shift;
-        const int lastColumns = right - (last << shift);
-        sums_.assign(static_cast<std::size_t>(last) - static_cast<std::size_t>(first) + 1, 0);
-        unchangedSums_.assign(sums_.size(), 0);
+        const auto columns = static_cast<std::size_t>(right - left);
+        const int count = ((right - left - 1) >> shift) + 1;
+        auto& sums = std::get<std::vector<SampleSum<Sample>>>(sums_);
+        sums.assign(static_cast<std::size_t>(count), 0);
+        changedShared_.assign(sums.size(), 0);
         int rowCount = 0;
         for (int shared = std::max(0, y - chroma_.span() + 1); shared <= y; ++shared) {
             if (chroma_.rowFor(shared) == chroma_.rowFor(y)) {
                 const auto row = static_cast<unsigned>(shared);
-                addShared(graph_.output().row<Sample>(plane, row), shift, left, right,
-                          sums_.data());
-                addShared(unchanged_.row<std::uint8_t>(0, row), shift, left, right,
-                          unchangedSums_.data());
+                const Sample* samples = graph_.output().row<Sample>(plane, row) + left;
+                runRowLoop<addShared<Sample>>(samples, shift, columns, sums.data());
+                if (original_ != nullptr) {
+                    const std::uint8_t* changed = changed_.row<std::uint8_t>(0, row) + left;
+                    runRowLoop<markShared>(changed, shift, columns, changedShared_.data());
+                }
                 ++rowCount;
             }
         }
-        // As if the last sample had its full number of columns.
-        unchangedSums_.back() +=
-            static_cast<std::uint32_t>(rowCount * ((1 << shift) - lastColumns));
         auto& averages = std::get<std::vector<Sample>>(averages_);
-        averages.resize(sums_.size());
-        averageShared<Sample>(sums_, shift, rowCount, lastColumns, averages.data());
-        writeRow(picture, plane, chroma_.rowFor(y), first, last - first + 1, unchangedSums_.data(),
-                 static_cast<std::uint32_t>(rowCount << shift), averages.data());
+        averages.resize(sums.size());
+        const auto number = static_cast<std::uint32_t>(rowCount);
+        averageShared(sums, number << shift, averages.data());
+        // The last one has fewer columns where the picture ends.
+        const auto lastColumns = static_cast<std::uint32_t>(right - left - ((count - 1) << shift));
+        average(&sums.back(), 1, number * lastColumns, &averages.back());
+        writeRow(picture, plane, chroma_.rowFor(y), left >> shift, count, changedShared_.data(),
+                 averages.data());
     }
 
     PictureFormat format_; ///< before repacking
@@ -168,9 +209,9 @@ private:
     ZimgGraph graph_;
     std::optional<Repacker> repacker_;
     FramePtr direct_;
-    RowRing unchanged_; ///< 1 for each pixel that is as in the original, else 0
-    std::vector<std::uint32_t> sums_;
-    std::vector<std::uint32_t> unchangedSums_;
+    RowRing changed_; ///< 0 for each pixel that is as in the original, else 1
+    std::vector<std::uint8_t> changedShared_;
+    std::tuple<std::vector<SampleSum<std::uint8_t>>, std::vector<SampleSum<std::uint16_t>>> sums_;
     std::tuple<std::vector<std::uint8_t>, std::vector<std::uint16_t>> averages_;
     std::tuple<std::vector<std::uint8_t>, std::vector<std::uint16_t>> originals_;
     // Of the picture being converted.

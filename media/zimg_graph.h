@@ -9,6 +9,8 @@
 
 namespace tintwell::media {
 
+inline constexpr int kAlphaPlane = 3; ///< after R,G,B or Y,U,V
+
 /// A few rows of four planes, used round and round: row y lies in slot y modulo the number of
 /// slots. Rows start on 64-byte boundaries.
 class RowRing {

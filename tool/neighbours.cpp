@@ -21,6 +21,11 @@ extern "C" {
 namespace tintwell::tool {
 namespace {
 
+/// Pictures that are kept for the smoothing: for a file as many as make it faster than reading it a
+/// second time without taking much more memory, for a pipe as many as can be afforded.
+constexpr std::int64_t kFileBytes = std::int64_t{96} << 20;
+constexpr std::int64_t kPipeBytes = std::int64_t{128} << 20;
+
 /// The longest window that the effect uses anywhere in the clip, in seconds; 0 where it smooths
 /// nothing.
 double longestWindow(const ClipOptions& options) {
@@ -42,7 +47,7 @@ bool needsEarlierFrames(const ClipOptions& options) {
 
 [[noreturn]] void refuseWindow(const ClipOptions& options, const media::ClipInfo& info,
                                double seconds, std::int64_t needed) {
-    const std::int64_t fitting = media::FrameWindow::capacity(info);
+    const std::int64_t fitting = media::FrameWindow::capacity(info, kPipeBytes);
     const std::int64_t sides = needsEarlierFrames(options) ? 2 : 1;
     const auto side = static_cast<double>((fitting - 1) / sides - 2);
     const double possible = std::floor(10.0 * 2.0 * side / av_q2d(info.frameRate)) / 10.0;
@@ -67,14 +72,15 @@ Neighbours::Neighbours(const ClipOptions& options, media::ClipReader& reader,
     }
     const media::ClipInfo& info = reader.info();
     reach_ = inspect::smoothingReach(media::timingForEffect(info), seconds);
-    if (canBeReadAgain(options.input)) {
+    const media::WindowReach window{needsEarlierFrames(options) ? reach_ : 0, reach_};
+    const bool isFile = canBeReadAgain(options.input);
+    if (window.frames() > media::FrameWindow::capacity(info, isFile ? kFileBytes : kPipeBytes)) {
+        if (!isFile) {
+            refuseWindow(options, info, seconds, window.frames());
+        }
         source_ =
             std::make_unique<media::FileNeighbours>(options.input, inputOptions(options), depth);
         return;
-    }
-    const media::WindowReach window{needsEarlierFrames(options) ? reach_ : 0, reach_};
-    if (window.frames() > media::FrameWindow::capacity(info)) {
-        refuseWindow(options, info, seconds, window.frames());
     }
     auto source = std::make_unique<media::FrameWindow>(info, depth, window,
                                                        options.frames ? options.frames->first : 0);

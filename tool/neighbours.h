@@ -14,12 +14,13 @@
 namespace tintwell::tool {
 
 /// Where a rendering takes the frames beside the current one from: nowhere without smoothing, from
-/// a second reading of the input, or, where it can be read only once, from the pictures that the
-/// one reader delivers.
+/// the pictures that the one reader delivers where enough of them can be kept, and otherwise from a
+/// second reading of the input.
 class Neighbours {
 public:
     /// Before the reader's first read. Throws UserError where the smoothing needs more pictures
-    /// than can be kept, and MediaError where the input cannot be opened again.
+    /// than can be kept of an input that can be read only once, and MediaError where it cannot be
+    /// opened again.
     Neighbours(const ClipOptions& options, media::ClipReader& reader, host::SampleDepth depth);
 
     /// Null without smoothing. Lives as long as this object.

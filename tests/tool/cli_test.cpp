@@ -407,22 +407,23 @@ TEST_F(CommandLineTest, SmoothedRangesAreThoseOfTheWholeClipFromFileAndPipe) {
     }
 }
 
-TEST_F(CommandLineTest, AWindowThatAPipeCannotHoldIsRefused) {
+TEST_F(CommandLineTest, AWindowThatAPipeCannotHoldIsForFilesOnly) {
     const std::string header = "YUV4MPEG2 W1920 H1080 F25:1 Ip A1:1 C420jpeg\nFRAME\n";
     write("large.y4m", header + std::string(1920 * 1080 * 3 / 2, '\x78'));
     const std::set<std::string> before = filesInWork();
-    const auto render = [&](const std::string& seconds) {
-        return run({"render", "-", "out.mkv", "--temporal-smoothing", seconds, "--video-codec",
-                    "rawvideo"},
+    const auto render = [&](const std::string& input, const std::string& seconds) {
+        return run({"render", input, "out.mkv", "--temporal-smoothing", seconds, "--video-codec",
+                    "rawvideo", "--overwrite"},
                    work_ / "large.y4m");
     };
-    const Outcome refused = render("10");
+    const Outcome refused = render("-", "10");
     EXPECT_EQ(refused.exitCode, 1);
     EXPECT_EQ(filesInWork(), before);
     const std::string fit = "up to 3.2 seconds fit";
     EXPECT_NE(refused.err.find("standard input: smoothing over 10"), std::string::npos);
     EXPECT_NE(refused.err.find(fit), std::string::npos) << refused.err;
-    EXPECT_EQ(render("3.2").exitCode, 0);
+    EXPECT_EQ(render("-", "3.2").exitCode, 0);
+    EXPECT_EQ(render("large.y4m", "10").exitCode, 0);
 }
 
 TEST_F(CommandLineTest, InterruptRemovesThePartialFileAndExits130) {
