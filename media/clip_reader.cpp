@@ -21,6 +21,11 @@ namespace {
 constexpr AVRational kUsualFrameRate{25, 1};
 /// Packets that may wait for the next frame before they are delivered without one.
 constexpr std::size_t kPacketsPerItem = 64;
+/// From this distance on, in frames, one is missing in between. Fields that are shown twice, as for
+/// film on video, make distances of one and a half.
+constexpr double kLeap = 1.9;
+/// A longer leap, in seconds, is a clock that was set anew.
+constexpr double kLongestGap = 3600.0;
 /// A decoder that fails this often without taking a packet will not recover.
 constexpr int kMaximumFailuresInARow = 100;
 
@@ -387,7 +392,23 @@ Moment ClipReader::timeOfFrame() const {
     return {nextIndex_, av_inv_q(info_.frameRate)};
 }
 
+/// Some containers pass over what is damaged without a word.
+void ClipReader::noteMissingFrames() {
+    const std::int64_t time = frame_->best_effort_timestamp;
+    const std::int64_t previous = std::exchange(previousTime_, time);
+    if (info_.variableFrameRate || time == AV_NOPTS_VALUE || previous == AV_NOPTS_VALUE) {
+        return;
+    }
+    const double seconds =
+        (static_cast<double>(time) - static_cast<double>(previous)) * av_q2d(info_.timeBase);
+    const double frames = seconds * av_q2d(info_.frameRate);
+    if (frames > kLeap && seconds < kLongestGap) {
+        missing_ += std::llround(frames) - 1;
+    }
+}
+
 ReadItem ClipReader::takeFrame() {
+    noteMissingFrames();
     const Moment time = timeOfFrame();
     if (!copied_.start()) {
         copied_.dropBefore(time);
@@ -471,10 +492,16 @@ void ClipReader::readPacketsUntil(const Moment& end) {
 std::vector<std::string> ClipReader::warnings() const {
     std::vector<std::string> warnings = file_.warnings;
     if (damaged_ > 0) {
+        // Decoders with several threads do not always tell of all.
         warnings.push_back(
-            name_ + ": " + std::to_string(damaged_) +
+            name_ + ": at least " + std::to_string(damaged_) +
             (damaged_ == 1 ? " part of the video is damaged" : " parts of the video are damaged") +
             "; what could be decoded was used");
+    }
+    if (missing_ > 0) {
+        warnings.push_back(name_ + ": " + std::to_string(missing_) +
+                           (missing_ == 1 ? " frame is missing" : " frames are missing") +
+                           " between others; the frame before stands longer there");
     }
     if (!readFailure_.empty()) {
         warnings.push_back(name_ + ": could not be read to its end (" + readFailure_ + ")");

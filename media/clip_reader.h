@@ -80,6 +80,7 @@ private:
     bool hasClipSize() const;
     void checkFrame() const;
     Moment timeOfFrame() const;
+    void noteMissingFrames();
     ReadItem takeFrame();
     ReadItem skipFrame();
     ReadItem passBeyond();
@@ -96,6 +97,8 @@ private:
     FramePtr frame_;             ///< decoded and not delivered yet
     std::int64_t nextIndex_ = 0; ///< of the frame that is delivered or skipped next
     std::int64_t damaged_ = 0;   ///< packets that could not be decoded, and frames with flaws
+    std::int64_t missing_ = 0;   ///< frames that the timestamps of a steady clip leap over
+    std::int64_t previousTime_ = AV_NOPTS_VALUE; ///< of the last frame taken
     int failuresInARow_ = 0;
     std::string readFailure_; ///< why reading ended before the end of the file
     std::int64_t framesBeyond_ = 0;

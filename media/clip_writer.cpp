@@ -133,6 +133,11 @@ std::vector<int> ClipWriter::copiedStreams() const {
 std::vector<std::string> ClipWriter::warnings() const {
     std::vector<std::string> warnings = encoder_->warnings();
     warnings.insert(warnings.end(), warnings_.begin(), warnings_.end());
+    if (damagedPackets_ > 0) {
+        warnings.push_back(name_ + ": " + std::to_string(damagedPackets_) +
+                           (damagedPackets_ == 1 ? " packet" : " packets") +
+                           " of the source's other streams could not be copied, as damaged ones");
+    }
     return warnings;
 }
 
@@ -211,8 +216,15 @@ void ClipWriter::writeCopied(PacketPtr packet) {
     write(*packet);
 }
 
+/// A damaged packet of a copied stream may be noticed only later, on the writing of another one,
+/// which is kept in any case.
 void ClipWriter::write(AVPacket& packet) {
-    check(av_interleaved_write_frame(output_.get(), &packet), "cannot be written");
+    const int code = av_interleaved_write_frame(output_.get(), &packet);
+    if (code == AVERROR_INVALIDDATA && !copied_.empty()) {
+        ++damagedPackets_;
+    } else {
+        check(code, "cannot be written");
+    }
     // Writing is buffered: an error may be noticed here first, long before the end.
     if (output_->pb != nullptr) {
         check(output_->pb->error, "cannot be written");

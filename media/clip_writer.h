@@ -82,6 +82,7 @@ private:
     std::int64_t firstNumber_ = 0; ///< of an image sequence
     std::int64_t frames_ = 0;
     std::int64_t packetsWritten_ = 0;
+    std::int64_t damagedPackets_ = 0; ///< of copied streams
     bool singleImage_ = false;
 };
 

@@ -33,7 +33,9 @@ void catchStopSignals() {
         action.sa_flags = static_cast<int>(SA_RESETHAND);
         sigaction(signal, &action, nullptr);
     }
+    // Writing fails then, which is told with the file's name.
     std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
 }
 
 const std::atomic<bool>& stopRequested() {

@@ -5,7 +5,8 @@
 namespace tintwell::tool {
 
 /// From now on the first interrupt, hang-up or termination signal only sets the flag, so that work
-/// can be put away; a second one ends the program at once. A broken pipe becomes a failed write.
+/// can be put away; a second one ends the program at once. A broken pipe and a file that grows
+/// beyond what is allowed become failed writes.
 void catchStopSignals();
 
 /// Set once a signal has asked the program to stop.
