@@ -107,6 +107,15 @@ void EffectInstance::sendSetUp() {
     run(Command::SequenceSetup);
 }
 
+void EffectInstance::renewSequence() {
+    requireSetUp();
+    sequenceOpen_ = false;
+    run(Command::SequenceSetdown);
+    inData_.sequenceData = nullptr;
+    sequenceOpen_ = true;
+    run(Command::SequenceSetup);
+}
+
 void EffectInstance::setDown() {
     std::exception_ptr firstFailure;
     // The module need not clear the handle that it has disposed.

@@ -96,6 +96,10 @@ public:
 
     void clearAbort() noexcept { services_.abortFlag() = false; }
 
+    /// Sends SequenceSetdown and SequenceSetup: the module forgets what it has kept of the clip's
+    /// frames, and asks again for those that it still needs.
+    void renewSequence();
+
     /// Sends one command, with the controls' values at the frame last rendered, or changed at, and
     /// gives the module's code. For commands that the functions above do not send, such as
     /// SequenceResetup.

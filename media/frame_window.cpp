@@ -22,11 +22,9 @@ std::int64_t FrameWindow::capacity(const ClipInfo& info, std::int64_t bytes) {
     return pictureBytes > 0 ? bytes / pictureBytes : 0;
 }
 
-// What is kept is bounded by the reach, which the caller has checked.
-FrameWindow::FrameWindow(const ClipInfo& info, host::SampleDepth depth, WindowReach reach,
-                         std::int64_t current)
-    : reach_(reach), toWorld_(info, depth), worlds_(info.width, info.height, depth),
-      kept_(std::numeric_limits<std::size_t>::max()), first_(current - reach.before) {}
+FrameWindow::FrameWindow(const ClipInfo& info, host::SampleDepth depth, std::int64_t first)
+    : toWorld_(info, depth), worlds_(info.width, info.height, depth),
+      kept_(std::numeric_limits<std::size_t>::max()), first_(first) {}
 
 void FrameWindow::add(std::int64_t index, const AVFrame& picture) {
     FramePtr reference(av_frame_clone(&picture));
@@ -53,9 +51,9 @@ void FrameWindow::cancel() {
     changed_.notify_all();
 }
 
-void FrameWindow::moveTo(std::int64_t current) {
+void FrameWindow::moveTo(std::int64_t first) {
     const std::lock_guard lock(mutex_);
-    first_ = current - reach_.before;
+    first_ = first;
     kept_.dropBefore(first_);
 }
 

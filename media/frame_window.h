@@ -13,27 +13,16 @@
 
 namespace tintwell::media {
 
-/// How many frames before and after the current one an effect may ask for.
-struct WindowReach {
-    std::int64_t before = 0;
-    std::int64_t after = 0;
-
-    std::int64_t frames() const { return before + 1 + after; }
-};
-
 /// Neighbours from a single reading of a clip: the pictures around the current frame are kept as
-/// the reader delivers them, shared with whoever else holds them. The reader has to be `after`
-/// frames ahead of the effect.
+/// the reader delivers them, shared with whoever else holds them. The reader has to be as far ahead
+/// of the effect as the effect asks for frames, and whoever reads bounds what is kept.
 class FrameWindow : public NeighbourSource {
 public:
     /// How many pictures of a clip fit in so many bytes.
     static std::int64_t capacity(const ClipInfo& info, std::int64_t bytes);
 
-    /// `current` is the frame that is rendered first.
-    FrameWindow(const ClipInfo& info, host::SampleDepth depth, WindowReach reach,
-                std::int64_t current);
-
-    std::int64_t readAhead() const { return reach_.after; }
+    /// No frame before `first` will be asked for.
+    FrameWindow(const ClipInfo& info, host::SampleDepth depth, std::int64_t first);
 
     // The reader's side, from one thread.
 
@@ -44,8 +33,8 @@ public:
 
     // The effect's side, from one thread. A frame that was not added yet is waited for.
 
-    /// The next frame to be rendered is `current`, or a later one.
-    void moveTo(std::int64_t current);
+    /// No frame before `first` will be asked for any more.
+    void moveTo(std::int64_t first);
     std::shared_ptr<const host::FrameBuffer> frame(std::int32_t index) override;
     std::optional<std::int32_t> frameCount() const override;
     void cancel() override;
@@ -53,7 +42,6 @@ public:
 private:
     SharedPicture waitFor(std::int64_t index);
 
-    WindowReach reach_;
     ClipToWorld toWorld_;
     RecentWorlds worlds_;
 

@@ -183,6 +183,9 @@ void FramePipeline::applyEffect() {
 void FramePipeline::render(const Job& job) {
     const auto frame = static_cast<std::int32_t>(job.frame);
     parts_.neighbours.moveTo(frame);
+    if (parts_.neighbours.isRenewal(frame)) {
+        parts_.effect.renewSequence();
+    }
     try {
         parts_.effect.render(frame, *job.input, *job.output);
     } catch (const host::CommandError&) {

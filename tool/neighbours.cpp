@@ -26,6 +26,9 @@ namespace {
 constexpr std::int64_t kFileBytes = std::int64_t{96} << 20;
 constexpr std::int64_t kPipeBytes = std::int64_t{128} << 20;
 
+/// The effect keeps some kilobytes of each frame: 18 MB of so many.
+constexpr std::int64_t kFramesBetweenRenewals = 4096;
+
 /// The longest window that the effect uses anywhere in the clip, in seconds; 0 where it smooths
 /// nothing.
 double longestWindow(const ClipOptions& options) {
@@ -72,21 +75,35 @@ Neighbours::Neighbours(const ClipOptions& options, media::ClipReader& reader,
     }
     const media::ClipInfo& info = reader.info();
     reach_ = inspect::smoothingReach(media::timingForEffect(info), seconds);
-    const media::WindowReach window{needsEarlierFrames(options) ? reach_ : 0, reach_};
+    needsEarlierFrames_ = needsEarlierFrames(options);
+    const std::int64_t frames = (needsEarlierFrames_ ? 2 : 1) * reach_ + 1;
     const bool isFile = canBeReadAgain(options.input);
-    if (window.frames() > media::FrameWindow::capacity(info, isFile ? kFileBytes : kPipeBytes)) {
+    if (frames > media::FrameWindow::capacity(info, isFile ? kFileBytes : kPipeBytes)) {
         if (!isFile) {
-            refuseWindow(options, info, seconds, window.frames());
+            refuseWindow(options, info, seconds, frames);
         }
         source_ =
             std::make_unique<media::FileNeighbours>(options.input, inputOptions(options), depth);
         return;
     }
-    auto source = std::make_unique<media::FrameWindow>(info, depth, window,
-                                                       options.frames ? options.frames->first : 0);
+    auto source = std::make_unique<media::FrameWindow>(
+        info, depth, firstNeeded(options.frames ? options.frames->first : 0));
     window_ = source.get();
     source_ = std::move(source);
-    reader.readBeyondSpan(window.after);
+    reader.readBeyondSpan(reach_);
+}
+
+bool Neighbours::isRenewal(std::int64_t frame) const {
+    return source_ && frame > 0 && frame % kFramesBetweenRenewals == 0;
+}
+
+/// Which frames may still be asked for when this one is rendered: at a renewal, and so from a
+/// window before it on, also those that the effect would else remember.
+std::int64_t Neighbours::firstNeeded(std::int64_t frame) const {
+    const std::int64_t sinceRenewal = frame % kFramesBetweenRenewals;
+    const std::int64_t renewal =
+        sinceRenewal == 0 ? frame : frame - sinceRenewal + kFramesBetweenRenewals;
+    return std::min(frame - (needsEarlierFrames_ ? reach_ : 0), renewal - reach_);
 }
 
 std::string Neighbours::description() const {
@@ -111,7 +128,7 @@ void Neighbours::finish() {
 
 void Neighbours::moveTo(std::int64_t frame) {
     if (window_ != nullptr) {
-        window_->moveTo(frame);
+        window_->moveTo(firstNeeded(frame));
     }
 }
 

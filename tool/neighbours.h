@@ -35,7 +35,7 @@ public:
     // The reader's side.
 
     /// By how many frames the reader has to be ahead of the effect.
-    std::int64_t readAhead() const { return window_ != nullptr ? window_->readAhead() : 0; }
+    std::int64_t readAhead() const { return window_ != nullptr ? reach_ : 0; }
 
     /// What the reader delivers, all of it.
     void offer(const media::ReadItem& item);
@@ -43,6 +43,10 @@ public:
     void finish();
 
     // The effect's side.
+
+    /// Whether the effect is to forget all frames before it renders this one, and so what it keeps
+    /// of them does not grow with the clip. It renders the same, but asks again for the neighbours.
+    bool isRenewal(std::int64_t frame) const;
 
     /// The next frame to be rendered is this one, or a later one.
     void moveTo(std::int64_t frame);
@@ -53,7 +57,10 @@ public:
     void cancel();
 
 private:
+    std::int64_t firstNeeded(std::int64_t frame) const;
+
     std::int64_t reach_ = 0;
+    bool needsEarlierFrames_ = false;
     std::unique_ptr<media::NeighbourSource> source_;
     media::FrameWindow* window_ = nullptr; ///< the source, where it is one
 };

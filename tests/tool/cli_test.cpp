@@ -15,6 +15,7 @@
 #include <fstream>
 #include <iterator>
 #include <map>
+#include <random>
 #include <set>
 #include <sstream>
 #include <string>
@@ -405,6 +406,28 @@ TEST_F(CommandLineTest, SmoothedRangesAreThoseOfTheWholeClipFromFileAndPipe) {
             EXPECT_TRUE(render("-", range) == expected) << first << " from a pipe";
         }
     }
+}
+
+TEST_F(CommandLineTest, LongClipsAreSmoothedAcrossWhereTheModuleForgets) {
+    constexpr std::size_t kFrames = 4120;
+    constexpr std::size_t kFrame = 6 + 16 * 8 * 3 / 2;
+    std::string text = "YUV4MPEG2 W16 H8 F25:1 Ip A1:1 C420jpeg\n";
+    std::minstd_rand random(1);
+    for (std::size_t i = 0; i < kFrames; ++i) {
+        text += "FRAME\n";
+        std::generate_n(std::back_inserter(text), kFrame - 6,
+                        [&] { return static_cast<char>(100 + random() % 50); });
+    }
+    write("long.y4m", text);
+    const auto render = [this](const Arguments& range) {
+        Arguments arguments{"render", "long.y4m",        "-",           "--temporal-smoothing",
+                            "1",      "--output-format", "yuv4mpegpipe"};
+        arguments.insert(arguments.end(), range.begin(), range.end());
+        return run(arguments).out;
+    };
+    const std::string range = render({"--frames", "4080-4112"});
+    const std::size_t header = range.size() - 33 * kFrame;
+    EXPECT_TRUE(render({}).substr(header + 4080 * kFrame, 33 * kFrame) == range.substr(header));
 }
 
 TEST_F(CommandLineTest, AWindowThatAPipeCannotHoldIsForFilesOnly) {
