@@ -38,12 +38,12 @@ std::optional<media::ReadItem> nextFrame(media::ClipReader& reader) {
     return item;
 }
 
-[[noreturn]] void throwNothingShown(const WalkOptions& options, double seconds, double first,
-                                    double last) {
+/// `edge` is where the clip begins or its last frame does, whichever the time lies beyond.
+[[noreturn]] void throwNothingShown(const WalkOptions& options, double seconds, bool early,
+                                    double edge) {
     char text[128];
-    std::snprintf(text, sizeof text,
-                  ": shows no frame at %g seconds; its first begins at %.3f, its last at %.3f",
-                  seconds, first, last);
+    std::snprintf(text, sizeof text, ": shows no frame at %g seconds; its %s frame begins at %.3f",
+                  seconds, early ? "first" : "last", edge);
     throw media::MediaError(media::inputName(options.input) + text);
 }
 
@@ -151,7 +151,7 @@ std::int64_t frameShownAt(const WalkOptions& options, double seconds) {
         begin = item ? secondsOf(reader, *item) : begin;
     }
     if (early || (!item && seconds >= begin + 1.0 / av_q2d(reader.info().frameRate))) {
-        throwNothingShown(options, seconds, first, begin);
+        throwNothingShown(options, seconds, early, early ? first : begin);
     }
     return shown;
 }

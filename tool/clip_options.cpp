@@ -4,6 +4,11 @@
 #include "tool/option_values.h"
 
 namespace tintwell::tool {
+namespace {
+
+constexpr const char* kGroup = "Input";
+
+} // namespace
 
 CLI::Option* addKeyValueOption(CLI::App& app, const std::string& name, const std::string& help,
                                std::vector<KeyValue>& target) {
@@ -30,11 +35,14 @@ void addInputArgument(CLI::App& app, ClipOptions& options) {
 }
 
 void addClipOptions(CLI::App& app, ClipOptions& options) {
-    constexpr const char* kGroup = "Input";
     addValueOption(app, "--frames", "FIRST-LAST",
                    "Only these frames, counted from 0, both included; one number for one frame",
                    [&options](const std::string& text) { options.frames = parseFrameRange(text); })
         ->group(kGroup);
+    addReadingOptions(app, options);
+}
+
+void addReadingOptions(CLI::App& app, ClipOptions& options) {
     app.add_option("--input-format", options.inputFormat,
                    "How the input is read, by FFmpeg's name of the format, where it cannot be told "
                    "from the file (for example rawvideo)")

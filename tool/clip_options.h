@@ -22,7 +22,11 @@ CLI::Option* addKeyValueOption(CLI::App& app, const std::string& name, const std
                                std::vector<KeyValue>& target);
 
 void addInputArgument(CLI::App& app, ClipOptions& options);
+
+/// How the clip is read and which of its frames.
 void addClipOptions(CLI::App& app, ClipOptions& options);
+/// Only the former, for commands that look at one frame.
+void addReadingOptions(CLI::App& app, ClipOptions& options);
 
 media::NamedValues namedValues(const std::vector<KeyValue>& options);
 

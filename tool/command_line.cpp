@@ -5,6 +5,7 @@
 #include "tool/controls_command.h"
 #include "tool/declaration_command.h"
 #include "tool/help_format.h"
+#include "tool/lut_command.h"
 #include "tool/manual_command.h"
 #include "tool/module_path.h"
 #include "tool/render_command.h"
@@ -101,6 +102,7 @@ CommandLine::CommandLine() : app_("Automatic colour correction for video", "tint
     app_.require_subcommand(0, 1);
     commands_.push_back(addRenderCommand(app_));
     commands_.push_back(addAnalyzeCommand(app_));
+    commands_.push_back(addLutCommand(app_));
     commands_.push_back(addControlsCommand(app_));
     commands_.push_back(addDeclarationCommand(app_));
     commands_.push_back(addCompletionCommand(app_));

@@ -6,6 +6,11 @@
 #include <stdexcept>
 #include <system_error>
 
+extern "C" {
+#include <libavutil/avutil.h>
+#include <libavutil/parseutils.h>
+}
+
 namespace tintwell::tool {
 namespace {
 
@@ -43,6 +48,15 @@ double parseReal(std::string_view text, double minimum, double maximum, std::str
     return number;
 }
 
+std::size_t parseCount(std::string_view text, std::size_t minimum, std::size_t maximum) {
+    std::size_t count = 0;
+    if (!readWhole(text, count) || count < minimum || count > maximum) {
+        refuse(text, "is not a whole number between " + std::to_string(minimum) + " and " +
+                         std::to_string(maximum));
+    }
+    return count;
+}
+
 FrameRange parseFrameRange(std::string_view text) {
     FrameRange range;
     const std::size_t dash = text.find('-');
@@ -69,6 +83,15 @@ KeyValue parseKeyValue(std::string_view text) {
         refuse(text, "is not KEY=VALUE, for example preset=slow");
     }
     return {std::string(text.substr(0, equals)), std::string(text.substr(equals + 1))};
+}
+
+double parseTime(std::string_view text) {
+    std::int64_t microseconds = 0;
+    if (av_parse_time(&microseconds, std::string(text).c_str(), 1) < 0) {
+        refuse(text, "is not a time; give seconds, or hours, minutes and seconds, for example 62.5 "
+                     "or 1:02.5");
+    }
+    return static_cast<double>(microseconds) / AV_TIME_BASE;
 }
 
 std::string parseFrameRate(std::string_view text) {

@@ -2,6 +2,7 @@
 
 #include "tool/render_options.h"
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -13,8 +14,14 @@ namespace tintwell::tool {
 /// A finite decimal number from `minimum` to `maximum`, with nothing after it.
 double parseReal(std::string_view text, double minimum, double maximum, std::string_view unit);
 
+/// A whole number from `minimum` to `maximum`.
+std::size_t parseCount(std::string_view text, std::size_t minimum, std::size_t maximum);
+
 /// "A-B" or "A": frames counted from 0, the last not before the first.
 FrameRange parseFrameRange(std::string_view text);
+
+/// Seconds from "12.5" or "1:02:03.5", to the microsecond.
+double parseTime(std::string_view text);
 
 /// "key=value"; the value may be empty and may hold further equals signs.
 KeyValue parseKeyValue(std::string_view text);

@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <cmath>
 #include <csignal>
@@ -183,6 +184,16 @@ TEST_F(CommandLineTest, WrongUsageIsToldWithTheOptionAndExits2) {
     }
     expectRefusal({"analyze", "clip.y4m", "--csv", "--json"}, 2, {"--csv", "--json"});
     expectRefusal({"render", "clip.y4m", "-", "--json"}, 2, {"--json", "standard output"});
+    expectRefusal({"lut", "clip.y4m"}, 2, {"-o", "--cdl"});
+    expectRefusal({"lut", "clip.y4m", "--cdl", "--size", "9"}, 2, {"--size", "table"});
+    expectRefusal({"lut", "-", "--cdl", "--at", "1"}, 2, {"--at", "standard input"});
+    expectRefusal({"lut", "clip.y4m", "-o", "a.3dl"}, 2, {"a.3dl", ".cube, .spi1d, .cdl, .ccc"});
+    expectRefusal({"lut", "clip.y4m", "-o", "a.cdl", "--size", "9"}, 2, {"a.cdl", "--size"});
+    for (const std::string size : {"1", "65537", "2.5", "-9"}) {
+        expectRefusal({"lut", "clip.y4m", "-o", "a.cube", "--size=" + size}, 2,
+                      {"--size: '" + size, "2 and 65536"});
+    }
+    expectRefusal({"lut", "clip.y4m", "--cdl", "--at", "noon"}, 2, {"--at: 'noon'"});
 }
 
 TEST_F(CommandLineTest, FailuresNameTheFileAndExit1WithoutLeavingAnything) {
@@ -210,9 +221,16 @@ TEST_F(CommandLineTest, FailuresNameTheFileAndExit1WithoutLeavingAnything) {
     expectRefusal({"render", "clip.y4m", "there.mkv", "--dry-run"}, 1, {"there.mkv"});
     expectRefusal({"analyze", "text.mp4", "--json"}, 1, {"text.mp4"});
     expectRefusal({"analyze", "clip.y4m", "-o", "there.mkv"}, 1, {"there.mkv", "--overwrite"});
+    expectRefusal({"lut", "clip.y4m", "--at", "9", "-o", "a.cube"}, 1,
+                  {"clip.y4m: shows no frame at 9 seconds", "last frame begins at 0.360"});
+    expectRefusal({"lut", "clip.y4m", "--at=-1", "-o", "a.cube"}, 1, {"first", "0.000"});
+    expectRefusal({"lut", "clip.y4m", "-o", "no/a.cube"}, 1, {"no/a.cube"});
+    expectRefusal({"lut", "text.mp4", "--cdl"}, 1, {"text.mp4"});
+    write("there.cube", "precious");
+    expectRefusal({"lut", "clip.y4m", "-o", "there.cube"}, 1, {"there.cube", "--overwrite"});
     expectRefusal({"controls", "--module", "text.mp4"}, 1, {"text.mp4"});
     expectRefusal({"declaration", "text.mp4"}, 1, {"text.mp4", "neither an ELF module nor"});
-    EXPECT_EQ(contentOf(work_ / "there.mkv"), "precious");
+    EXPECT_EQ(contentOf(work_ / "there.mkv") + contentOf(work_ / "there.cube"), "preciousprecious");
     EXPECT_EQ(contentOf(work_ / "clip.y4m"), clip(kClipFrames));
 }
 
@@ -330,6 +348,142 @@ TEST_F(CommandLineTest, AnalyzedLevelsAreThoseThatRenderApplies) {
     const auto lines = std::count(table.out.begin(), table.out.end(), '\n');
     EXPECT_EQ(lines, 11) << table.err;
     EXPECT_EQ(run(with({"analyze", "in%d.ppm"})).out.find('\033'), std::string::npos);
+}
+
+/// The samples behind the head of a PPM file.
+std::vector<int> samplesOf(const std::string& file, std::size_t bytes) {
+    std::vector<int> samples;
+    for (std::size_t i = file.size() - 3 * 64 * 48 * bytes; i < file.size(); i += bytes) {
+        const auto byte = [&](std::size_t at) { return static_cast<unsigned char>(file[at]); };
+        samples.push_back(bytes == 1 ? byte(i) : byte(i) * 256 + byte(i + 1));
+    }
+    return samples;
+}
+
+int largestDifference(const std::vector<int>& some, const std::vector<int>& others) {
+    int largest = 0;
+    for (std::size_t i = 0; i < some.size(); ++i) {
+        largest = std::max(largest, std::abs(some[i] - others.at(i)));
+    }
+    return largest;
+}
+
+/// The numbers behind a line.
+std::vector<double> numbersAfter(const std::string& text, const std::string& line) {
+    std::istringstream stream(text.substr(text.find(line) + line.size()));
+    return {std::istream_iterator<double>(stream), {}};
+}
+
+/// A picture that also has every level of every channel.
+std::string pictureWithRamps(int index) {
+    std::string text = picture(index, 9);
+    const std::size_t first = text.size() - 3 * 64 * 48;
+    for (std::size_t i = 0; i < 256; ++i) {
+        const std::array<std::size_t, 3> levels{i, 255 - i, i * 7 % 256};
+        for (std::size_t c = 0; c < 3; ++c) {
+            text[first + 3 * i + c] = static_cast<char>(levels[c]);
+        }
+    }
+    return text;
+}
+
+TEST_F(CommandLineTest, ALookupTableInFfmpegGivesTheRenderedFrame) {
+    for (int i = 0; i < 6; ++i) {
+        write(numbered("a", i), pictureWithRamps(i));
+    }
+    const auto ffmpeg = [&](const std::string& arguments) {
+        const std::string line = "cd '" + work_.string() + "' && ffmpeg -v error -y " + arguments;
+        return std::system(line.c_str());
+    };
+    ASSERT_EQ(ffmpeg("-i a%d.ppm -start_number 0 -vf format=gbrp16,gblur=3 -pix_fmt rgb48 b%d.ppm"),
+              0);
+    write("c.json", R"({"version": 1, "controls": {"black-clip": 10, "blend-with-original": [
+        {"frame": 1, "value": 0}, {"frame": 5, "value": 70}]}})");
+
+    struct Case {
+        Arguments controls;
+        Arguments table;
+        int largest; ///< difference at 8 bits
+    };
+
+    constexpr int kLargestDeep =
+        64; // the module steps from entry to entry, and filters interpolate
+    for (const auto& [controls, table, largest] : std::vector<Case>{
+             {{}, {}, 0},
+             {{"--black-clip", "10", "--temporal-smoothing", "0.1"}, {}, 0},
+             {{"--snap-neutral-midtones", "--black-clip", "8", "--white-clip", "9"}, {}, 0},
+             {{"--snap-neutral-midtones", "--controls", "c.json"}, {"--size", "4096"}, 1},
+             {{"--blend-with-original", "100"}, {"--size", "65536"}, 1}}) {
+        for (const std::size_t bytes : {1U, 2U}) {
+            const std::string name = bytes == 1 ? "a" : "b";
+            const auto with = [&](Arguments arguments) {
+                arguments.insert(arguments.end(), controls.begin(), controls.end());
+                return arguments;
+            };
+            ASSERT_EQ(run(with({"render", name + "%d.ppm", "r%d.ppm", "--overwrite"})).exitCode, 0);
+            for (const std::string path : {"l.cube", "l.spi1d"}) {
+                Arguments lut =
+                    with({"lut", name + "%d.ppm", "--at", "0:00.13", "--overwrite", "-o", path});
+                lut.insert(lut.end(), table.begin(), table.end());
+                ASSERT_EQ(run(lut).err, "tintwell: wrote " + path + "\n");
+            }
+            ASSERT_EQ(ffmpeg("-i " + name + "3.ppm -vf " + (bytes == 1 ? "" : "format=gbrp16,") +
+                             "lut1d=file=l.cube l.ppm"),
+                      0);
+            const std::vector<int> ours = samplesOf(contentOf(work_ / "r3.ppm"), bytes);
+            EXPECT_LE(largestDifference(ours, samplesOf(contentOf(work_ / "l.ppm"), bytes)),
+                      bytes == 1 ? largest : kLargestDeep)
+                << name << testing::PrintToString(controls);
+            const auto entries = numbersAfter(contentOf(work_ / "l.cube"), "MAX 1.0 1.0 1.0\n");
+            EXPECT_EQ(numbersAfter(contentOf(work_ / "l.spi1d"), "{\n"), entries);
+            EXPECT_EQ(entries.size(),
+                      3 * (table.empty() ? bytes == 1 ? 256U : 4097U : std::stoul(table.back())));
+        }
+    }
+}
+
+TEST_F(CommandLineTest, AColorDecisionIsTheNearestAndTellsItsLargestError) {
+    write("a.ppm", picture(0, 1));
+    const Arguments lut{"lut", "a.ppm", "--snap-neutral-midtones", "--quiet", "-o"};
+    const auto with = [&](Arguments more) {
+        more.insert(more.begin(), lut.begin(), lut.end());
+        return more;
+    };
+    ASSERT_EQ(run(with({"a.cube"})).exitCode, 0);
+    const auto table = numbersAfter(contentOf(work_ / "a.cube"), "MAX 1.0 1.0 1.0\n");
+    ASSERT_EQ(table.size(), 3 * 256U);
+    for (const std::string path : {"a.cdl", "a.ccc", "a.cc"}) {
+        const Outcome outcome = run(with({path, "--cdl"}));
+        const std::string document = contentOf(work_ / path);
+        const auto of = [&](const char* element) { return numbersAfter(document, element); };
+        const std::array<std::vector<double>, 3> written{of("<Slope>"), of("<Offset>"),
+                                                         of("<Power>")};
+        for (std::size_t c = 0; c < 3; ++c) {
+            const auto errorsWith = [&](std::size_t changed, double change) {
+                std::array<double, 3> number{written[0].at(c), written[1].at(c), written[2].at(c)};
+                number[changed] += change;
+                std::pair<double, double> errors; // sum of squares, largest
+                for (std::size_t i = 0; i < 256; ++i) {
+                    const double in = static_cast<double>(i) / 255.0 * number[0] + number[1];
+                    const double error =
+                        std::pow(std::clamp(in, 0.0, 1.0), number[2]) - table[3 * i + c];
+                    errors.first += error * error;
+                    errors.second = std::max(errors.second, std::abs(error) * 255.0);
+                }
+                return errors;
+            };
+            const auto [sum, largest] = errorsWith(0, 0.0);
+            const auto row = outcome.out.find(std::string(kChannelNames[c]) + " ");
+            const auto end = outcome.out.find('\n', row);
+            const auto last = outcome.out.rfind(' ', end);
+            EXPECT_NEAR(std::stod(outcome.out.substr(last)), largest, 0.006) << outcome.out;
+            EXPECT_GT(largest, 0.1);
+            for (std::size_t changed = 0; changed < 3; ++changed) {
+                EXPECT_GT(errorsWith(changed, 0.0005).first, sum) << changed;
+                EXPECT_GT(errorsWith(changed, -0.0005).first, sum) << changed;
+            }
+        }
+    }
 }
 
 TEST_F(CommandLineTest, OptionsReplaceWhatTheControlsFileSays) {
