@@ -61,14 +61,6 @@ std::optional<std::int64_t> computedFrame(const media::ClipInfo& info, double se
                : std::nullopt;
 }
 
-host::FrameBuffer copyOf(const host::FrameBuffer& buffer) {
-    host::FrameBuffer copy(buffer.width(), buffer.height(), buffer.depth());
-    for (std::int32_t y = 0; y < buffer.height(); ++y) {
-        std::memcpy(copy.row(y), buffer.row(y), buffer.rowBytes());
-    }
-    return copy;
-}
-
 } // namespace
 
 ClipWalk::ClipWalk(const WalkOptions& options)
@@ -116,11 +108,12 @@ void ClipWalk::measureNext() {
         return;
     }
     readOn(std::move(spare_));
-    finder_.add(picture->frame, picture->seconds, *picture->world, picture->wanted);
+    const bool startsScene =
+        finder_.add(picture->frame, picture->seconds, *picture->world, picture->wanted);
     if (picture->wanted) {
         ++framesRead_;
         if (pixelsHook_) {
-            pixelsHook_(picture->frame, *picture->world);
+            pixelsHook_(picture->frame, startsScene, *picture->world);
         }
     }
     spare_ = std::move(picture->world);
@@ -156,13 +149,22 @@ std::int64_t frameShownAt(const WalkOptions& options, double seconds) {
     return shown;
 }
 
+host::FrameBuffer copyOf(const host::FrameBuffer& buffer) {
+    host::FrameBuffer copy(buffer.width(), buffer.height(), buffer.depth());
+    for (std::int32_t y = 0; y < buffer.height(); ++y) {
+        std::memcpy(copy.row(y), buffer.row(y), buffer.rowBytes());
+    }
+    return copy;
+}
+
 InspectedFrame inspectFrame(const WalkOptions& options, std::int64_t frame) {
     WalkOptions one = options;
     one.frames = media::FrameSpan{frame, frame};
     ClipWalk walk(one);
     std::optional<host::FrameBuffer> before;
-    walk.setPixelsHook(
-        [&](std::int64_t, const host::FrameBuffer& pixels) { before.emplace(copyOf(pixels)); });
+    walk.setPixelsHook([&](std::int64_t, bool, const host::FrameBuffer& pixels) {
+        before.emplace(copyOf(pixels));
+    });
     std::optional<FrameFindings> findings = walk.next();
     host::FrameBuffer after(before->width(), before->height(), before->depth());
     correctPixels(*findings, *before, after);

@@ -42,7 +42,8 @@ public:
 
     /// Called with each frame's pixels as they are read, before its findings come: by half a
     /// window, where it is smoothed. The pixels are gone when the call returns.
-    using PixelsHook = std::function<void(std::int64_t frame, const host::FrameBuffer& pixels)>;
+    using PixelsHook =
+        std::function<void(std::int64_t frame, bool startsScene, const host::FrameBuffer& pixels)>;
 
     void setPixelsHook(PixelsHook hook) { pixelsHook_ = std::move(hook); }
 
@@ -79,6 +80,8 @@ private:
     bool ended_ = false;
     std::future<std::optional<Picture>> ahead_; ///< last, so that it ends before what it uses goes
 };
+
+host::FrameBuffer copyOf(const host::FrameBuffer& buffer);
 
 /// One frame and its correction.
 struct InspectedFrame {

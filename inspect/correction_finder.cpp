@@ -1,6 +1,7 @@
 #include "inspect/correction_finder.h"
 
 #include "effect/render_driver.h"
+#include "effect/world_view.h"
 #include "host/parameters.h"
 #include "inspect/scene_change.h"
 #include "temporal/neighbour_frames.h"
@@ -19,6 +20,7 @@ namespace {
 
 constexpr AutoCorrectionMode kMode = AutoCorrectionMode::ColorSearch;
 constexpr std::int32_t kQualityDraft = 0;
+constexpr std::int32_t kArgb = 0; ///< the order of the channels
 
 void require(ErrorCode code, std::int64_t frame) {
     if (code != error::kNone) {
@@ -127,7 +129,7 @@ InData CorrectionFinder::recordFor(std::int64_t frame, bool highQuality) {
     return record;
 }
 
-void CorrectionFinder::add(std::int64_t frame, double seconds, const host::FrameBuffer& pixels,
+bool CorrectionFinder::add(std::int64_t frame, double seconds, const host::FrameBuffer& pixels,
                            bool wanted) {
     FrameFindings findings;
     findings.frame = frame;
@@ -151,10 +153,12 @@ void CorrectionFinder::add(std::int64_t frame, double seconds, const host::Frame
                                                  *entry->histogram, *entry->levels) >= kOtherScene;
     }
     cache_.insert(index, std::move(entry));
+    const bool startsScene = findings.startsScene;
     if (wanted) {
         waiting_.push_back(std::move(findings));
     }
     added_ = frame + 1;
+    return startsScene;
 }
 
 void CorrectionFinder::finish() {
@@ -202,6 +206,13 @@ void CorrectionFinder::forgetBefore(std::int64_t frame) {
     if (frame > 0) {
         cache_.invalidate(0, static_cast<std::int32_t>(frame), Invalidation::Remove);
     }
+}
+
+ChannelHistogram histogramOf(const host::FrameBuffer& pixels) {
+    ChannelHistogram histogram;
+    gatherHistogram(histogram, viewOfPixels(viewOf(pixels.inputWorld()), kArgb),
+                    combinesColors(kMode), kMode);
+    return histogram;
 }
 
 void correctPixels(const FrameFindings& findings, const host::FrameBuffer& input,

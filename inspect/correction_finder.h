@@ -42,9 +42,9 @@ public:
     std::int64_t reach() const { return reach_; }
 
     /// Measures the next frame. The first one may have any index, the others follow it; all pixels
-    /// are A,R,G,B. A frame that is not wanted is there for its neighbours only. Throws
-    /// std::runtime_error when the effect's code refuses the frame.
-    void add(std::int64_t frame, double seconds, const host::FrameBuffer& pixels,
+    /// are A,R,G,B. A frame that is not wanted is there for its neighbours only. Tells whether the
+    /// frame begins a scene. Throws std::runtime_error when the effect's code refuses the frame.
+    bool add(std::int64_t frame, double seconds, const host::FrameBuffer& pixels,
              bool wanted = true);
 
     /// The clip has no more frames.
@@ -67,6 +67,9 @@ private:
     std::int64_t added_ = 0; ///< one more than the index of the last frame
     bool finished_ = false;
 };
+
+/// The levels of a frame's pixels, counted as the effect counts them.
+ChannelHistogram histogramOf(const host::FrameBuffer& pixels);
 
 /// The pixels corrected the way a render does it with the levels and controls of the findings. The
 /// output is of the input's size and depth, and not the input.

@@ -10,6 +10,7 @@
 #include "tool/module_path.h"
 #include "tool/render_command.h"
 #include "tool/render_pipeline.h"
+#include "tool/report_command.h"
 #include "tool/stop_signal.h"
 #include "tool/user_error.h"
 
@@ -103,6 +104,7 @@ CommandLine::CommandLine() : app_("Automatic colour correction for video", "tint
     commands_.push_back(addRenderCommand(app_));
     commands_.push_back(addAnalyzeCommand(app_));
     commands_.push_back(addLutCommand(app_));
+    commands_.push_back(addReportCommand(app_));
     commands_.push_back(addControlsCommand(app_));
     commands_.push_back(addDeclarationCommand(app_));
     commands_.push_back(addCompletionCommand(app_));

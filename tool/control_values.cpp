@@ -24,11 +24,18 @@ std::string valueText(const ControlInfo& info, const host::ControlTrack& track) 
 
 } // namespace
 
+std::vector<std::pair<std::string, std::string>> controlLines(const host::ControlTracks& controls) {
+    std::vector<std::pair<std::string, std::string>> lines;
+    for (const ControlInfo& info : controlCatalog()) {
+        lines.emplace_back(info.key, valueText(info, controls[info.control]));
+    }
+    return lines;
+}
+
 std::string controlsText(const host::ControlTracks& controls) {
     std::string text;
-    for (const ControlInfo& info : controlCatalog()) {
-        text += (text.empty() ? "" : ", ") + std::string(info.key) + " " +
-                valueText(info, controls[info.control]);
+    for (const auto& [key, value] : controlLines(controls)) {
+        text += (text.empty() ? "" : ", ") + key + " " + value;
     }
     return text;
 }
