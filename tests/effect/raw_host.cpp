@@ -12,6 +12,23 @@ namespace {
 
 RawHost* current = nullptr;
 
+/// A function of the host, during which the module does not run.
+template <auto function>
+struct OfHost;
+
+template <class Result, class... Arguments, Result (*function)(Arguments...)>
+struct OfHost<function> {
+    static Result call(Arguments... arguments) {
+        struct Pause {
+            Pause() { RawHost::isModuleRunning = false; }
+
+            ~Pause() { RawHost::isModuleRunning = true; }
+        } const pause;
+
+        return function(arguments...);
+    }
+};
+
 std::string suiteKey(const char* name, std::int32_t version) {
     return std::string(name) + " " + std::to_string(version);
 }
@@ -34,7 +51,7 @@ ErrorCode release(const char* name, std::int32_t version) {
 
 HostHandle newHandle(std::uint64_t bytes) {
     const ErrorCode code = current->answerTo("new " + std::to_string(bytes));
-    if (code > 0) {
+    if (code != 0 && code != -1) {
         return nullptr;
     }
     auto block = std::make_unique<RawHost::Block>();
@@ -59,18 +76,23 @@ ErrorCode addParameter(std::uint64_t effect, std::int32_t index, ParamDef* param
 ErrorCode registerTable(void** table, std::int32_t id, const char* plainName) {
     current->descriptor = *static_cast<const StringTableDescriptor*>(*table);
     *table = &current->tableReference;
-    return current->answerTo("register " + suiteKey(plainName, id));
+    const ErrorCode code = current->answerTo("register " + suiteKey(plainName, id));
+    current->tables += code == 0;
+    return code;
 }
 
 const char* lookup(void* table, std::int32_t index, std::int32_t a, std::int32_t b) {
     EXPECT_EQ(table, &current->tableReference);
     EXPECT_TRUE(a == 0 && b == 0);
-    return current->texts.at(static_cast<std::size_t>(index));
+    const bool fails = current->fails("look up " + std::to_string(index));
+    return fails ? nullptr : current->texts.at(static_cast<std::size_t>(index));
 }
 
 ErrorCode releaseTable(void** table, void*, void* reference) {
     const bool same = *table == reference && reference == &current->tableReference;
-    return current->answerTo(same ? "unregister" : "unregister another table");
+    const ErrorCode code = current->answerTo(same ? "unregister" : "unregister another table");
+    current->tables -= code == 0;
+    return code;
 }
 
 ErrorCode updateParamUI(std::uint64_t, std::int32_t index, const ParamDef* param) {
@@ -84,6 +106,12 @@ ErrorCode getState(std::uint64_t, std::int32_t index, const void* start, const v
     return current->answerTo("state " + std::to_string(index) + (start || duration ? " at" : ""));
 }
 
+ErrorCode compareStates(std::uint64_t, const StateToken* a, const StateToken* b,
+                        std::uint8_t* identical) {
+    *identical = std::memcmp(a, b, sizeof(StateToken)) == 0;
+    return current->answerTo("compare");
+}
+
 ErrorCode findKeyframe(std::uint64_t, std::int32_t index, std::int32_t, std::uint32_t,
                        std::int32_t direction, std::uint8_t* found, std::int32_t*,
                        std::int32_t* keyTime, std::uint32_t*) {
@@ -95,19 +123,48 @@ ErrorCode findKeyframe(std::uint64_t, std::int32_t index, std::int32_t, std::uin
     return current->answerTo("keyframe " + std::to_string(index) + " " + std::to_string(direction));
 }
 
+ErrorCode checkOut(std::uint64_t, std::int32_t index, std::int32_t time, std::int32_t timeStep,
+                   std::uint32_t, ParamDef* param) {
+    const ErrorCode code =
+        current->answerTo("check out " + std::to_string(index) + " at " + std::to_string(time));
+    if (code != 0) {
+        std::memset(static_cast<void*>(param), 0xcd, sizeof *param); // not for use
+        return code;
+    }
+    *param = current->params[index];
+    if (index == 0) {
+        param->layer = current->clip.at(static_cast<std::size_t>(time / timeStep));
+    }
+    EXPECT_TRUE(current->checkedOut.insert(param).second);
+    return code;
+}
+
+ErrorCode checkIn(std::uint64_t, ParamDef* param) {
+    EXPECT_EQ(current->checkedOut.erase(param), 1U) << "not checked out";
+    return current->answerTo("check in");
+}
+
+ErrorCode abort(std::uint64_t) {
+    return current->answerTo("abort");
+}
+
 } // namespace
 
 RawHost::RawHost() {
     current = this;
-    provider = {acquire, release};
-    handleSuite = {newHandle, {}, disposeHandle};
-    paramSuite = {updateParamUI, getState, nullptr, nullptr, findKeyframe};
+    provider = {OfHost<acquire>::call, OfHost<release>::call};
+    handleSuite = {OfHost<newHandle>::call, {}, OfHost<disposeHandle>::call};
+    paramSuite = {OfHost<updateParamUI>::call, OfHost<getState>::call, OfHost<compareStates>::call,
+                  nullptr, OfHost<findKeyframe>::call};
     suites = {{"PF Handle Suite 2", &handleSuite}, {"PF Param Utils Suite 3", &paramSuite}};
     utilities = {{}, std::sprintf, std::strcpy};
-    in.addParameter = addParameter;
-    in.registerStringTable = registerTable;
-    in.lookupString = lookup;
-    in.releaseStringTable = releaseTable;
+    in.checkoutParameter = OfHost<checkOut>::call;
+    in.checkinParameter = OfHost<checkIn>::call;
+    in.addParameter = OfHost<addParameter>::call;
+    in.abort = OfHost<abort>::call;
+    in.registerStringTable = OfHost<registerTable>::call;
+    in.lookupString = OfHost<lookup>::call;
+    in.releaseStringTable = OfHost<releaseTable>::call;
     in.utilities = &utilities;
     in.effectReference = 77;
     in.quality = kQualityHigh;
@@ -126,14 +183,26 @@ RawHost::~RawHost() {
 
 ErrorCode RawHost::send(std::int32_t command, void* extra) {
     static const host::ModuleLibrary module(TINTWELL_MODULE_PATH);
+    EffectMain* const effectMain = entry != nullptr ? entry : module.entryPoint();
     calls.clear();
-    return module.entryPoint()(command, inPointer, outPointer, paramsPointer, outputPointer, extra);
+    isModuleRunning = true;
+    const ErrorCode code =
+        effectMain(command, inPointer, outPointer, paramsPointer, outputPointer, extra);
+    isModuleRunning = false;
+    return code;
+}
+
+bool RawHost::fails(const std::string& call) {
+    if (failingCall == 0 || --failingCall != 0) {
+        return false;
+    }
+    failed = call;
+    return true;
 }
 
 ErrorCode RawHost::answerTo(const std::string& call) {
     calls.push_back(call);
-    const auto answer = answers.find(call);
-    return answer == answers.end() ? 0 : answer->second;
+    return fails(call) ? failure : 0;
 }
 
 } // namespace tintwell::test

@@ -8,6 +8,7 @@
 
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -28,8 +29,15 @@ public:
         return send(static_cast<std::int32_t>(command), extra);
     }
 
-    /// Logs a call by its name and gives the answer set for that name, or 0.
+    /// Logs a call by its name and gives 0, or the failure if it is to fail. A new handle then is
+    /// none, or for -1 a handle of null.
     ErrorCode answerTo(const std::string& call);
+
+    /// Whether this is the call that is to fail.
+    bool fails(const std::string& call);
+
+    /// Whether the module runs, and not the host.
+    static inline bool isModuleRunning = false;
 
     struct Block {
         void* start;
@@ -42,6 +50,7 @@ public:
     ParamDef* paramList[7];
     EffectWorld output{};
 
+    EffectMain* entry = nullptr; ///< to call instead of the module's, if any
     InData* inPointer = &in;
     OutData* outPointer = &out;
     ParamDef** paramsPointer = paramList;
@@ -53,15 +62,18 @@ public:
     UtilityCallbacks utilities{};
     std::map<std::string, const void*> suites; ///< by "name version"
 
-    /// Codes to answer with by the call's name as it stands in the log. For "new <bytes>" any code
-    /// but 0 means no handle, and -1 a handle of null.
-    std::map<std::string, ErrorCode> answers;
     std::vector<std::string> calls;
-    std::vector<const char*> texts;                       ///< what a lookup gives
-    std::vector<ParamDef> added;                          ///< as they came through add-parameter
-    StringTableDescriptor descriptor{};                   ///< as it was registered
+    std::size_t failingCall = 0;        ///< counted from 1, the next one; a lookup gives null
+    ErrorCode failure = 0;              ///< what that call answers
+    std::string failed;                 ///< its name, once it was made
+    std::vector<const char*> texts;     ///< what a lookup gives
+    std::vector<ParamDef> added;        ///< as they came through add-parameter
+    StringTableDescriptor descriptor{}; ///< as it was registered
     std::map<HostHandle, std::unique_ptr<Block>> handles; ///< the ones that are out
     std::map<std::string, int> acquired;                  ///< acquires less releases
+    int tables = 0;                                       ///< registered less released
+    std::vector<EffectWorld> clip;                        ///< the input layer, frame by frame
+    std::set<const ParamDef*> checkedOut;
     StateToken state{};
     std::map<std::int32_t, std::int32_t> keyTimes; ///< by direction; none: no keyframe
     char tableReference = 0;                       ///< its address stands for the table

@@ -296,33 +296,6 @@ TEST(SmoothedRender, FramesChangedWithoutTellingAreSeenWhereTheyAreReadAgain) {
     }
 }
 
-TEST(SmoothedRender, EveryFailingServiceEndsTheRenderCleanly) {
-    ClipSource clip(std::vector<int>(5, 0));
-    const Pixels expected = Session(clip, smoothingControls(2.0)).render(2);
-    for (const host::Service service : {host::Service::CheckOutParameter,
-                                        host::Service::CheckInParameter, host::Service::Abort}) {
-        bool fired = true;
-        for (int failing = 1; fired; ++failing) {
-            Session session(clip, smoothingControls(2.0));
-            int calls = 0;
-            session.effect->setHook([&](host::Service called) {
-                return called == service && ++calls == failing ? ErrorCode{517} : ErrorCode{0};
-            });
-            fired = false;
-            try {
-                session.render(2);
-            } catch (const host::CommandError& error) {
-                fired = true;
-                EXPECT_EQ(error.code(), 517);
-            }
-            session.effect->setHook({});
-            EXPECT_EQ(session.effect->ledger().checkedOut, 0U);
-            EXPECT_TRUE(session.effect->ledger().misuses.empty());
-            EXPECT_EQ(session.render(2), expected) << "the next render is right";
-        }
-    }
-}
-
 TEST(SmoothedRender, InstancesOnTwoThreadsAgreeWithOneAlone) {
     ClipSource clip({0, 0, 0, 0, 1, 1, 1, 1});
     const auto order = forward(clip.count());
