@@ -42,7 +42,7 @@ std::optional<media::ReadItem> nextFrame(media::ClipReader& reader) {
 [[noreturn]] void throwNothingShown(const WalkOptions& options, double seconds, bool early,
                                     double edge) {
     char text[128];
-    std::snprintf(text, sizeof text, ": shows no frame at %g seconds; its %s frame begins at %.3f",
+    std::snprintf(text, sizeof text, ": shows no frame at %.10g seconds; its %s frame begins at %.3f",
                   seconds, early ? "first" : "last", edge);
     throw media::MediaError(media::inputName(options.input) + text);
 }
@@ -168,7 +168,9 @@ InspectedFrame inspectFrame(const WalkOptions& options, std::int64_t frame) {
     std::optional<FrameFindings> findings = walk.next();
     host::FrameBuffer after(before->width(), before->height(), before->depth());
     correctPixels(*findings, *before, after);
-    return {std::move(*findings), std::move(*before), std::move(after)};
+    const ChannelHistogram histogramAfter = histogramOf(after);
+    return {std::move(*findings), std::move(*before), std::move(after), histogramAfter,
+            walk.info()};
 }
 
 } // namespace tintwell::inspect

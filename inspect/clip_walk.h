@@ -87,7 +87,9 @@ host::FrameBuffer copyOf(const host::FrameBuffer& buffer);
 struct InspectedFrame {
     FrameFindings findings;
     host::FrameBuffer before;
-    host::FrameBuffer after; ///< as rendered
+    host::FrameBuffer after;         ///< as rendered
+    ChannelHistogram histogramAfter; ///< of these pixels, as the findings' is of those before
+    media::ClipInfo clip;
 };
 
 /// Index of the frame that is shown at a time, which is as players and ffprobe count it. Throws

@@ -8,6 +8,7 @@
 #include "tool/lut_command.h"
 #include "tool/manual_command.h"
 #include "tool/module_path.h"
+#include "tool/preview_command.h"
 #include "tool/render_command.h"
 #include "tool/render_pipeline.h"
 #include "tool/report_command.h"
@@ -105,6 +106,7 @@ CommandLine::CommandLine() : app_("Automatic colour correction for video", "tint
     commands_.push_back(addAnalyzeCommand(app_));
     commands_.push_back(addLutCommand(app_));
     commands_.push_back(addReportCommand(app_));
+    commands_.push_back(addPreviewCommand(app_));
     commands_.push_back(addControlsCommand(app_));
     commands_.push_back(addDeclarationCommand(app_));
     commands_.push_back(addCompletionCommand(app_));

@@ -91,6 +91,9 @@ double parseTime(std::string_view text) {
         refuse(text, "is not a time; give seconds, or hours, minutes and seconds, for example 62.5 "
                      "or 1:02.5");
     }
+    if (microseconds < 0) {
+        refuse(text, "lies before the beginning; times count from 0");
+    }
     return static_cast<double>(microseconds) / AV_TIME_BASE;
 }
 

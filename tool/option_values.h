@@ -20,7 +20,7 @@ std::size_t parseCount(std::string_view text, std::size_t minimum, std::size_t m
 /// "A-B" or "A": frames counted from 0, the last not before the first.
 FrameRange parseFrameRange(std::string_view text);
 
-/// Seconds from "12.5" or "1:02:03.5", to the microsecond.
+/// Seconds from "12.5" or "1:02:03.5", to the microsecond; none below 0.
 double parseTime(std::string_view text);
 
 /// "key=value"; the value may be empty and may hold further equals signs.

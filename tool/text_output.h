@@ -9,8 +9,8 @@
 
 namespace tintwell::tool {
 
-/// A text that a command writes, to standard output or to a file that appears under its name when
-/// it is complete.
+/// A text, or the bytes of a picture, that a command writes, to standard output or to a file that
+/// appears under its name when it is complete.
 class TextOutput {
 public:
     /// An empty path, or "-", is standard output. Throws media::MediaError where the file cannot or

@@ -1,4 +1,5 @@
 #include "inspect/level_curves.h"
+#include "preview/preview_picture.h"
 #include "tool/analysis_writer.h"
 #include "tool/control_catalog.h"
 
@@ -223,7 +224,6 @@ TEST_F(CommandLineTest, FailuresNameTheFileAndExit1WithoutLeavingAnything) {
     expectRefusal({"analyze", "clip.y4m", "-o", "there.mkv"}, 1, {"there.mkv", "--overwrite"});
     expectRefusal({"lut", "clip.y4m", "--at", "9", "-o", "a.cube"}, 1,
                   {"clip.y4m: shows no frame at 9 seconds", "last frame begins at 0.360"});
-    expectRefusal({"lut", "clip.y4m", "--at=-1", "-o", "a.cube"}, 1, {"first", "0.000"});
     expectRefusal({"lut", "clip.y4m", "-o", "no/a.cube"}, 1, {"no/a.cube"});
     expectRefusal({"lut", "text.mp4", "--cdl"}, 1, {"text.mp4"});
     write("there.cube", "precious");
@@ -553,6 +553,58 @@ TEST_F(CommandLineTest, ReportsOfAnyFileNameHaveTheSameMarkup) {
     write("plain.y4m", clip(2));
     EXPECT_EQ(tagsOf(name), tagsOf("plain.y4m"));
     EXPECT_GT(tagsOf("-").at("<img"), 2); // of the clip that comes through the pipe
+}
+
+TEST_F(CommandLineTest, PreviewWritesThePictureOfOneFrameOnceUnderItsName) {
+    for (int i = 1; i <= 2; ++i) {
+        write(numbered("shot.", i), picture(i, 0));
+    }
+    const Outcome written = run({"preview", "shot.%d.ppm", "--at", "0.04"});
+    ASSERT_EQ(written.exitCode, 0) << written.err;
+    EXPECT_EQ(written.err, "tintwell: wrote shot-preview-1.png\n");
+    const std::string named = contentOf(work_ / "shot-preview-1.png");
+    EXPECT_EQ(run({"preview", "shot.%d.ppm", "--at", "0:0.05", "-o", "-"}).out, named);
+    EXPECT_NE(run({"preview", "shot.%d.ppm", "-o", "-"}).out, named);
+    expectRefusal({"preview", "shot.%d.ppm", "--at", "0.04"}, 1,
+                  {"shot-preview-1.png", "--overwrite"});
+    EXPECT_EQ(run({"preview", "shot.%d.ppm", "--at", "0.04", "--split", "--overwrite"}).exitCode,
+              0);
+    EXPECT_NE(contentOf(work_ / "shot-preview-1.png"), named);
+
+    // Rendering with all of the original turns the picture into pixels that can be read here.
+    write("shown-preview.png", named);
+    ASSERT_EQ(run({"render", "shot.%d.ppm", "done.%d.ppm"}).exitCode, 0);
+    ASSERT_EQ(
+        run({"render", "shown-preview.png", "shown.ppm", "--blend-with-original", "100"}).exitCode,
+        0);
+    media::ClipInfo info;
+    info.width = 64;
+    info.height = 48;
+    const preview::PreviewLayout layout = preview::layoutOf(info, {});
+    const std::string shown = contentOf(work_ / "shown.ppm");
+    const auto from = [&](const preview::Box& box) {
+        const std::string size = shown.substr(3, shown.find('\n', 3) - 3);
+        const std::size_t width = std::stoul(size);
+        const std::size_t start = 3 + size.size() + 5; // "P6\n", the size, "\n255\n"
+        std::string pixels = "P6\n64 48\n255\n";
+        for (int y = box.y; y < box.bottom(); ++y) {
+            const auto offset =
+                static_cast<std::size_t>(y) * width + static_cast<std::size_t>(box.x);
+            pixels += shown.substr(start + 3 * offset, 3 * 64);
+        }
+        return pixels;
+    };
+    EXPECT_EQ(from(layout.before), picture(2, 0));
+    EXPECT_EQ(from(layout.after), contentOf(work_ / "done.2.ppm"));
+
+    expectRefusal({"preview", "clip.y4m", "--at", "0.4"}, 1, {"no frame at 0.4 seconds", "0.360"});
+    expectRefusal({"preview", "clip.y4m", "--at", "noon"}, 2, {"--at: 'noon'", "1:02.5"});
+    expectRefusal({"preview", "clip.y4m", "--width", "100"}, 2, {"--width: '100'", "624"});
+    expectRefusal({"preview", "clip.y4m", "--at=-1"}, 2, {"--at: '-1'", "count from 0"});
+    expectRefusal({"preview", "clip.y4m", "-o", "x.jpg"}, 2, {"x.jpg", ".png"});
+    expectRefusal({"preview", "clip.y4m", "-o", "none/x.png"}, 1, {"none/x.png", "folder"});
+    expectRefusal({"preview", "none.mp4"}, 1, {"none.mp4", "no such file"});
+    expectRefusal({"preview", "-", "--at", "0"}, 2, {"standard input", "file"});
 }
 
 TEST_F(CommandLineTest, OptionsReplaceWhatTheControlsFileSays) {

@@ -60,5 +60,14 @@ TEST(OptionValues, FrameRates) {
     }
 }
 
+TEST(OptionValues, Times) {
+    EXPECT_EQ(parseTime("12.5"), 12.5);
+    EXPECT_EQ(parseTime("1:02.04"), 62.04);
+    EXPECT_EQ(parseTime("1:00:00.000001"), 3600.000001);
+    for (const char* const text : {"", "soon", "1:2:3:4", "12,5", "nan", "1e300", "-1"}) {
+        EXPECT_THROW(parseTime(text), std::invalid_argument) << text;
+    }
+}
+
 } // namespace
 } // namespace tintwell::tool

@@ -1,0 +1,159 @@
+#include "tool/preview_command.h"
+
+#include "inspect/clip_walk.h"
+#include "inspect/color_change.h"
+#include "media/image_sequence.h"
+#include "preview/preview_picture.h"
+#include "tool/clip_options.h"
+#include "tool/control_catalog.h"
+#include "tool/control_values.h"
+#include "tool/effect_options.h"
+#include "tool/option_values.h"
+#include "tool/text_output.h"
+#include "tool/user_error.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstdio>
+#include <filesystem>
+#include <iostream>
+#include <memory>
+#include <optional>
+
+namespace tintwell::tool {
+namespace {
+
+struct PreviewRequest {
+    ClipOptions clip;
+    EffectOptions effect;
+    std::optional<double> seconds; ///< empty: the first frame
+    std::string output;            ///< empty: named after the input
+    bool overwrite = false;
+    bool quiet = false;
+    preview::PreviewOptions picture;
+};
+
+/// "holiday-preview-75.png" for frame 75 of "clips/holiday.mp4", in the current folder: the one of
+/// the input may be a card or a server that is not to be written to.
+std::string nameFor(const std::string& input, std::int64_t frame) {
+    const auto sequence = media::parseSequence(input);
+    std::string stem = sequence ? sequence->prefix : std::filesystem::path(input).stem().string();
+    stem.erase(stem.find_last_not_of("._- ") + 1);
+    return (stem.empty() ? "" : stem + "-") + "preview-" + std::to_string(frame) + ".png";
+}
+
+std::string titleOf(const std::string& input, const inspect::FrameFindings& findings) {
+    char text[64];
+    std::snprintf(text, sizeof text, ", frame %lld at %.3f s",
+                  static_cast<long long>(findings.frame), findings.seconds);
+    return std::filesystem::path(input).filename().string() + text;
+}
+
+/// The values that are in force at one frame.
+host::ControlTracks controlsAt(const host::ControlTracks& controls, std::int64_t frame) {
+    host::ControlTracks values;
+    for (const ControlInfo& info : controlCatalog()) {
+        values[info.control] =
+            host::ControlTrack(controls[info.control].valueAt(static_cast<std::int32_t>(frame)));
+    }
+    return values;
+}
+
+/// A value stays in one line with its name.
+std::string keptTogether(const std::string& list) {
+    std::string text;
+    for (const char c : list) {
+        const bool within = c == ' ' && !text.empty() && text.back() != ',';
+        text += within ? "\u00a0" : std::string(1, c);
+    }
+    return text;
+}
+
+std::vector<std::string> captionOf(const PreviewRequest& request,
+                                   const inspect::FrameFindings& findings) {
+    inspect::ChangeMeter meter;
+    meter.add(findings);
+    const std::string draft = request.clip.highQuality ? "" : " (draft: not smoothed)";
+    return {"Correction: " + inspect::castSentence(meter.change()),
+            "Controls: " +
+                keptTogether(controlsText(controlsAt(request.clip.controls, findings.frame))) +
+                draft};
+}
+
+/// A file is not to be taken for what it is not.
+void requirePngName(const std::string& output) {
+    std::string ending = std::filesystem::path(output).extension().string();
+    std::transform(ending.begin(), ending.end(), ending.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    if (!ending.empty() && ending != ".png") {
+        throw UserError(output + ": previews are PNG files; give a name that ends in .png",
+                        ExitCode::Usage);
+    }
+}
+
+void runPreview(PreviewRequest& request) {
+    if (request.clip.input == media::kStandardStream) {
+        throw UserError("standard input cannot be read twice, which a preview needs; name a file",
+                        ExitCode::Usage);
+    }
+    requirePngName(request.output);
+    request.clip.controls = resolveControls(request.effect);
+    const inspect::WalkOptions options = walkOptions(request.clip);
+    const std::int64_t index =
+        request.seconds ? inspect::frameShownAt(options, *request.seconds) : 0;
+    const std::string path =
+        request.output.empty() ? nameFor(request.clip.input, index) : request.output;
+    TextOutput output(path, request.clip.input, request.overwrite);
+    const inspect::InspectedFrame frame = inspect::inspectFrame(options, index);
+    request.picture.title = titleOf(request.clip.input, frame.findings);
+    request.picture.caption = captionOf(request, frame.findings);
+    preview::drawPreview(frame, request.picture).writePng(output.stream());
+    output.commit();
+    if (!output.isStandardOutput() && !request.quiet) {
+        std::cerr << "tintwell: wrote " << path << "\n";
+    }
+}
+
+void addPictureOptions(CLI::App& app, PreviewRequest& request) {
+    constexpr const char* kGroup = "Output";
+    addValueOption(app, "--at", "TIME",
+                   "The frame shown at this time: seconds, or hours, minutes and seconds as in "
+                   "1:02:03.5; the first frame if not given",
+                   [&request](const std::string& text) { request.seconds = parseTime(text); });
+    app.add_option("-o,--output", request.output,
+                   "Write to this PNG file; if not given, to INPUT-preview-FRAME.png in the "
+                   "current folder, - for standard output")
+        ->type_name("FILE")
+        ->group(kGroup);
+    app.add_flag("--overwrite", request.overwrite, "Replace the output if it exists")
+        ->group(kGroup);
+    app.add_flag("--split", request.picture.split,
+                 "One picture, its left half before and its right half after")
+        ->group(kGroup);
+    addValueOption(app, "--width", "PIXELS",
+                   "Width of the picture at most (" + std::to_string(request.picture.width) +
+                       " if not given); frames are made smaller to fit, never larger",
+                   [&request](const std::string& text) {
+                       request.picture.width = static_cast<int>(parseReal(
+                           text, preview::kLeastWidth, preview::kGreatestWidth, "pixels"));
+                   })
+        ->group(kGroup);
+}
+
+} // namespace
+
+Command addPreviewCommand(CLI::App& parent) {
+    CLI::App& app = *parent.add_subcommand(
+        "preview", "Draw a frame before and after, with histograms and levels");
+    const auto request = std::make_shared<PreviewRequest>();
+    addInputArgument(app, request->clip, "Video file, image, or image sequence (frame.%04d.png)");
+    addPictureOptions(app, *request);
+    addControlOptions(app, request->effect);
+    addReadingOptions(app, request->clip);
+    app.add_flag("--quiet", request->quiet, "No messages but warnings and errors");
+    app.footer("Example:\n"
+               "  tintwell preview holiday.mp4 --at 1:02.5 --split -o holiday.png");
+    return {&app, [request](const std::atomic<bool>&) { runPreview(*request); }};
+}
+
+} // namespace tintwell::tool
