@@ -26,12 +26,12 @@ public:
     /// The resource directory, up to the end of its section.
     ByteView resources() const {
         constexpr std::uint32_t kIndexOfResources = 2;
-        const std::uint32_t directories = file_.number32(optional() + 108, "the optional header");
-        const std::uint64_t entry = optional() + 112 + std::uint64_t{8} * kIndexOfResources;
-        const std::uint32_t address =
-            directories > kIndexOfResources ? file_.number32(entry, "the optional header") : 0;
+        const std::uint64_t count = optional() + 108;
+        const std::uint64_t entry = count + 4 + std::uint64_t{8} * kIndexOfResources;
+        const bool hasEntry = file_.number32(count, "the optional header") > kIndexOfResources;
+        const std::uint32_t address = hasEntry ? file_.number32(entry, "the optional header") : 0;
         if (address == 0) {
-            throw FormatError(file_.place(entry), "the module has no resources");
+            throw FormatError(file_.place(hasEntry ? entry : count), "the module has no resources");
         }
         return fromAddress(address);
     }
@@ -40,10 +40,11 @@ public:
     ByteView fromAddress(std::uint32_t address) const {
         constexpr std::uint64_t kSectionHeaderBytes = 40;
         const std::uint16_t count = file_.number16(common_ + 2, "the header");
-        const std::uint64_t table = optional() + file_.number16(common_ + 16, "the header");
+        const ByteView table = file_.part(optional() + file_.number16(common_ + 16, "the header"),
+                                          count * kSectionHeaderBytes, "the section table");
         for (std::uint64_t i = 0; i < count; ++i) {
-            const ByteView header = file_.part(table + i * kSectionHeaderBytes, kSectionHeaderBytes,
-                                               "the section table");
+            const ByteView header =
+                table.part(i * kSectionHeaderBytes, kSectionHeaderBytes, "a section's header");
             const std::uint32_t first = header.number32(12, "a section's address");
             const std::uint32_t size = header.number32(16, "a section's size");
             if (address >= first && address - first < size) {
@@ -52,8 +53,8 @@ public:
                                   size - (address - first), "a section");
             }
         }
-        throw FormatError(file_.place(table), "no section holds address " +
-                                                  std::to_string(address) + " of the resources");
+        throw FormatError(table.place(0), "no section holds address " + std::to_string(address) +
+                                              " of the resources");
     }
 
 private:

@@ -24,7 +24,7 @@ public:
     /// Keeps the block in place of the one that was kept longest.
     void give(Block block) {
         if (block.size <= kLargest) {
-            std::ranges::rotate(blocks_, blocks_.end() - 1);
+            std::rotate(blocks_.begin(), blocks_.end() - 1, blocks_.end());
             blocks_.front() = std::move(block);
         }
     }

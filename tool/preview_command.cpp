@@ -59,12 +59,12 @@ host::ControlTracks controlsAt(const host::ControlTracks& controls, std::int64_t
     return values;
 }
 
-/// A value stays in one line with its name.
+/// A value stays in one line with its name, which is not broken at its hyphens.
 std::string keptTogether(const std::string& list) {
     std::string text;
     for (const char c : list) {
         const bool within = c == ' ' && !text.empty() && text.back() != ',';
-        text += within ? "\u00a0" : std::string(1, c);
+        text += within ? "\u00a0" : c == '-' ? "\u2011" : std::string(1, c);
     }
     return text;
 }
