@@ -1,0 +1,153 @@
+// What is damaged is rendered as far as it can be read, with a warning; what cannot be is refused,
+// and whatever happens, nothing that the user has is lost.
+
+#include "command_line_test.h"
+
+#include <chrono>
+#include <csignal>
+#include <random>
+#include <sys/resource.h>
+#include <thread>
+
+namespace tintwell::tool {
+namespace {
+
+class BadMediaTest : public CommandLineTest {
+protected:
+    static constexpr int kFrames = 60;
+
+    BadMediaTest() {
+        ffmpeg("-f lavfi -i testsrc2=size=160x90:rate=25 -f lavfi -i sine -frames:v 60 -t 2.4 "
+               "-c:v libx264 -g 12 -c:a aac -pix_fmt yuv420p good.mkv");
+        for (const char* name : {"good.ts", "good.mp4", "-movflags +faststart fast.mp4",
+                                 "-an raw.h264", "-vn sound.m4a"}) {
+            ffmpeg(std::string("-i good.mkv -c copy ") + name);
+        }
+    }
+
+    std::string good(const char* name) const { return contentOf(work_ / name); }
+
+    int frameCount(const std::string& name) const {
+        ffmpeg("-i " + name + " -map 0:v -fps_mode passthrough -f framecrc count.txt");
+        const std::string list = contentOf(work_ / "count.txt");
+        return static_cast<int>(std::count(list.begin(), list.end(), '\n') -
+                                std::count(list.begin(), list.end(), '#'));
+    }
+};
+
+std::string withoutASixth(std::string clip) {
+    return clip.replace(clip.size() / 3, clip.size() / 6, clip.size() / 6, '\0');
+}
+
+std::string withWrongBytes(std::string clip) {
+    std::minstd_rand random(2);
+    for (int i = 0; i < 200; ++i) {
+        char& byte = clip[clip.size() / 4 + random() % (clip.size() / 2)];
+        byte = static_cast<char>(byte ^ 0x5a);
+    }
+    return clip;
+}
+
+TEST_F(BadMediaTest, WhatCanBeDecodedIsRenderedWithAWarning) {
+    write("cut.mkv", good("good.mkv").substr(0, good("good.mkv").size() / 2));
+    write("cut.mp4", good("fast.mp4").substr(0, good("fast.mp4").size() / 2));
+    write("hole.mkv", withoutASixth(good("good.mkv")));
+    write("wrong.ts", withWrongBytes(good("good.ts")));
+    ffmpeg("-i good.mkv -an -c:v libx264 -pix_fmt yuv444p -f mpegts other.ts");
+    write("formats.ts", good("good.ts") + good("other.ts"));
+    ffmpeg("-i good.mkv -frames:v 6 s%d.png");
+    fs::remove(work_ / "s5.png");
+
+    struct Case {
+        const char* input;
+        int leastFrames;
+        int mostFrames;
+        const char* warning;
+    };
+
+    for (const auto& [input, least, most, warning] :
+         {Case{"cut.mkv", 10, kFrames - 1, "seems to be cut off"},
+          Case{"cut.mp4", 10, kFrames - 1, "seems to be cut off"},
+          Case{"hole.mkv", 10, kFrames - 1, "missing between others"},
+          Case{"wrong.ts", 10, kFrames, "of the video are damaged"},
+          Case{"formats.ts", 2 * kFrames, 2 * kFrames, ""}, Case{"raw.h264", kFrames, kFrames, ""},
+          Case{"s%d.png", 4, 4, "s5.png is missing"}}) {
+        const Outcome outcome =
+            run({"render", input, "out.mkv", "--overwrite", "--temporal-smoothing", "0.4"});
+        EXPECT_EQ(outcome.exitCode, 0) << input << outcome.err;
+        EXPECT_NE(outcome.err.find(warning), std::string::npos) << outcome.err;
+        const int frames = frameCount("out.mkv");
+        EXPECT_TRUE(frames >= least && frames <= most) << input << frames;
+    }
+}
+
+TEST_F(BadMediaTest, WhatCannotBeRenderedIsRefusedAndLeavesNothing) {
+    write("cut.mp4", good("good.mp4").substr(0, good("good.mp4").size() / 2));
+    write("empty.mp4", "");
+    write("nothing.y4m", clipHeader());
+    ffmpeg("-i good.mkv -an -c:v libx264 -vf scale=80:46 -f mpegts small.ts");
+    write("sizes.ts", good("good.ts") + good("small.ts"));
+    fs::create_symlink("good.mkv", work_ / "link.mkv");
+    fs::create_hard_link(work_ / "good.mkv", work_ / "hard.mkv");
+    fs::create_directory(work_ / "folder.mkv");
+    const std::string before = good("good.mkv");
+    for (const auto& [input, output, part] : std::vector<std::array<const char*, 3>>{
+             {"cut.mp4", "out.mkv", "moov atom not found"},
+             {"empty.mp4", "out.mkv", "not a media file"},
+             {"nothing.y4m", "out.mkv", "no picture"},
+             {"sizes.ts", "out.mkv", "size changes from 160x90 to 80x46 at frame 60"},
+             {"sound.m4a", "out.mkv", "no video stream"},
+             {"folder.mkv", "out.mkv", "is a directory"},
+             {"good.mkv", "folder.mkv", "folder.mkv"},
+             {"good.mkv", "good.mkv", "is the input"},
+             {"good.mkv", "link.mkv", "is the input"},
+             {"good.mkv", "hard.mkv", "is the input"},
+             {"good.mkv", "/dev/full", "/dev/full"}}) {
+        expectRefusal({"render", input, output, "--overwrite"}, 1, {part});
+    }
+    EXPECT_EQ(good("good.mkv"), before);
+
+    rlimit limit{};
+    getrlimit(RLIMIT_FSIZE, &limit);
+    const rlimit small{20000, limit.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &small);
+    for (const char* output : {"out.mkv", "out%d.bmp"}) {
+        expectRefusal({"render", "good.mkv", output, "--quiet"}, 1, {output, "File too large"});
+    }
+    setrlimit(RLIMIT_FSIZE, &limit);
+}
+
+TEST_F(BadMediaTest, StoppedAtAnyMomentItLeavesTheOldOutputOrTheWholeNewOne) {
+    constexpr int kMoments = 24;
+    const std::string old = "what was there";
+    int stopped = 0;
+    for (int i = 0; i < kMoments; ++i) {
+        const int signal = std::array{SIGINT, SIGTERM, SIGKILL}[static_cast<std::size_t>(i % 3)];
+        write("out.mkv", old);
+        const std::set<std::string> before = filesInWork();
+        const int input = open("/dev/null", O_RDONLY | O_CLOEXEC);
+        const pid_t child = start({"render", "good.mkv", "out.mkv", "--overwrite",
+                                   "--temporal-smoothing", "0.4", "--video-codec", "ffv1"},
+                                  input);
+        close(input);
+        std::this_thread::sleep_for(std::chrono::milliseconds(8 * i));
+        kill(child, signal);
+        const Outcome outcome = finish(child);
+        if (contentOf(work_ / "out.mkv") == old) {
+            ++stopped;
+            EXPECT_TRUE(outcome.exitCode == -signal || outcome.exitCode == 128 + signal)
+                << outcome.exitCode;
+        } else {
+            EXPECT_EQ(frameCount("out.mkv"), kFrames);
+            fs::remove(work_ / "count.txt");
+        }
+        for (const std::string& name : filesInWork()) {
+            const bool left = signal == SIGKILL && name.find(".partial-") != std::string::npos;
+            EXPECT_TRUE(left || before.contains(name)) << name;
+        }
+    }
+    EXPECT_GT(stopped, 0);
+}
+
+} // namespace
+} // namespace tintwell::tool

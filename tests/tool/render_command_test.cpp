@@ -1,0 +1,202 @@
+#include "command_line_test.h"
+
+#include <nlohmann/json.hpp>
+
+#include <chrono>
+#include <csignal>
+#include <random>
+#include <thread>
+
+namespace tintwell::tool {
+namespace {
+
+TEST_F(CommandLineTest, RenderWritesTheClipAndTheSummary) {
+    const Outcome outcome =
+        run({"render", "--encoder-option", "slices=4", "clip.y4m", "out.mkv", "--video-codec",
+             "ffv1", "--frames", "2-7", "--json", "--progress", "json"});
+    ASSERT_EQ(outcome.exitCode, 0) << outcome.err;
+    const auto summary = nlohmann::json::parse(outcome.out);
+    EXPECT_EQ(summary.at("frames"), 6);
+    EXPECT_EQ(summary.at("width"), 64);
+    EXPECT_EQ(summary.at("output"), "out.mkv");
+    EXPECT_EQ(summary.at("video_codec"), "ffv1");
+    EXPECT_GT(fs::file_size(work_ / "out.mkv"), 0U);
+    EXPECT_EQ(filesInWork(), (std::set<std::string>{"clip.y4m", "out.mkv"}));
+    std::istringstream lines(outcome.err);
+    std::string line;
+    ASSERT_TRUE(std::getline(lines, line));
+    EXPECT_EQ(nlohmann::json::parse(line).at("event"), "end");
+    ASSERT_TRUE(std::getline(lines, line));
+    EXPECT_NE(line.find("out.mkv: 6 frames of 64x48"), std::string::npos) << line;
+
+    ASSERT_TRUE(std::getline(lines, line));
+    EXPECT_NE(line.find("the correction changed the average pixel by"), std::string::npos) << line;
+    EXPECT_GT(summary.at("correction").at("strength"), 1.0);
+
+    const Outcome again = run({"render", "clip.y4m", "out.mkv", "--overwrite", "--quiet"});
+    EXPECT_EQ(again.exitCode, 0);
+    EXPECT_EQ(again.out + again.err, "");
+}
+
+TEST_F(CommandLineTest, DryRunTellsThePlanAndWritesNothing) {
+    const Outcome outcome = run({"render", "clip.y4m", "out.mkv", "--dry-run", "--json", "--frames",
+                                 "2-7", "--temporal-smoothing", "0.2", "--depth", "16"});
+    ASSERT_EQ(outcome.exitCode, 0) << outcome.err;
+    const auto plan = nlohmann::json::parse(outcome.out);
+    EXPECT_EQ(plan.at("frames"), 6);
+    EXPECT_EQ(plan.at("depth"), 16);
+    EXPECT_EQ(plan.at("video_codec"), "libx264");
+    EXPECT_EQ(plan.at("neighbours"), 4); // half of five frames, rounded up, and the one beyond
+    EXPECT_EQ(plan.at("controls").at("temporal-smoothing"), 0.2);
+    EXPECT_EQ(filesInWork(), std::set<std::string>{"clip.y4m"});
+}
+
+TEST_F(CommandLineTest, OptionsReplaceWhatTheControlsFileSays) {
+    write("c.json", R"({"version": 1, "controls": {"blend-with-original": [
+        {"frame": 0, "value": 0}, {"frame": 9, "value": 100}]}})");
+    const auto render = [this](const Arguments& more) {
+        Arguments arguments{"render", "clip.y4m", "-", "--output-format", "yuv4mpegpipe"};
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        const Outcome outcome = run(arguments);
+        EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
+        return outcome.out;
+    };
+    const std::string corrected = render({});
+    const std::string original = render({"--blend-with-original", "100"});
+    const std::string keyframed = render({"--controls", "c.json"});
+    EXPECT_EQ(render({"--controls", "c.json", "--blend-with-original", "100"}), original);
+    ASSERT_EQ(keyframed.size(), original.size());
+    const std::size_t frame = clipFrame(0).size();
+    const std::size_t header = original.size() - kClipFrames * frame;
+    EXPECT_NE(corrected, original);
+    EXPECT_EQ(keyframed.substr(header, frame), corrected.substr(header, frame));
+    EXPECT_EQ(keyframed.substr(keyframed.size() - frame), original.substr(original.size() - frame));
+    EXPECT_NE(keyframed.substr(header + 5 * frame, frame),
+              original.substr(header + 5 * frame, frame));
+}
+
+TEST_F(CommandLineTest, StandardInputAndOutputCarryTheSameFramesAsFiles) {
+    const Arguments output{"-", "--output-format", "yuv4mpegpipe"};
+    Arguments fromFile{"render", "clip.y4m"};
+    Arguments fromPipe{"render", "-"};
+    fromFile.insert(fromFile.end(), output.begin(), output.end());
+    fromPipe.insert(fromPipe.end(), output.begin(), output.end());
+    const Outcome file = run(fromFile);
+    const Outcome pipe = run(fromPipe, work_ / "clip.y4m");
+    ASSERT_EQ(file.exitCode, 0) << file.err;
+    ASSERT_EQ(pipe.exitCode, 0) << pipe.err;
+    EXPECT_GT(file.out.size(), kClipFrames * (clipFrame(0).size() - 1));
+    EXPECT_EQ(pipe.out, file.out);
+}
+
+/// A smoothed frame depends on frames before and after it, rendered or not.
+TEST_F(CommandLineTest, SmoothedRangesAreThoseOfTheWholeClipFromFileAndPipe) {
+    constexpr int kFrames = 24;
+    write("long.y4m", clip(kFrames));
+    write("keys.json", R"({"version": 1, "controls": {"temporal-smoothing": [
+        {"frame": 0, "value": 0}, {"frame": 9, "value": 0, "interpolation": "hold"},
+        {"frame": 10, "value": 0.5}]}})");
+    const auto render = [this](const std::string& input, Arguments arguments) {
+        arguments.insert(arguments.begin(),
+                         {"render", input, "-", "--output-format", "yuv4mpegpipe"});
+        const Outcome outcome = run(arguments, work_ / "long.y4m");
+        EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
+        return outcome.out;
+    };
+    const std::size_t frame = clipFrame(0).size();
+    const std::string plain = render("long.y4m", {});
+    for (const Arguments& smoothing : {Arguments{"--temporal-smoothing", "0.3"},
+                                       Arguments{"--temporal-smoothing", "2", "--scene-detect"},
+                                       Arguments{"--controls", "keys.json"}}) {
+        const std::string whole = render("long.y4m", smoothing);
+        const std::size_t header = whole.size() - kFrames * frame;
+        EXPECT_NE(whole, plain);
+        EXPECT_EQ(render("-", smoothing), whole);
+        for (const auto& [first, last] :
+             std::vector<std::pair<int, int>>{{0, 2}, {5, 16}, {11, 11}, {20, 23}, {23, 23}}) {
+            Arguments range = smoothing;
+            range.insert(range.end(),
+                         {"--frames", std::to_string(first) + "-" + std::to_string(last)});
+            const std::string expected =
+                whole.substr(0, header) +
+                whole.substr(header + static_cast<std::size_t>(first) * frame,
+                             static_cast<std::size_t>(last - first + 1) * frame);
+            EXPECT_TRUE(render("long.y4m", range) == expected) << first << " from a file";
+            EXPECT_TRUE(render("-", range) == expected) << first << " from a pipe";
+        }
+    }
+}
+
+TEST_F(CommandLineTest, LongClipsAreSmoothedAcrossWhereTheModuleForgets) {
+    constexpr std::size_t kFrames = 4120;
+    constexpr std::size_t kFrame = 6 + 16 * 8 * 3 / 2;
+    std::string text = "YUV4MPEG2 W16 H8 F25:1 Ip A1:1 C420jpeg\n";
+    std::minstd_rand random(1);
+    for (std::size_t i = 0; i < kFrames; ++i) {
+        text += "FRAME\n";
+        std::generate_n(std::back_inserter(text), kFrame - 6,
+                        [&] { return static_cast<char>(100 + random() % 50); });
+    }
+    write("long.y4m", text);
+    const auto render = [this](const Arguments& range) {
+        Arguments arguments{"render", "long.y4m",        "-",           "--temporal-smoothing",
+                            "1",      "--output-format", "yuv4mpegpipe"};
+        arguments.insert(arguments.end(), range.begin(), range.end());
+        return run(arguments).out;
+    };
+    const std::string range = render({"--frames", "4080-4112"});
+    const std::size_t header = range.size() - 33 * kFrame;
+    EXPECT_TRUE(render({}).substr(header + 4080 * kFrame, 33 * kFrame) == range.substr(header));
+}
+
+TEST_F(CommandLineTest, AWindowThatAPipeCannotHoldIsForFilesOnly) {
+    const std::string header = "YUV4MPEG2 W1920 H1080 F25:1 Ip A1:1 C420jpeg\nFRAME\n";
+    write("large.y4m", header + std::string(1920 * 1080 * 3 / 2, '\x78'));
+    const std::set<std::string> before = filesInWork();
+    const auto render = [&](const std::string& input, const std::string& seconds) {
+        return run({"render", input, "out.mkv", "--temporal-smoothing", seconds, "--video-codec",
+                    "rawvideo", "--overwrite"},
+                   work_ / "large.y4m");
+    };
+    const Outcome refused = render("-", "10");
+    EXPECT_EQ(refused.exitCode, 1);
+    EXPECT_EQ(filesInWork(), before);
+    const std::string fit = "up to 3.2 seconds fit";
+    EXPECT_NE(refused.err.find("standard input: smoothing over 10"), std::string::npos);
+    EXPECT_NE(refused.err.find(fit), std::string::npos) << refused.err;
+    EXPECT_EQ(render("-", "3.2").exitCode, 0);
+    EXPECT_EQ(render("large.y4m", "10").exitCode, 0);
+}
+
+TEST_F(CommandLineTest, InterruptRemovesThePartialFileAndExits130) {
+    std::signal(SIGPIPE, SIG_IGN);
+    int ends[2] = {};
+    ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    const pid_t child = start({"render", "-", "out.mkv", "--video-codec", "ffv1"}, ends[0]);
+    close(ends[0]);
+    // The clip never ends; the signal comes once part of the output exists.
+    std::string chunk = clipHeader();
+    bool interrupted = false;
+    int frame = 0;
+    siginfo_t state{};
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    while (waitid(P_PID, static_cast<id_t>(child), &state, WEXITED | WNOHANG | WNOWAIT) == 0 &&
+           state.si_pid == 0 && std::chrono::steady_clock::now() < deadline) {
+        if (::write(ends[1], chunk.data(), chunk.size()) < 0) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        chunk = clipFrame(frame++);
+        if (!interrupted && filesInWork().size() > 1) {
+            kill(child, SIGINT);
+            interrupted = true;
+        }
+    }
+    close(ends[1]);
+    const Outcome outcome = finish(child);
+    EXPECT_TRUE(interrupted);
+    EXPECT_EQ(outcome.exitCode, 130) << outcome.err;
+    EXPECT_EQ(filesInWork(), std::set<std::string>{"clip.y4m"});
+}
+
+} // namespace
+} // namespace tintwell::tool
