@@ -104,9 +104,9 @@ CommandLine::CommandLine() : app_("Automatic colour correction for video", "tint
     app_.require_subcommand(0, 1);
     commands_.push_back(addRenderCommand(app_));
     commands_.push_back(addAnalyzeCommand(app_));
-    commands_.push_back(addLutCommand(app_));
-    commands_.push_back(addReportCommand(app_));
     commands_.push_back(addPreviewCommand(app_));
+    commands_.push_back(addReportCommand(app_));
+    commands_.push_back(addLutCommand(app_));
     commands_.push_back(addControlsCommand(app_));
     commands_.push_back(addDeclarationCommand(app_));
     commands_.push_back(addCompletionCommand(app_));
