@@ -42,8 +42,9 @@ std::optional<media::ReadItem> nextFrame(media::ClipReader& reader) {
 [[noreturn]] void throwNothingShown(const WalkOptions& options, double seconds, bool early,
                                     double edge) {
     char text[128];
-    std::snprintf(text, sizeof text, ": shows no frame at %.10g seconds; its %s frame begins at %.3f",
-                  seconds, early ? "first" : "last", edge);
+    std::snprintf(text, sizeof text,
+                  ": shows no frame at %.10g seconds; its %s frame begins at %.3f", seconds,
+                  early ? "first" : "last", edge);
     throw media::MediaError(media::inputName(options.input) + text);
 }
 
@@ -75,6 +76,9 @@ std::optional<ClipWalk::Picture> ClipWalk::read(std::unique_ptr<host::FrameBuffe
     const std::int64_t first = options_.frames ? options_.frames->first - finder_.reach() : 0;
     while (const std::optional<media::ReadItem> item = reader_.read()) {
         const media::FramePtr& frame = item->frame ? item->frame : item->outside;
+        if (frame && options_.watch) {
+            options_.watch(item->index);
+        }
         if (!frame || item->index < first) {
             continue;
         }
@@ -140,6 +144,9 @@ std::int64_t frameShownAt(const WalkOptions& options, double seconds) {
     double begin = first;
     while (item && begin <= seconds + kTimeTolerance) {
         shown = item->index;
+        if (options.watch) {
+            options.watch(shown);
+        }
         item = nextFrame(reader);
         begin = item ? secondsOf(reader, *item) : begin;
     }

@@ -26,6 +26,9 @@ struct WalkOptions {
     host::ControlTracks controls;
     bool highQuality = true;
     std::vector<SmoothingTrial> trials; ///< see FinderOptions
+    /// Told the index of each frame that is read, wanted or not, from one thread at a time. What it
+    /// throws ends the reading.
+    std::function<void(std::int64_t frame)> watch;
 };
 
 /// Goes through a clip once and finds each frame's correction, exactly as rendering the whole clip

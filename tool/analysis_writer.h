@@ -1,8 +1,10 @@
 #pragma once
 
 #include "host/control_track.h"
+#include "inspect/clip_walk.h"
 #include "inspect/correction_summary.h"
 #include "inspect/frame_findings.h"
+#include "tool/render_options.h"
 
 #include <array>
 #include <cstdint>
@@ -24,6 +26,8 @@ struct AnalysisHeader {
     host::ControlTracks controls;
     bool smoothed = false; ///< anywhere in the clip
 };
+
+AnalysisHeader headerOf(const ClipOptions& clip, const inspect::ClipWalk& walk);
 
 /// Writes the frames of an analysis as they come.
 class AnalysisWriter {

@@ -5,6 +5,7 @@
 #include "tool/analysis_writer.h"
 #include "tool/clip_options.h"
 #include "tool/effect_options.h"
+#include "tool/output_options.h"
 #include "tool/progress_option.h"
 #include "tool/render_pipeline.h"
 #include "tool/summary_text.h"
@@ -21,12 +22,9 @@ namespace {
 struct AnalyzeRequest {
     ClipOptions clip;
     EffectOptions effect;
-    std::string output;
-    bool overwrite = false;
+    OutputOptions output;
     bool csv = false;
     bool json = false;
-    bool quiet = false;
-    ProgressStyle progress = ProgressStyle::Auto;
 };
 
 std::unique_ptr<AnalysisWriter> makeWriter(const AnalyzeRequest& request, TextOutput& output) {
@@ -37,23 +35,11 @@ std::unique_ptr<AnalysisWriter> makeWriter(const AnalyzeRequest& request, TextOu
                        : makeTableWriter(output.stream(), output.isColored());
 }
 
-AnalysisHeader headerOf(const AnalyzeRequest& request, const inspect::ClipWalk& walk) {
-    const ClipOptions& clip = request.clip;
-    const double window = clip.controls[host::Control::TemporalSmoothing].greatestValue();
-    return {clip.input,
-            walk.info().width,
-            walk.info().height,
-            static_cast<int>(walk.depth()),
-            av_q2d(walk.info().frameRate),
-            clip.controls,
-            clip.highQuality && window > 0.0};
-}
-
 /// Lines and a bar that is drawn over and over do not go together on one terminal.
-ProgressStyle progressStyle(const AnalyzeRequest& request, const TextOutput& output) {
-    const bool shared = output.isStandardOutput() && standardOutputIsTerminal();
-    const bool off = request.quiet || shared;
-    return off && request.progress == ProgressStyle::Auto ? ProgressStyle::None : request.progress;
+ProgressStyle progressBeside(const TextOutput& written, const OutputOptions& options) {
+    const bool shared = written.isStandardOutput() && standardOutputIsTerminal();
+    return shared && options.progress == ProgressStyle::Auto ? ProgressStyle::None
+                                                             : progressStyle(options);
 }
 
 inspect::CorrectionSummary writeFrames(inspect::ClipWalk& walk, AnalysisWriter& writer,
@@ -79,10 +65,10 @@ void runAnalyze(AnalyzeRequest& request, const std::atomic<bool>& stop) {
     inspect::WalkOptions options = walkOptions(request.clip);
     options.trials = inspect::adviceTrials();
     inspect::ClipWalk walk(options);
-    TextOutput output(request.output, request.clip.input, request.overwrite);
+    TextOutput output(request.output.path, request.clip.input, request.output.overwrite);
     const auto writer = makeWriter(request, output);
-    const AnalysisHeader header = headerOf(request, walk);
-    const auto progress = makeProgress(progressStyle(request, output));
+    const AnalysisHeader header = headerOf(request.clip, walk);
+    const auto progress = makeProgress(progressBeside(output, request.output));
 
     writer->begin(header);
     inspect::CorrectionSummary summary;
@@ -93,31 +79,21 @@ void runAnalyze(AnalyzeRequest& request, const std::atomic<bool>& stop) {
     writer->end(summary, walk.warnings());
     output.commit();
 
-    for (const std::string& warning : walk.warnings()) {
-        std::cerr << "tintwell: warning: " << warning << "\n";
-    }
-    if (request.csv && !request.quiet) {
+    printWarnings(walk.warnings());
+    if (request.csv && !request.output.quiet) {
         for (const auto& [label, text] : summaryLines(summary, header.smoothed)) {
             std::cerr << "tintwell: " << label << ": " << text << "\n";
         }
     }
-    if (!output.isStandardOutput() && !request.quiet) {
-        std::cerr << "tintwell: wrote " << request.output << "\n";
-    }
+    tellWritten(request.output);
 }
 
-void addOutputOptions(CLI::App& app, AnalyzeRequest& request) {
-    constexpr const char* kGroup = "Output";
+void addFormatOptions(CLI::App& app, AnalyzeRequest& request) {
     auto* csv = app.add_flag("--csv", request.csv, "A line of comma-separated values a frame")
-                    ->group(kGroup);
+                    ->group(kOutputGroup);
     app.add_flag("--json", request.json, "One JSON document with the frames and the summary")
         ->excludes(csv)
-        ->group(kGroup);
-    app.add_option("-o,--output", request.output, "Write to this file, not to standard output")
-        ->type_name("FILE")
-        ->group(kGroup);
-    app.add_flag("--overwrite", request.overwrite, "Replace the output if it exists")
-        ->group(kGroup);
+        ->group(kOutputGroup);
 }
 
 } // namespace
@@ -129,9 +105,8 @@ Command addAnalyzeCommand(CLI::App& parent) {
     addInputArgument(app, request->clip);
     addControlOptions(app, request->effect);
     addClipOptions(app, request->clip);
-    addOutputOptions(app, *request);
-    addProgressOption(app, request->progress);
-    app.add_flag("--quiet", request->quiet, "No progress, and no messages but warnings and errors");
+    addFormatOptions(app, *request);
+    addOutputOptions(app, request->output, "Write to this file, not to standard output");
     app.footer("Example:\n"
                "  tintwell analyze holiday.mp4 --temporal-smoothing 1 --csv -o levels.csv");
     return {&app, [request](const std::atomic<bool>& stop) { runAnalyze(*request, stop); }};

@@ -27,8 +27,11 @@ CLI::Option* addKeyValueOption(CLI::App& app, const std::string& name, const std
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
 }
 
-void addInputArgument(CLI::App& app, ClipOptions& options, const char* help) {
-    app.add_option("INPUT", options.input, help)->required()->type_name("");
+void addInputArgument(CLI::App& app, ClipOptions& options) {
+    app.add_option("INPUT", options.input,
+                   "Video file, image, image sequence (frame.%04d.png), or - for standard input")
+        ->required()
+        ->type_name("");
 }
 
 void addClipOptions(CLI::App& app, ClipOptions& options) {

@@ -21,9 +21,7 @@ namespace tintwell::tool {
 CLI::Option* addKeyValueOption(CLI::App& app, const std::string& name, const std::string& help,
                                std::vector<KeyValue>& target);
 
-void addInputArgument(CLI::App& app, ClipOptions& options,
-                      const char* help = "Video file, image, image sequence (frame.%04d.png), or - "
-                                         "for standard input");
+void addInputArgument(CLI::App& app, ClipOptions& options);
 
 /// How the clip is read and which of its frames.
 void addClipOptions(CLI::App& app, ClipOptions& options);

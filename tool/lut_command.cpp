@@ -5,8 +5,10 @@
 #include "tool/clip_options.h"
 #include "tool/control_values.h"
 #include "tool/effect_options.h"
+#include "tool/frame_search.h"
 #include "tool/lut_formats.h"
 #include "tool/option_values.h"
+#include "tool/output_options.h"
 #include "tool/text_output.h"
 #include "tool/user_error.h"
 
@@ -26,15 +28,13 @@ struct LutRequest {
     ClipOptions clip;
     EffectOptions effect;
     std::optional<double> seconds;   ///< empty: the first frame
-    std::string output;              ///< empty: none
+    OutputOptions output;            ///< none without a path
     std::optional<std::size_t> size; ///< empty: as many entries as the correction has
     bool decision = false;
-    bool overwrite = false;
-    bool quiet = false;
 };
 
 const LutFormat* checkedFormat(const LutRequest& request) {
-    if (request.output.empty()) {
+    if (request.output.path.empty()) {
         if (!request.decision || request.size) {
             throw UserError(request.size
                                 ? "--size is for a table; name a file for it (-o)"
@@ -43,29 +43,28 @@ const LutFormat* checkedFormat(const LutRequest& request) {
         }
         return nullptr;
     }
-    const LutFormat* const format = lutFormatOf(request.output);
+    const LutFormat* const format = lutFormatOf(request.output.path);
     if (format == nullptr) {
         std::string known;
         for (const LutFormat& each : lutFormats()) {
             known += (known.empty() ? "" : ", ") + std::string(each.extension);
         }
-        throw UserError(request.output +
+        throw UserError(request.output.path +
                             ": its name does not tell what to write; the extensions known are " +
                             known,
                         ExitCode::Usage);
     }
     if (request.size && format->holdsDecisions) {
-        throw UserError(request.output + ": a colour decision has no --size; leave it out",
+        throw UserError(request.output.path + ": a colour decision has no --size; leave it out",
                         ExitCode::Usage);
     }
     return format;
 }
 
-LutContent contentFor(const LutRequest& request) {
-    const inspect::WalkOptions options = walkOptions(request.clip);
-    const std::int64_t index =
-        request.seconds ? inspect::frameShownAt(options, *request.seconds) : 0;
-    const inspect::InspectedFrame frame = inspect::inspectFrame(options, index);
+LutContent contentFor(const LutRequest& request, const std::atomic<bool>& stop) {
+    FrameSearch search(walkOptions(request.clip), request.output, stop);
+    const std::int64_t index = search.shownAt(request.seconds);
+    const inspect::InspectedFrame frame = search.inspect(index);
     const host::SampleDepth depth = frame.before.depth();
     return {index,
             frame.findings.seconds,
@@ -91,19 +90,14 @@ std::string decisionsText(const LutContent& content) {
     return text;
 }
 
-void runLut(LutRequest& request) {
-    if (request.seconds && request.clip.input == media::kStandardStream) {
-        throw UserError("--at: standard input cannot be read twice, which finding a frame needs; "
-                        "name a file, or leave --at out for the first frame",
-                        ExitCode::Usage);
-    }
+void runLut(LutRequest& request, const std::atomic<bool>& stop) {
     const LutFormat* const format = checkedFormat(request);
     request.clip.controls = resolveControls(request.effect);
     std::optional<TextOutput> output;
     if (format != nullptr) {
-        output.emplace(request.output, request.clip.input, request.overwrite);
+        output.emplace(request.output.path, request.clip.input, request.output.overwrite);
     }
-    LutContent content = contentFor(request);
+    LutContent content = contentFor(request, stop);
     std::string decisions;
     if (request.decision || format->holdsDecisions) {
         for (std::size_t c = 0; c < content.decisions.size(); ++c) {
@@ -117,38 +111,29 @@ void runLut(LutRequest& request) {
         format->write(output->stream(), content);
         output->commit();
     }
-    if (request.decision || !request.quiet) {
+    if (request.decision || !request.output.quiet) {
         std::cout << decisions;
     }
-    if (format != nullptr && !request.quiet) {
-        std::cerr << "tintwell: wrote " << request.output << "\n";
-    }
+    tellWritten(request.output);
 }
 
 void addLutOptions(CLI::App& app, LutRequest& request) {
-    constexpr const char* kGroup = "Output";
-    addValueOption(app, "--at", "TIME",
-                   "The frame shown at this time: seconds, or hours, minutes and seconds as in "
-                   "1:02:03.5; the first frame if not given",
-                   [&request](const std::string& text) { request.seconds = parseTime(text); });
-    app.add_option("-o,--output", request.output,
-                   "Write to this file, by its extension a table (.cube, .spi1d) or an ASC colour "
-                   "decision (.cdl, .ccc, .cc)")
-        ->type_name("FILE")
-        ->group(kGroup);
+    addTimeOption(app, request.seconds, "the first frame");
+    addOutputOptions(
+        app, request.output,
+        "Write to this file, by its extension a table (.cube, .spi1d) or an ASC colour "
+        "decision (.cdl, .ccc, .cc)");
     addValueOption(app, "--size", "NUMBER",
                    "Entries of a table, 2 to 65536; if not given, as many as the correction itself "
                    "has: 256 at 8 bits and 4097 at 16",
                    [&request](const std::string& text) {
                        request.size = parseCount(text, kLeastSize, kGreatestSize);
                    })
-        ->group(kGroup);
+        ->group(kOutputGroup);
     app.add_flag("--cdl", request.decision,
                  "Print slope, offset and power of each channel, fitted to the table by least "
                  "squares, and by how much the fit is wrong where it is wrong most")
-        ->group(kGroup);
-    app.add_flag("--overwrite", request.overwrite, "Replace the output if it exists")
-        ->group(kGroup);
+        ->group(kOutputGroup);
 }
 
 } // namespace
@@ -161,7 +146,6 @@ Command addLutCommand(CLI::App& parent) {
     addLutOptions(app, *request);
     addControlOptions(app, request->effect);
     addReadingOptions(app, request->clip);
-    app.add_flag("--quiet", request->quiet, "No messages but warnings and errors");
     app.footer(
         "The table holds all that the correction does to an opaque pixel, the blend with the\n"
         "original included, as rendered at the depth the clip is worked at; --depth 16 makes\n"
@@ -170,7 +154,7 @@ Command addLutCommand(CLI::App& parent) {
         "Example:\n"
         "  tintwell lut holiday.mp4 --at 1:02.5 -o holiday.cube\n"
         "  ffmpeg -i holiday.mp4 -vf format=gbrp,lut1d=file=holiday.cube look.mp4");
-    return {&app, [request](const std::atomic<bool>&) { runLut(*request); }};
+    return {&app, [request](const std::atomic<bool>& stop) { runLut(*request, stop); }};
 }
 
 } // namespace tintwell::tool

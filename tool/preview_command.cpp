@@ -8,7 +8,9 @@
 #include "tool/control_catalog.h"
 #include "tool/control_values.h"
 #include "tool/effect_options.h"
+#include "tool/frame_search.h"
 #include "tool/option_values.h"
+#include "tool/output_options.h"
 #include "tool/text_output.h"
 #include "tool/user_error.h"
 
@@ -16,7 +18,6 @@
 #include <cctype>
 #include <cstdio>
 #include <filesystem>
-#include <iostream>
 #include <memory>
 #include <optional>
 
@@ -27,9 +28,7 @@ struct PreviewRequest {
     ClipOptions clip;
     EffectOptions effect;
     std::optional<double> seconds; ///< empty: the first frame
-    std::string output;            ///< empty: named after the input
-    bool overwrite = false;
-    bool quiet = false;
+    OutputOptions output;          ///< named after the input where it has no path
     preview::PreviewOptions picture;
 };
 
@@ -91,45 +90,31 @@ void requirePngName(const std::string& output) {
     }
 }
 
-void runPreview(PreviewRequest& request) {
-    if (request.clip.input == media::kStandardStream) {
-        throw UserError("standard input cannot be read twice, which a preview needs; name a file",
-                        ExitCode::Usage);
-    }
-    requirePngName(request.output);
+void runPreview(PreviewRequest& request, const std::atomic<bool>& stop) {
+    requirePngName(request.output.path);
     request.clip.controls = resolveControls(request.effect);
-    const inspect::WalkOptions options = walkOptions(request.clip);
-    const std::int64_t index =
-        request.seconds ? inspect::frameShownAt(options, *request.seconds) : 0;
-    const std::string path =
-        request.output.empty() ? nameFor(request.clip.input, index) : request.output;
-    TextOutput output(path, request.clip.input, request.overwrite);
-    const inspect::InspectedFrame frame = inspect::inspectFrame(options, index);
+    FrameSearch search(walkOptions(request.clip), request.output, stop);
+    const std::int64_t index = search.shownAt(request.seconds);
+    if (request.output.path.empty()) {
+        request.output.path = nameFor(request.clip.input, index);
+    }
+    TextOutput output(request.output.path, request.clip.input, request.output.overwrite);
+    const inspect::InspectedFrame frame = search.inspect(index);
     request.picture.title = titleOf(request.clip.input, frame.findings);
     request.picture.caption = captionOf(request, frame.findings);
     preview::drawPreview(frame, request.picture).writePng(output.stream());
     output.commit();
-    if (!output.isStandardOutput() && !request.quiet) {
-        std::cerr << "tintwell: wrote " << path << "\n";
-    }
+    tellWritten(request.output);
 }
 
 void addPictureOptions(CLI::App& app, PreviewRequest& request) {
-    constexpr const char* kGroup = "Output";
-    addValueOption(app, "--at", "TIME",
-                   "The frame shown at this time: seconds, or hours, minutes and seconds as in "
-                   "1:02:03.5; the first frame if not given",
-                   [&request](const std::string& text) { request.seconds = parseTime(text); });
-    app.add_option("-o,--output", request.output,
-                   "Write to this PNG file; if not given, to INPUT-preview-FRAME.png in the "
-                   "current folder, - for standard output")
-        ->type_name("FILE")
-        ->group(kGroup);
-    app.add_flag("--overwrite", request.overwrite, "Replace the output if it exists")
-        ->group(kGroup);
+    addTimeOption(app, request.seconds, "the first frame");
+    addOutputOptions(app, request.output,
+                     "Write to this PNG file; if not given, to INPUT-preview-FRAME.png in the "
+                     "current folder, - for standard output");
     app.add_flag("--split", request.picture.split,
                  "One picture, its left half before and its right half after")
-        ->group(kGroup);
+        ->group(kOutputGroup);
     addValueOption(app, "--width", "PIXELS",
                    "Width of the picture at most (" + std::to_string(request.picture.width) +
                        " if not given); frames are made smaller to fit, never larger",
@@ -137,7 +122,7 @@ void addPictureOptions(CLI::App& app, PreviewRequest& request) {
                        request.picture.width = static_cast<int>(parseReal(
                            text, preview::kLeastWidth, preview::kGreatestWidth, "pixels"));
                    })
-        ->group(kGroup);
+        ->group(kOutputGroup);
 }
 
 } // namespace
@@ -146,14 +131,13 @@ Command addPreviewCommand(CLI::App& parent) {
     CLI::App& app = *parent.add_subcommand(
         "preview", "Draw a frame before and after, with histograms and levels");
     const auto request = std::make_shared<PreviewRequest>();
-    addInputArgument(app, request->clip, "Video file, image, or image sequence (frame.%04d.png)");
+    addInputArgument(app, request->clip);
     addPictureOptions(app, *request);
     addControlOptions(app, request->effect);
     addReadingOptions(app, request->clip);
-    app.add_flag("--quiet", request->quiet, "No messages but warnings and errors");
     app.footer("Example:\n"
                "  tintwell preview holiday.mp4 --at 1:02.5 --split -o holiday.png");
-    return {&app, [request](const std::atomic<bool>&) { runPreview(*request); }};
+    return {&app, [request](const std::atomic<bool>& stop) { runPreview(*request, stop); }};
 }
 
 } // namespace tintwell::tool

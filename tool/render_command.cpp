@@ -6,6 +6,7 @@
 #include "tool/effect_options.h"
 #include "tool/module_path.h"
 #include "tool/option_values.h"
+#include "tool/output_options.h"
 #include "tool/progress_option.h"
 #include "tool/render_options.h"
 #include "tool/render_pipeline.h"
@@ -156,12 +157,6 @@ void printPlan(const RenderRequest& request, const RenderPlan& plan) {
     std::cout << "Depth:       " << plan.worldDepth << " bits per channel\n"
               << "Module:      " << options.modulePath << "\n"
               << "Nothing was written.\n";
-}
-
-void printWarnings(const std::vector<std::string>& warnings) {
-    for (const std::string& warning : warnings) {
-        std::cerr << "tintwell: warning: " << warning << "\n";
-    }
 }
 
 void showPlan(const RenderRequest& request) {

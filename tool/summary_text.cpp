@@ -84,6 +84,17 @@ std::string cutsText(const inspect::CorrectionSummary& summary) {
 
 } // namespace
 
+AnalysisHeader headerOf(const ClipOptions& clip, const inspect::ClipWalk& walk) {
+    const double window = clip.controls[host::Control::TemporalSmoothing].greatestValue();
+    return {clip.input,
+            walk.info().width,
+            walk.info().height,
+            static_cast<int>(walk.depth()),
+            av_q2d(walk.info().frameRate),
+            clip.controls,
+            clip.highQuality && window > 0.0};
+}
+
 std::string timeText(double seconds) {
     return formatted("%.6f", seconds);
 }

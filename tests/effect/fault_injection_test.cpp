@@ -281,6 +281,12 @@ const Script kScripts[] = {
     {{Command::Render, 5, 0.1}, {Command::Render, 2, 0.1, 1}, {Command::Render, 6, 0.1}},
 };
 
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool kSanitized = true;
+#else
+constexpr bool kSanitized = false;
+#endif
+
 TEST(FaultInjection, EveryFaultIsReportedOnceAndLeavesNothingBehind) {
     // The last one is unknown to the effect, and a handle without memory.
     constexpr ErrorCode kCodes[] = {4, 512, 515, 517, 10000, 10001, 10002, 10003, 4711, -1};
@@ -291,7 +297,8 @@ TEST(FaultInjection, EveryFaultIsReportedOnceAndLeavesNothingBehind) {
         const bool isLast = &script + 1 == std::end(kScripts);
         for (const bool deep : {false, true}) {
             Life life(script, deep, isFirst);
-            const std::size_t codes = deep || isLast ? 1 : std::size(kCodes); // to save time
+            const bool isBrief = deep || isLast || kSanitized; // to save time
+            const std::size_t codes = isBrief ? 1 : std::size(kCodes);
             for (const ErrorCode code : std::span(kCodes).last(codes)) {
                 for (std::size_t k = 1; life.survive({k, code, 0}, failedCalls); ++k) {
                 }
@@ -301,7 +308,7 @@ TEST(FaultInjection, EveryFaultIsReportedOnceAndLeavesNothingBehind) {
         }
     }
     constexpr auto kRender = static_cast<std::size_t>(Command::Render);
-    EXPECT_GT(failedCalls[kRender], 500);
+    EXPECT_GT(failedCalls[kRender], 400);
     EXPECT_GT(failedAllocations[kRender], 300);
 }
 
