@@ -26,14 +26,14 @@ void writeEntries(LevelsRecord& levels, const LevelsPairs& pairs, const Gammas& 
 
 } // namespace
 
-void analyzeFrame(AutoCorrectionMode mode, const PlanarImage& source,
+void analyzeFrame(AutoCorrectionMode mode, const PlanarImage& source, SpareMemory* spares,
                   std::unique_ptr<LevelsRecord>& levels,
                   std::unique_ptr<ChannelHistogram>& histogram) {
     // The luminance is weighed from the samples themselves.
     const bool needsSamples = mode == AutoCorrectionMode::MonochromaticContrast;
     std::optional<LevelImage> converted;
     if (source.bitDepth == 16 && !needsSamples && (!levels || !histogram)) {
-        converted.emplace(source);
+        converted.emplace(source, spares);
     }
     const PlanarImage& image = converted ? converted->image() : source;
     if (!histogram) {
@@ -42,18 +42,18 @@ void analyzeFrame(AutoCorrectionMode mode, const PlanarImage& source,
     }
     if (!levels) {
         levels = std::make_unique<LevelsRecord>();
-        computeAutoLevels(mode, *levels, *histogram, 0, image);
+        computeAutoLevels(mode, *levels, *histogram, 0, image, spares);
     }
 }
 
 void computeAutoLevels(AutoCorrectionMode mode, LevelsRecord& levels,
                        const ChannelHistogram& histogram, std::size_t entryIndex,
-                       const PlanarImage& image) {
+                       const PlanarImage& image, SpareMemory* spares) {
     LevelsPairs pairs;
     Gammas gammas = kNeutralGammas;
     switch (mode) {
     case AutoCorrectionMode::ColorSearch:
-        findToneLevels(pairs, gammas, histogram, image);
+        findToneLevels(pairs, gammas, histogram, image, spares);
         writeEntries(levels, pairs, gammas);
         break;
     case AutoCorrectionMode::MonochromaticContrast:

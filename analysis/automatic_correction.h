@@ -6,6 +6,7 @@
 #include "analysis/correction_mode.h"
 #include "apply/levels_record.h"
 #include "effect/planar_image.h"
+#include "memory/frame_memory.h"
 
 #include <memory>
 
@@ -13,8 +14,9 @@ namespace tintwell {
 
 /// Fills the slots that are empty: the histogram is gathered from the image, the levels are found
 /// from the histogram in its slot with the image's clips and snap flag. A slot that holds a record
-/// keeps it untouched. The caller owns both. Throws std::bad_alloc.
-void analyzeFrame(AutoCorrectionMode mode, const PlanarImage& source,
+/// keeps it untouched. The caller owns both. `spares`, for what is made on the way, may be null.
+/// Throws std::bad_alloc.
+void analyzeFrame(AutoCorrectionMode mode, const PlanarImage& source, SpareMemory* spares,
                   std::unique_ptr<LevelsRecord>& levels,
                   std::unique_ptr<ChannelHistogram>& histogram);
 
@@ -22,6 +24,6 @@ void analyzeFrame(AutoCorrectionMode mode, const PlanarImage& source,
 /// writes its single entry; the other modes do not use it.
 void computeAutoLevels(AutoCorrectionMode mode, LevelsRecord& levels,
                        const ChannelHistogram& histogram, std::size_t entryIndex,
-                       const PlanarImage& image);
+                       const PlanarImage& image, SpareMemory* spares);
 
 } // namespace tintwell

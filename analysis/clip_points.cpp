@@ -6,6 +6,7 @@
 
 #include "analysis/clip_points.h"
 
+#include "numeric/level_scale.h"
 #include "numeric/rounding.h"
 
 #include <algorithm>
@@ -13,8 +14,6 @@
 
 namespace tintwell {
 namespace {
-
-constexpr int kTop = 255;
 
 struct Scan {
     int bin;             ///< where it stopped
@@ -28,7 +27,7 @@ bool stopsAt(const LevelCounts& counts, int bin, double passed, std::int32_t tar
 
 /// Walks from bin 0 up (step 1) or from bin 255 down (step -1), at the latest to `bound`.
 Scan scan(const LevelCounts& counts, int step, int bound, std::int32_t target) {
-    int bin = step > 0 ? 0 : kTop;
+    int bin = step > 0 ? 0 : kTopLevel;
     double passed = 0.0;
     while (bin != bound && !stopsAt(counts, bin, passed, target)) {
         passed += counts[static_cast<std::size_t>(bin)];
@@ -43,7 +42,7 @@ Scan scanUp(const LevelCounts& counts, int bound, std::int32_t target) {
 
 /// A low clip point at the top leaves no room to scan.
 Scan scanDown(const LevelCounts& counts, int low, std::int32_t target) {
-    return low == kTop ? Scan{kTop, 0} : scan(counts, -1, low, target);
+    return low == kTopLevel ? Scan{kTopLevel, 0} : scan(counts, -1, low, target);
 }
 
 /// Largest clipped counts over the channels.
@@ -55,7 +54,7 @@ struct Clipped {
 ClipPoints clipByShare(const LevelCounts& counts, const AutoCorrectionOptions& options,
                        Clipped& largest) {
     const double unit = std::accumulate(counts.begin(), counts.end(), 0.0) / 10000.0;
-    const Scan low = scanUp(counts, kTop, nearest(options.blackClip * unit));
+    const Scan low = scanUp(counts, kTopLevel, nearest(options.blackClip * unit));
     const Scan high = scanDown(counts, low.bin, nearest(options.whiteClip * unit));
     largest.black = std::max(largest.black, low.passed);
     largest.white = std::max(largest.white, high.passed);
@@ -83,7 +82,7 @@ AutoCorrectionOptions optionsFor(const PlanarImage& image) {
 
 std::array<ClipPoints, 3> findClipPoints(const ChannelCounts& channels,
                                          const AutoCorrectionOptions& options) {
-    std::array<ClipPoints, 3> points{{{0, kTop}, {0, kTop}, {0, kTop}}};
+    std::array<ClipPoints, 3> points{{{0, kTopLevel}, {0, kTopLevel}, {0, kTopLevel}}};
     Clipped largest;
     for (std::size_t c = 0; c < channels.size(); ++c) {
         if (channels[c] != nullptr) {

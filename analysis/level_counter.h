@@ -7,7 +7,8 @@
 
 namespace tintwell {
 
-/// Pixels per level 0..255.
+/// Pixels per level 0..255. Here and wherever else pixels are counted a count has 32 bits: it wraps
+/// in a frame of 2^32 pixels or more.
 using LevelCounts = std::array<std::uint32_t, 256>;
 
 /// Counts levels by pairs: one addition serves two neighbours, and neighbours are so alike that the
@@ -18,7 +19,7 @@ public:
 
     void add(const std::uint8_t* levels, std::size_t count);
 
-    /// The counts so far; begins anew. A picture of 2^32 pixels or more wraps.
+    /// The counts so far; begins anew.
     LevelCounts take();
 
 private:

@@ -9,7 +9,7 @@ namespace tintwell {
 /// at levels only, need not convert at each of its looks. The alpha plane is not filled.
 class LevelImage {
 public:
-    explicit LevelImage(const PlanarImage& deep);
+    LevelImage(const PlanarImage& deep, SpareMemory* spares);
 
     const PlanarImage& image() const { return image_; }
 

@@ -6,6 +6,7 @@
 
 #include "analysis/levels_lines.h"
 
+#include "numeric/level_scale.h"
 #include "numeric/rounding.h"
 
 #include <algorithm>
@@ -14,7 +15,6 @@
 namespace tintwell {
 namespace {
 
-constexpr double kTop = 255.0;
 /// Below this ratio of rise to run (or run to rise) a line counts as flat (or upright).
 constexpr double kNegligible = 0.000001;
 
@@ -29,22 +29,23 @@ void extendRisingLine(Point& left, Point& right) {
     const double dx = right.input - left.input;
     if (kNegligible * dy > dx) {
         left.output = 0.0;
-        right.output = kTop;
+        right.output = kTopLevel;
         return;
     }
     if (kNegligible * dx > dy) {
         left.input = 0.0;
-        right.input = kTop;
+        right.input = kTopLevel;
         return;
     }
     const double slope = dy / dx;
     const double outputAtBlack = left.output - slope * left.input;
-    const double outputAtWhite = left.output + slope * (kTop - left.input);
+    const double outputAtWhite = left.output + slope * (kTopLevel - left.input);
     const Point start = left;
     left = outputAtBlack < 0.0 ? Point{start.input - start.output / slope, 0.0}
                                : Point{0.0, outputAtBlack};
-    right = outputAtWhite > kTop ? Point{start.input + (kTop - start.output) / slope, kTop}
-                                 : Point{kTop, outputAtWhite};
+    right = outputAtWhite > kTopLevel
+                ? Point{start.input + (kTopLevel - start.output) / slope, kTopLevel}
+                : Point{kTopLevel, outputAtWhite};
 }
 
 /// How far along the way from the black to the white targets the two colours land.
@@ -56,7 +57,7 @@ struct Stretch {
 Stretch sharedStretch(const Rgb& dark, const Rgb& light, const std::array<ClipPoints, 3>& points) {
     std::array<double, 6> positions{};
     for (std::size_t c = 0; c < 3; ++c) {
-        const double scale = kTop / (light[c] - dark[c]);
+        const double scale = kTopLevel / (light[c] - dark[c]);
         positions[c] = (points[c].low - dark[c]) * scale;
         positions[c + 3] = (points[c].high - dark[c]) * scale;
     }
@@ -67,7 +68,7 @@ Stretch sharedStretch(const Rgb& dark, const Rgb& light, const std::array<ClipPo
         highest = position > highest ? position : highest;
     }
     const double span = highest - lowest;
-    return {-lowest / span, (kTop - lowest) / span};
+    return {-lowest / span, (kTopLevel - lowest) / span};
 }
 
 Rgb grey(double level) {
@@ -92,11 +93,11 @@ LevelsPair toPair(double input, double output) {
 /// where the line leaves through the top or bottom before, the end is there.
 LevelsPair borderPoint(double input, double output, double slope, double border) {
     const double y = border == 0.0 ? output - input * slope : (border - input) * slope + output;
-    if (y >= 0.0 && y <= kTop) {
+    if (y >= 0.0 && y <= kTopLevel) {
         return toPair(border, y);
     }
     const bool leavesAtTop = (border == 0.0) == (slope <= 0.0);
-    return leavesAtTop ? toPair(input + (kTop - output) / slope, kTop)
+    return leavesAtTop ? toPair(input + (kTopLevel - output) / slope, kTopLevel)
                        : toPair(input - output / slope, 0.0);
 }
 
@@ -106,7 +107,7 @@ void widenInputs(LevelsPair& blackPair, LevelsPair& whitePair, int minimumSpan) 
     const int deficit = minimumSpan + black - white;
     white += deficit / 2;
     black -= (deficit + 1) / 2;
-    const int aboveTop = std::max(0, white - 255);
+    const int aboveTop = std::max(0, white - kTopLevel);
     white -= aboveTop;
     black -= aboveTop;
     const int belowZero = std::max(0, -black);
@@ -117,7 +118,7 @@ void widenInputs(LevelsPair& blackPair, LevelsPair& whitePair, int minimumSpan) 
     const double whiteOutput = whitePair.output;
     const double slope = (whiteOutput - blackOutput) / (white - black);
     blackPair = borderPoint(black, blackOutput, slope, 0.0);
-    whitePair = borderPoint(white, whiteOutput, slope, kTop);
+    whitePair = borderPoint(white, whiteOutput, slope, kTopLevel);
 }
 
 } // namespace
@@ -131,8 +132,8 @@ void extendLevelsLine(LevelsLine& line) {
     }
     const bool falling = left.output > right.output;
     const auto mirror = [&] {
-        left.output = kTop - left.output;
-        right.output = kTop - right.output;
+        left.output = kTopLevel - left.output;
+        right.output = kTopLevel - right.output;
     };
     if (falling) {
         mirror();

@@ -9,7 +9,6 @@
 
 #include "analysis/level_rows.h"
 #include "apply/levels_tables.h"
-#include "memory/frame_memory.h"
 #include "numeric/real_functions.h"
 #include "numeric/rounding.h"
 
@@ -63,9 +62,9 @@ private:
 /// itself, its left neighbour and the two above them.
 class NeutralPixels {
 public:
-    NeutralPixels(LevelRows& levels, const LevelsPairs& pairs)
+    NeutralPixels(LevelRows& levels, const LevelsPairs& pairs, SpareMemory* spares)
         : levels_(levels), rowIndices_(std::max<std::size_t>(levels.rowPixels(), 1) - 1),
-          indices_(rowIndices_ * rowsOfIndices()) {
+          indices_(makeFrameMemory(rowIndices_ * rowsOfIndices(), spares)) {
         NeutralityRows neutralities(levels, pairs);
         std::vector<std::uint8_t> above(levels.rowPixels());
         std::vector<std::uint8_t> own(levels.rowPixels());
@@ -101,7 +100,7 @@ private:
         return static_cast<std::size_t>(std::max(levels_.rows(), 1) - 1);
     }
 
-    std::uint8_t* indices() const { return reinterpret_cast<std::uint8_t*>(indices_.data()); }
+    std::uint8_t* indices() const { return reinterpret_cast<std::uint8_t*>(indices_.get()); }
 
     std::uint8_t* row(std::int32_t y) const {
         return indices() + static_cast<std::size_t>(y - 1) * rowIndices_;
@@ -133,18 +132,19 @@ double gammaRatio(const LevelsPair& black, const LevelsPair& white, std::uint8_t
 
 } // namespace
 
-std::optional<Rgb> findNeutralMidtone(const PlanarImage& image, const LevelsPairs& pairs) {
+std::optional<Rgb> findNeutralMidtone(const PlanarImage& image, const LevelsPairs& pairs,
+                                      SpareMemory* spares) {
     LevelRows levels(viewOfPlanes(image));
-    NeutralPixels pixels(levels, pairs);
+    NeutralPixels pixels(levels, pairs, spares);
     const std::optional<TopBand> band =
         findTopBand(pixels.count(), weightOf(pixels.size()), kMidtoneBand);
     return band ? pixels.meanOf(*band) : std::nullopt;
 }
 
 bool snapMidtoneGammas(Gammas& gammas, const LevelsPairs& pairs, const PlanarImage& image,
-                       const RgbBytes& midtoneColor) {
+                       const RgbBytes& midtoneColor, SpareMemory* spares) {
     gammas = kNeutralGammas;
-    const std::optional<Rgb> midtone = findNeutralMidtone(image, pairs);
+    const std::optional<Rgb> midtone = findNeutralMidtone(image, pairs, spares);
     if (!midtone) {
         return false;
     }

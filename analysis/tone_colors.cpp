@@ -9,6 +9,7 @@
 #include "analysis/tone_colors.h"
 
 #include "analysis/level_rows.h"
+#include "numeric/level_scale.h"
 #include "numeric/rounding.h"
 
 #include <algorithm>
@@ -18,7 +19,6 @@
 namespace tintwell {
 namespace {
 
-constexpr int kTop = 255;
 constexpr double kEdgeShare = 0.005;
 constexpr ToneBand kColorBand = {0.05, 0.010000000000000002, 0};
 /// Entries a band is widened by when it ends before its lowest index.
@@ -35,7 +35,7 @@ double totalOf(const LevelCounts& counts) {
 /// Walks from `index` in steps while the budget covers the entries; the index where it stops, or
 /// one step outside the table.
 int walkBudget(const LevelCounts& counts, int index, int step, double budget) {
-    while (index >= 0 && index <= kTop && !(budget < weightAt(counts, index))) {
+    while (index >= 0 && index <= kTopLevel && !(budget < weightAt(counts, index))) {
         budget -= weightAt(counts, index);
         index += step;
     }
@@ -49,7 +49,7 @@ struct BandEnd {
 
 BandEnd findBandEnd(const LevelCounts& counts, double total, const ToneBand& band) {
     const double limit = band.largestShare * total;
-    BandEnd end = {kTop, weightAt(counts, kTop)};
+    BandEnd end = {kTopLevel, weightAt(counts, kTopLevel)};
     while (end.index > band.lowestIndex) {
         const double next = weightAt(counts, end.index - 1);
         if (end.weight + next > limit) {
@@ -93,13 +93,13 @@ private:
 class ToneEnds {
 public:
     /// Both ends reach over the whole table.
-    ToneEnds() : highestLow_(kTop), lowestHigh_(0), top_(0) {}
+    ToneEnds() : highestLow_(kTopLevel), lowestHigh_(0), top_(0) {}
 
     /// Ends that hold enough if the whole image is about like this sample of it.
     explicit ToneEnds(const LevelCounts& sample)
         : highestLow_(endOf(walkBudget(sample, 0, 1, kMargin * kEdgeShare * totalOf(sample)))),
-          lowestHigh_(endOf(
-              walkBudget(sample, kTop, -1, kMargin * kColorBand.largestShare * totalOf(sample)))),
+          lowestHigh_(endOf(walkBudget(sample, kTopLevel, -1,
+                                       kMargin * kColorBand.largestShare * totalOf(sample)))),
           top_(std::max(lowestHigh_ - kWidening, 0)) {}
 
     void add(const std::uint8_t* indices, const kernels::ColorRow& row, std::size_t count) {
@@ -132,7 +132,7 @@ public:
 private:
     static constexpr double kMargin = 1.5;
 
-    static std::uint8_t endOf(int index) { return clampTo<std::uint8_t>(index, 0, kTop); }
+    static std::uint8_t endOf(int index) { return clampTo<std::uint8_t>(index, 0, kTopLevel); }
 
     std::uint8_t highestLow_;
     std::uint8_t lowestHigh_; ///< the band does not fill up before; it may be widened below
@@ -181,7 +181,7 @@ double weightOf(std::size_t pixels) {
 
 std::optional<TopBand> findTopBand(const LevelCounts& counts, double total, const ToneBand& band) {
     const double edgeShare = std::min(kEdgeShare, band.smallestShare);
-    const int edge = walkBudget(counts, kTop, -1, edgeShare * total);
+    const int edge = walkBudget(counts, kTopLevel, -1, edgeShare * total);
     if (!(total > 0.0) || edge < band.lowestIndex) {
         return std::nullopt;
     }
@@ -231,7 +231,7 @@ std::optional<Rgb> TopSums::mean(const TopBand& band) {
     settle();
     Rgb sums = {0.0, 0.0, 0.0};
     double weight = 0.0;
-    for (int k = band.lowest; k <= kTop; ++k) {
+    for (int k = band.lowest; k <= kTopLevel; ++k) {
         const Sums& entry = sums_[static_cast<std::size_t>(k)];
         const double share = static_cast<double>(std::min(k, band.edge) - band.lowest + 1) /
                              (band.edge - band.lowest + 1);
@@ -254,17 +254,17 @@ void findToneColors(ToneSearchContext& context) {
     ToneRows rows(context.image);
     ToneTables tables = gatherTones(rows);
     const std::size_t pixels = rows.pixels();
-    const int brightest = kTop - tables.dark.extreme(pixels);
+    const int brightest = kTopLevel - tables.dark.extreme(pixels);
     const int darkest = tables.light.extreme(pixels);
     if (darkest >= brightest) {
         return;
     }
-    if (const auto color = tables.dark.color(pixels, kTop - (darkest + brightest) / 2)) {
+    if (const auto color = tables.dark.color(pixels, kTopLevel - (darkest + brightest) / 2)) {
         context.darkColor = *color;
         context.hasDarkColor = true;
     }
-    if (const auto color =
-            tables.light.color(pixels, kTop - (kTop - brightest + kTop - darkest) / 2)) {
+    if (const auto color = tables.light.color(
+            pixels, kTopLevel - (kTopLevel - brightest + kTopLevel - darkest) / 2)) {
         context.lightColor = *color;
         context.hasLightColor = true;
     }

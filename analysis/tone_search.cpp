@@ -36,7 +36,7 @@ bool hasEnoughRange(const std::array<ClipPoints, 3>& points) {
 } // namespace
 
 void findToneLevels(LevelsPairs& pairs, Gammas& gammas, const ChannelHistogram& histogram,
-                    const PlanarImage& image) {
+                    const PlanarImage& image, SpareMemory* spares) {
     AutoCorrectionOptions options = optionsFor(image);
     options.snapNeutralMidtones = image.snapNeutralMidtones != 0 ? 1 : 0;
     options.algorithm = kColorSearchAlgorithm;
@@ -53,7 +53,7 @@ void findToneLevels(LevelsPairs& pairs, Gammas& gammas, const ChannelHistogram& 
     const OutputTargets targets = {toRgb(options.shadowColor), toRgb(options.highlightColor)};
     solveLevelsLines(pairs, context, clipPoints, targets, kMinimumInputSpan);
     if (options.snapNeutralMidtones != 0) {
-        snapMidtoneGammas(gammas, pairs, image, options.midtoneColor);
+        snapMidtoneGammas(gammas, pairs, image, options.midtoneColor, spares);
     }
 }
 

@@ -4,12 +4,13 @@
 
 #include "analysis/channel_histogram.h"
 #include "analysis/levels_pairs.h"
+#include "memory/frame_memory.h"
 
 namespace tintwell {
 
 /// Writes pairs and gammas of all channels with the image's clips and snap flag. An image of too
 /// little range gets neutral ones.
 void findToneLevels(LevelsPairs& pairs, Gammas& gammas, const ChannelHistogram& histogram,
-                    const PlanarImage& image);
+                    const PlanarImage& image, SpareMemory* spares);
 
 } // namespace tintwell

@@ -45,18 +45,16 @@ ErrorCode blendWithOriginal(const InterleavedFrame& corrected, const Interleaved
     if (channelOrder != kOrderArgb && channelOrder != kOrderBgra) {
         return error::kUnsupportedChannelOrder;
     }
-    const std::size_t sampleBytes = corrected.bitDepth == 16 ? 2 : 1;
-    const std::size_t rowBytes = corrected.rowPixels() * 4 * sampleBytes;
     const std::int32_t ofOriginal = std::clamp(weight, 0, kFullBlend);
     if (ofOriginal == 0) {
-        copyRows(corrected, *destination, corrected.rows(), rowBytes);
+        copyRows(corrected, *destination, corrected.rows(), corrected.pixelBytes());
     } else if (ofOriginal == kFullBlend) {
-        copyRows(*original, *destination, corrected.rows(), rowBytes);
+        copyRows(*original, *destination, corrected.rows(), corrected.pixelBytes());
     } else {
         const kernels::BlendWeights weights = {static_cast<std::uint32_t>(kFullBlend - ofOriginal),
                                                static_cast<std::uint32_t>(ofOriginal),
                                                channelOrder == kOrderBgra ? 3U : 0U};
-        if (sampleBytes == 2) {
+        if (corrected.bitDepth == 16) {
             blendRows<std::uint16_t>(corrected, *original, *destination, weights);
         } else {
             blendRows<std::uint8_t>(corrected, *original, *destination, weights);

@@ -23,8 +23,8 @@ struct Stages {
     Stages(SampleDepth depth, Content content)
         : input(makeFrame(kSizes[1], depth, content)), output(makeFrame(kSizes[1], depth, content)),
           inputWorld(input->world()), outputWorld(output->world()) {
-        splitFrame(inData, inputWorld, {10, 10, 0}, split);
-        analyzeFrame(AutoCorrectionMode::ColorSearch, split.image, levels, histogram);
+        splitFrame(inData, inputWorld, {10, 10, 0}, nullptr, split);
+        analyzeFrame(AutoCorrectionMode::ColorSearch, split.image, nullptr, levels, histogram);
     }
 
     std::shared_ptr<host::FrameBuffer> input;
@@ -32,6 +32,7 @@ struct Stages {
     EffectWorld inputWorld;
     EffectWorld outputWorld;
     InData inData{};
+    SpareMemory spares;
     SplitFrame split;
     std::unique_ptr<LevelsRecord> levels;
     std::unique_ptr<ChannelHistogram> histogram;
@@ -55,7 +56,8 @@ const std::pair<const char*, void (*)(Stages&)> kStages[] = {
          findToneColors(context);
          benchmark::DoNotOptimize(context);
      }},
-    {"midtone", [](Stages& s) { benchmark::DoNotOptimize(findNeutralMidtone(s.split.image, {})); }},
+    {"midtone",
+     [](Stages& s) { benchmark::DoNotOptimize(findNeutralMidtone(s.split.image, {}, &s.spares)); }},
     {"apply", [](Stages& s) { applyLevels(s.split.image, *s.levels); }},
     {"merge", [](Stages& s) { s.split.store->MergePlanes(&s.outputWorld); }},
     {"blend",

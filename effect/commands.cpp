@@ -6,7 +6,6 @@
 #include "effect/sequence_data.h"
 #include "effect/suites.h"
 #include "effect/text_services.h"
-#include "memory/frame_memory.h"
 
 #include <new>
 #include <stdexcept>
@@ -87,7 +86,6 @@ ErrorCode releaseGlobal(const Call& call) {
 }
 
 ErrorCode setDownGlobal(const Call& call) {
-    releaseSpareFrameMemory();
     const ErrorCode code = releaseGlobal(call);
     if (call.inData != nullptr) {
         call.inData->sequenceData = nullptr;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "effect/sample_size.h"
+
 #include <cstddef>
 #include <cstdint>
 
@@ -23,6 +25,11 @@ struct InterleavedFrame {
 
     /// Pixels per row as a size; 0 for an empty frame.
     std::size_t rowPixels() const { return isEmpty() ? 0 : static_cast<std::size_t>(width); }
+
+    /// Bytes of a row's pixels, without padding.
+    std::size_t pixelBytes() const {
+        return rowPixels() * static_cast<std::size_t>(4 * sampleBytes(bitDepth));
+    }
 };
 
 } // namespace tintwell

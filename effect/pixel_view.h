@@ -24,14 +24,14 @@ struct PixelView {
         return data + channels[channel] + y * rowStep;
     }
 
-    bool isInterleaved() const { return pixelStep == 4 * (bitDepth / 8); }
+    bool isInterleaved() const { return pixelStep == 4 * sampleBytes(bitDepth); }
 };
 
 inline PixelView viewOfPlanes(const PlanarImage& image) {
     const std::ptrdiff_t plane = isEmpty(image) ? 0 : std::ptrdiff_t{image.height} * image.rowBytes;
     return {static_cast<const std::byte*>(image.data),
             {plane, 2 * plane, 3 * plane},
-            image.bitDepth / 8,
+            sampleBytes(image.bitDepth),
             image.rowBytes,
             rowCount(image),
             rowSamples(image),
@@ -40,7 +40,7 @@ inline PixelView viewOfPlanes(const PlanarImage& image) {
 
 /// `channelOrder` is 0 for A,R,G,B and 1 for B,G,R,A pixels.
 inline PixelView viewOfPixels(const InterleavedFrame& frame, std::int32_t channelOrder) {
-    const std::ptrdiff_t sample = frame.bitDepth / 8;
+    const std::ptrdiff_t sample = sampleBytes(frame.bitDepth);
     const bool alphaFirst = channelOrder == 0;
     return {frame.data,
             {(alphaFirst ? 1 : 2) * sample, (alphaFirst ? 2 : 1) * sample,

@@ -48,7 +48,8 @@ FrameAnalysis analyzeCurrent(const RenderRequest& request, const SplitFrame& fra
             analysis.levels = std::make_unique<LevelsRecord>(*cached->levels);
         }
     }
-    analyzeFrame(request.mode, frame.image, analysis.levels, analysis.fingerprint);
+    analyzeFrame(request.mode, frame.image, spareMemoryOf(request.inData), analysis.levels,
+                 analysis.fingerprint);
     return analysis;
 }
 
@@ -72,11 +73,17 @@ Held<FrameCacheEntry> currentEntry(const RenderRequest& request, FrameAnalysis& 
 ErrorCode findLevels(const RenderRequest& request, const SplitFrame& frame,
                      const KeyedFingerprint& fingerprint, FrameAnalysis& analysis) {
     if (!isSmoothed(request)) {
-        analyzeFrame(request.mode, frame.image, analysis.levels, analysis.fingerprint);
+        analyzeFrame(request.mode, frame.image, spareMemoryOf(request.inData), analysis.levels,
+                     analysis.fingerprint);
         return error::kNone;
     }
     analysis = analyzeCurrent(request, frame, fingerprint);
     return smoothLevels(request, analysis);
+}
+
+ErrorCode splitInput(const RenderRequest& request, SplitFrame& frame) {
+    return splitFrame(request.inData, inputOf(request), request.controls.analysis,
+                      spareMemoryOf(request.inData), frame);
 }
 
 ErrorCode writeOutput(const RenderRequest& request, const SplitFrame& frame,
@@ -119,14 +126,12 @@ ErrorCode smoothLevels(const RenderRequest& request, FrameAnalysis& analysis) {
 
 ErrorCode correctFrame(const RenderRequest& request, const LevelsRecord& levels) {
     SplitFrame frame;
-    const ErrorCode code =
-        splitFrame(request.inData, inputOf(request), request.controls.analysis, frame);
+    const ErrorCode code = splitInput(request, frame);
     return code == error::kNone ? writeOutput(request, frame, levels) : code;
 }
 
 ErrorCode renderFrame(const RenderRequest& request) {
-    const InData& inData = request.inData;
-    if (frameCacheOf(inData) == nullptr) {
+    if (frameCacheOf(request.inData) == nullptr) {
         return error::kMissingRecord;
     }
     ErrorCode code = error::kNone;
@@ -136,7 +141,7 @@ ErrorCode renderFrame(const RenderRequest& request) {
     }
     SplitFrame frame;
     if (code == error::kNone) {
-        code = splitFrame(inData, inputOf(request), request.controls.analysis, frame);
+        code = splitInput(request, frame);
     }
     FrameAnalysis analysis;
     if (code == error::kNone) {

@@ -58,14 +58,16 @@ FrameCacheEntry& FrameCache::insert(std::int32_t frame, std::unique_ptr<FrameCac
 
 void FrameCache::clear() {
     slots_.clear();
-    beyond_.reset();
+    if (beside_) {
+        beside_->beyond.key = {};
+    }
 }
 
-KeyedFingerprint& FrameCache::beyond() {
-    if (!beyond_) {
-        beyond_ = std::make_unique<KeyedFingerprint>();
+FrameCache::Beside& FrameCache::beside() {
+    if (!beside_) {
+        beside_ = std::make_unique<Beside>();
     }
-    return *beyond_;
+    return *beside_;
 }
 
 void FrameCache::invalidate(std::int32_t from, std::int32_t to, Invalidation mode) {
@@ -84,6 +86,11 @@ void FrameCache::invalidate(std::int32_t from, std::int32_t to, Invalidation mod
 FrameCache* frameCacheOf(const InData& inData) {
     return inData.sequenceData == nullptr ? nullptr
                                           : static_cast<FrameCache*>(*inData.sequenceData);
+}
+
+SpareMemory* spareMemoryOf(const InData& inData) {
+    FrameCache* cache = frameCacheOf(inData);
+    return cache != nullptr ? &cache->spareMemory() : nullptr;
 }
 
 ErrorCode setUpSequence(InData* inData, OutData* outData) {

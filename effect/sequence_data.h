@@ -10,6 +10,7 @@
 #include "apply/levels_record.h"
 #include "effect/controls.h"
 #include "effect/host_interface.h"
+#include "memory/frame_memory.h"
 #include "temporal/analysis_key.h"
 #include "temporal/color_signature.h"
 
@@ -33,7 +34,9 @@ struct KeyedFingerprint {
     ChannelHistogram histogram;
 };
 
-/// What the levels of a frame follow from. A new one is no frame's.
+/// What a frame's levels were found from. It is known only where their histogram is that of the
+/// key's pixels too. Where one was taken from before without comparing keys it is no frame's, as a
+/// new one is: hosts change frames without telling.
 struct AnalysisSource {
     AnalysisKey key;
     AnalysisControls controls;
@@ -52,7 +55,6 @@ struct FrameCacheEntry {
     NeighbourWeights towardEarlier{};
     NeighbourWeights towardLater{};
     bool isStale = false; ///< a control the levels depend on changed since they were found
-    /// What histogram and levels were both found from; no frame's where that is not known.
     AnalysisSource source;
 };
 
@@ -87,20 +89,33 @@ public:
     void invalidate(std::int32_t from, std::int32_t to, Invalidation mode);
 
     /// The last fingerprint that was read of a frame beyond a window: rendering on, that frame is
-    /// the next to enter. Lives until the cache is cleared.
-    KeyedFingerprint& beyond();
+    /// the next to enter. Once the cache is cleared it is no frame's.
+    KeyedFingerprint& beyond() { return beside().beyond; }
+
+    /// What renders of this sequence leave for the next. Clearing the cache keeps it.
+    SpareMemory& spareMemory() { return beside().spareMemory; }
 
     StateToken state{};
 
 private:
+    struct Beside {
+        KeyedFingerprint beyond;
+        SpareMemory spareMemory;
+    };
+
+    Beside& beside();
+
     std::vector<Slot> slots_;
-    std::unique_ptr<KeyedFingerprint> beyond_; ///< made when first asked for
+    std::unique_ptr<Beside> beside_; ///< made when first asked for
 };
 
 static_assert(sizeof(FrameCache) == 48);
 
 /// The cache in the sequence handle, or null.
 FrameCache* frameCacheOf(const InData& inData);
+
+/// The spare memory of the sequence, or null where there is none. Throws std::bad_alloc.
+SpareMemory* spareMemoryOf(const InData& inData);
 
 /// The commands that make and destroy the cache.
 ErrorCode setUpSequence(InData* inData, OutData* outData);

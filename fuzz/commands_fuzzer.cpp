@@ -6,7 +6,6 @@
 #include "failing_memory.h"
 #include "host.h"
 #include "kernels/variants.h"
-#include "memory/frame_memory.h"
 
 #include <iterator>
 
@@ -246,7 +245,6 @@ ErrorCode Session::send(Call& call) {
     }
     std::vector<std::vector<std::byte>> before;
     std::ranges::transform(pictures, std::back_inserter(before), &Picture::memory);
-    releaseSpareFrameMemory(); // so that the sanitizer sees where planes end
     host_.patience = kPatience;
     host_.suitesOut = 0;
     ErrorCode code = error::kNone;

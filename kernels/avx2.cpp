@@ -1,5 +1,5 @@
-#include "kernels/loops.h"
 #include "kernels/variant_sources.h"
+#include "kernels/wide_loops.h"
 
 #include <immintrin.h>
 
@@ -57,46 +57,6 @@ __m256i pixelsOfQuarters(__m256i quarters, std::uint16_t /*sample type*/) {
     return _mm256_shuffle_epi8(separateHalves(quarters), _mm256_broadcastsi128_si256(order));
 }
 
-/// Pixels whose samples of one channel fill a vector.
-template <class Sample>
-constexpr std::size_t kBlock = sizeof(__m256i) / sizeof(Sample);
-
-template <class Sample>
-void splitWide(const std::byte* pixels, std::size_t count, Sample* const planes[4]) {
-    std::size_t done = 0;
-    for (; done + kBlock<Sample> <= count; done += kBlock<Sample>) {
-        const std::byte* from = pixels + done * 4 * sizeof(Sample);
-        __m256i v[4];
-        for (std::size_t k = 0; k < 4; ++k) {
-            v[k] = quartersOfPixels(load(from + k * sizeof(__m256i)), Sample{});
-        }
-        transposeQuarters(v);
-        for (std::size_t k = 0; k < 4; ++k) {
-            store(planes[k] + done, v[k]);
-        }
-    }
-    Sample* const rest[4] = {planes[0] + done, planes[1] + done, planes[2] + done,
-                             planes[3] + done};
-    split<Sample>(pixels + done * 4 * sizeof(Sample), count - done, rest);
-}
-
-template <class Sample>
-void mergeWide(const Sample* const planes[4], std::size_t count, std::byte* pixels) {
-    std::size_t done = 0;
-    for (; done + kBlock<Sample> <= count; done += kBlock<Sample>) {
-        std::byte* to = pixels + done * 4 * sizeof(Sample);
-        __m256i v[4] = {load(planes[0] + done), load(planes[1] + done), load(planes[2] + done),
-                        load(planes[3] + done)};
-        transposeQuarters(v);
-        for (std::size_t k = 0; k < 4; ++k) {
-            store(to + k * sizeof(__m256i), pixelsOfQuarters(v[k], Sample{}));
-        }
-    }
-    const Sample* const rest[4] = {planes[0] + done, planes[1] + done, planes[2] + done,
-                                   planes[3] + done};
-    merge<Sample>(rest, count - done, pixels + done * 4 * sizeof(Sample));
-}
-
 /// The rounded 255/32768 of each sample, as the top half of 510 times the sample; its low byte.
 __m256i levelsOf(__m256i samples) {
     const __m256i factor = _mm256_set1_epi16(510);
@@ -110,12 +70,12 @@ __m256i levelsOf(__m256i first, __m256i second) {
     return _mm256_permute4x64_epi64(_mm256_packus_epi16(levelsOf(first), levelsOf(second)), 0xD8);
 }
 
-void levelsOfWords(const std::uint16_t* samples, std::size_t count, std::uint8_t* levels8) {
+void levelsOfWords(const std::uint16_t* samples, std::size_t count, std::uint8_t* levels) {
     std::size_t done = 0;
     for (; done + 32 <= count; done += 32) {
-        store(levels8 + done, levelsOf(load(samples + done), load(samples + done + 16)));
+        store(levels + done, levelsOf(load(samples + done), load(samples + done + 16)));
     }
-    levels(samples + done, count - done, levels8 + done);
+    toLevels(samples + done, count - done, levels + done);
 }
 
 /// Half a table of bytes as eight parts of 16, each but the first as its difference (exclusive or)
@@ -237,70 +197,6 @@ __m256i equal(__m256i a, __m256i b, std::uint16_t /*sample type*/) {
     return _mm256_cmpeq_epi16(a, b);
 }
 
-template <class Sample>
-void blendWide(const std::byte* corrected, const std::byte* original, std::byte* destination,
-               std::size_t count, BlendWeights weights) {
-    constexpr std::size_t kPixels = kBlock<Sample> / 4;
-    const __m256i alpha = alphaBits(weights.alphaIndex, Sample{});
-    std::size_t done = 0;
-    for (; done + kPixels <= count; done += kPixels) {
-        const std::size_t offset = done * 4 * sizeof(Sample);
-        const __m256i from = load(corrected + offset);
-        const __m256i with = load(original + offset);
-        const __m256i zero = equal(from, _mm256_setzero_si256(), Sample{});
-        const __m256i sameNotZero = _mm256_andnot_si256(zero, equal(from, with, Sample{}));
-        if (_mm256_testc_si256(sameNotZero, alpha) != 0) {
-            store(destination + offset, mix(from, with, weights, Sample{}));
-        } else {
-            blend<Sample>(corrected + offset, original + offset, destination + offset, kPixels,
-                          weights);
-        }
-    }
-    const std::size_t offset = done * 4 * sizeof(Sample);
-    blend<Sample>(corrected + offset, original + offset, destination + offset, count - done,
-                  weights);
-}
-
-std::uint32_t bitsOf(__m256i mask) {
-    return static_cast<std::uint32_t>(_mm256_movemask_epi8(mask));
-}
-
-/// The chosen pixels of a block whose index is that of the first of them.
-__m256i sameAsFirst(const std::uint8_t* indices, __m256i chosen) {
-    const auto first = static_cast<char>(indices[__builtin_ctz(bitsOf(chosen))]);
-    return _mm256_and_si256(_mm256_cmpeq_epi8(load(indices), _mm256_set1_epi8(first)), chosen);
-}
-
-/// Counts the chosen indices of a block. Where one has most of them, as in flat parts, it is
-/// counted at once.
-void countBlock(const std::uint8_t* indices, __m256i chosen, std::uint32_t* counts) {
-    std::uint32_t left = bitsOf(chosen);
-    while (left != 0) {
-        const __m256i same = sameAsFirst(indices, chosen);
-        const int pixels = __builtin_popcount(bitsOf(same));
-        if (2 * pixels <= __builtin_popcount(left)) {
-            break;
-        }
-        counts[indices[__builtin_ctz(left)]] += static_cast<std::uint32_t>(pixels);
-        chosen = _mm256_andnot_si256(same, chosen);
-        left = bitsOf(chosen);
-    }
-    for (; left != 0; left &= left - 1) {
-        ++counts[indices[__builtin_ctz(left)]];
-    }
-}
-
-void countLowestWide(const std::uint8_t* indices, std::uint8_t highest, std::size_t count,
-                     std::uint32_t* counts) {
-    const __m256i bound = _mm256_set1_epi8(static_cast<char>(highest));
-    std::size_t done = 0;
-    for (; done + 32 <= count; done += 32) {
-        const __m256i all = load(indices + done);
-        countBlock(indices + done, _mm256_cmpeq_epi8(_mm256_min_epu8(all, bound), all), counts);
-    }
-    countLowest(indices + done, highest, count - done, counts);
-}
-
 std::uint32_t sumOf(__m256i levels8) {
     const __m256i sums = _mm256_sad_epu8(levels8, _mm256_setzero_si256());
     const __m128i two =
@@ -308,67 +204,97 @@ std::uint32_t sumOf(__m256i levels8) {
     return static_cast<std::uint32_t>(_mm_cvtsi128_si64(two) + _mm_extract_epi64(two, 1));
 }
 
-/// The pixels of a block that share one index.
-void addSameTones(ToneSums& entry, const ColorRow& row, __m256i same) {
-    entry.red += sumOf(_mm256_and_si256(load(row.red), same));
-    entry.green += sumOf(_mm256_and_si256(load(row.green), same));
-    entry.blue += sumOf(_mm256_and_si256(load(row.blue), same));
-    entry.count += static_cast<std::uint32_t>(__builtin_popcount(bitsOf(same)));
-}
+/// For the loops of wide_loops.h.
+struct Vectors {
+    static constexpr std::size_t kBytes = sizeof(__m256i);
+    static constexpr std::size_t kLaneBits = 1;
 
-/// The chosen pixels of a block one by one, each with a single addition of four sums.
-void addSingleTones(const std::uint8_t* indices, const ColorRow& row, std::uint32_t chosen,
-                    ToneSums* sums) {
-    __m256i v[4] = {load(row.red), load(row.green), load(row.blue), _mm256_set1_epi8(1)};
-    transposeQuarters(v);
-    std::uint8_t pixels[32 * 4];
-    for (std::size_t k = 0; k < 4; ++k) {
-        store(pixels + k * sizeof(__m256i), pixelsOfQuarters(v[k], std::uint8_t{}));
-    }
-    for (; chosen != 0; chosen &= chosen - 1) {
-        const auto i = static_cast<std::size_t>(__builtin_ctz(chosen));
-        auto* entry = reinterpret_cast<__m128i*>(sums + indices[i]);
-        const __m128i levels32 = _mm_cvtepu8_epi32(_mm_loadu_si32(pixels + i * 4));
-        _mm_storeu_si128(entry, _mm_add_epi32(_mm_loadu_si128(entry), levels32));
-    }
-}
+    struct Channels {
+        __m256i val[4];
+    };
 
-/// Where one index has most of the pixels, as in flat parts, they are added at once.
-void addTonesOfBlock(const std::uint8_t* indices, __m256i chosen, const ColorRow& row,
-                     ToneSums* sums) {
-    for (std::uint32_t left = bitsOf(chosen); left != 0; left = bitsOf(chosen)) {
-        const __m256i same = sameAsFirst(indices, chosen);
-        if (2 * __builtin_popcount(bitsOf(same)) <= __builtin_popcount(left)) {
-            addSingleTones(indices, row, left, sums);
-            return;
+    static __m256i load(const void* from) { return kernels::load(from); }
+
+    static void store(void* to, __m256i value) { kernels::store(to, value); }
+
+    static __m256i ones() { return _mm256_set1_epi8(1); }
+
+    template <class Sample>
+    static Channels loadPixels(const Sample* pixels) {
+        Channels channels;
+        for (std::size_t k = 0; k < 4; ++k) {
+            channels.val[k] =
+                quartersOfPixels(load(pixels + k * kBytes / sizeof(Sample)), Sample{});
         }
-        addSameTones(sums[indices[__builtin_ctz(left)]], row, same);
-        chosen = _mm256_andnot_si256(same, chosen);
+        transposeQuarters(channels.val);
+        return channels;
     }
-}
 
-void addTonesWide(const std::uint8_t* indices, std::uint8_t lowest, const ColorRow& row,
-                  std::size_t count, ToneSums* sums) {
-    const __m256i bound = _mm256_set1_epi8(static_cast<char>(lowest));
-    std::size_t done = 0;
-    for (; done + 32 <= count; done += 32) {
-        const __m256i all = load(indices + done);
-        const __m256i chosen = _mm256_cmpeq_epi8(_mm256_max_epu8(all, bound), all);
-        addTonesOfBlock(indices + done, chosen, {row.red + done, row.green + done, row.blue + done},
-                        sums);
+    template <class Sample>
+    static void storePixels(Sample* pixels, Channels channels) {
+        transposeQuarters(channels.val);
+        for (std::size_t k = 0; k < 4; ++k) {
+            store(pixels + k * kBytes / sizeof(Sample),
+                  pixelsOfQuarters(channels.val[k], Sample{}));
+        }
     }
-    addTones(indices + done, lowest, {row.red + done, row.green + done, row.blue + done},
-             count - done, sums);
-}
+
+    template <class Sample>
+    static bool haveSameAlpha(__m256i corrected, __m256i original, std::uint32_t index,
+                              Sample type) {
+        const __m256i zero = kernels::equal(corrected, _mm256_setzero_si256(), type);
+        const __m256i same = kernels::equal(corrected, original, type);
+        return _mm256_testc_si256(_mm256_andnot_si256(zero, same), alphaBits(index, type)) != 0;
+    }
+
+    template <class Sample>
+    static __m256i mix(__m256i corrected, __m256i original, BlendWeights weights, Sample type) {
+        return kernels::mix(corrected, original, weights, type);
+    }
+
+    static __m256i atMost(const std::uint8_t* bytes, std::uint8_t bound) {
+        const __m256i all = load(bytes);
+        return _mm256_cmpeq_epi8(_mm256_min_epu8(all, everywhere(bound)), all);
+    }
+
+    static __m256i atLeast(const std::uint8_t* bytes, std::uint8_t bound) {
+        const __m256i all = load(bytes);
+        return _mm256_cmpeq_epi8(_mm256_max_epu8(all, everywhere(bound)), all);
+    }
+
+    static __m256i equal(const std::uint8_t* bytes, std::uint8_t to) {
+        return _mm256_cmpeq_epi8(load(bytes), everywhere(to));
+    }
+
+    static Lanes lanesOf(__m256i mask) {
+        return static_cast<std::uint32_t>(_mm256_movemask_epi8(mask));
+    }
+
+    static std::uint32_t sumOf(const std::uint8_t* bytes, __m256i mask) {
+        return kernels::sumOf(_mm256_and_si256(load(bytes), mask));
+    }
+
+    static void addPixel(ToneSums& sums, const std::uint8_t* pixel) {
+        auto* entry = reinterpret_cast<__m128i*>(&sums);
+        const __m128i values = _mm_cvtepu8_epi32(_mm_loadu_si32(pixel));
+        _mm_storeu_si128(entry, _mm_add_epi32(_mm_loadu_si128(entry), values));
+    }
+
+private:
+    static __m256i everywhere(std::uint8_t byte) {
+        return _mm256_set1_epi8(static_cast<char>(byte));
+    }
+};
 
 } // namespace
 
 void addAvx2Kernels(KernelSet& kernels) {
-    kernels.bytes = {splitWide<std::uint8_t>, mergeWide<std::uint8_t>, levels<std::uint8_t>,
-                     lookUpBytes, blendWide<std::uint8_t>};
-    kernels.words = {splitWide<std::uint16_t>, mergeWide<std::uint16_t>, levelsOfWords, lookUpWords,
-                     blendWide<std::uint16_t>};
-    kernels.levels = {tones, neutralities, leastOfSquares, countLowestWide, addTonesWide};
+    kernels.bytes = {splitWide<Vectors, std::uint8_t>, mergeWide<Vectors, std::uint8_t>,
+                     toLevels<std::uint8_t>, lookUpBytes, blendWide<Vectors, std::uint8_t>};
+    kernels.words = {splitWide<Vectors, std::uint16_t>, mergeWide<Vectors, std::uint16_t>,
+                     levelsOfWords, lookUpWords, blendWide<Vectors, std::uint16_t>};
+    kernels.levels = {tones, neutralities, leastOfSquares, countLowestWide<Vectors>,
+                      addTonesWide<Vectors>};
 }
 
 } // namespace tintwell::kernels

@@ -48,7 +48,7 @@ void merge(const Sample* const planes[4], std::size_t count, std::byte* pixels) 
 }
 
 template <class Sample>
-void levels(const Sample* samples, std::size_t count, std::uint8_t* levels) {
+void toLevels(const Sample* samples, std::size_t count, std::uint8_t* levels) {
     for (std::size_t i = 0; i < count; ++i) {
         levels[i] = levelOf(samples[i]);
     }
@@ -161,7 +161,7 @@ inline int saturationOf(int chroma, int sum) {
     return static_cast<int>(static_cast<float>(chroma * 255 + (sum >> 1)) / divisor);
 }
 
-inline void neutralities(const ColorRow& row, std::size_t count, std::uint8_t* neutralities) {
+inline void neutralities(const ColorRow& row, std::size_t count, std::uint8_t* results) {
     const auto [reds, greens, blues] = row;
     for (std::size_t i = 0; i < count; ++i) {
         const int red = reds[i];
@@ -171,7 +171,7 @@ inline void neutralities(const ColorRow& row, std::size_t count, std::uint8_t* n
         const int smallest = smallestOf(smallestOf(red, green), blue);
         const int sum = smallestOf(largest + smallest, 510 - largest - smallest);
         const int saturation = saturationOf(largest - smallest, sum);
-        neutralities[i] = static_cast<std::uint8_t>(largestOf(sum - 2 * saturation, 0));
+        results[i] = static_cast<std::uint8_t>(largestOf(sum - 2 * saturation, 0));
     }
 }
 

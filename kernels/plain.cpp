@@ -5,7 +5,7 @@ namespace tintwell::kernels {
 namespace {
 
 template <class Sample>
-constexpr SampleKernels<Sample> kLoops = {split<Sample>, merge<Sample>, levels<Sample>,
+constexpr SampleKernels<Sample> kLoops = {split<Sample>, merge<Sample>, toLevels<Sample>,
                                           lookUp<Sample>, blend<Sample>};
 
 } // namespace

@@ -1,98 +1,48 @@
 #include "memory/frame_memory.h"
 
 #include <algorithm>
-#include <array>
-#include <atomic>
+#include <numeric>
 #include <utility>
 
 namespace tintwell {
 
-/// The blocks that were given back last.
-class SpareBlocks {
-public:
-    using Block = FrameMemory::Block;
-
-    /// A block of at least this size that is not much larger, or none.
-    Block take(std::size_t bytes) {
-        const auto fits = [&](const Block& block) {
-            return block.bytes && block.size >= bytes && block.size / 2 <= bytes;
-        };
-        const auto found = std::ranges::find_if(blocks_, fits);
-        return found != blocks_.end() ? std::exchange(*found, {}) : Block{};
-    }
-
-    /// Keeps the block in place of the one that was kept longest.
-    void give(Block block) {
-        if (block.size <= kLargest) {
-            std::rotate(blocks_.begin(), blocks_.end() - 1, blocks_.end());
-            blocks_.front() = std::move(block);
-        }
-    }
-
-    void clear() { blocks_ = {}; }
-
-private:
-    /// What smoothing uses at a time: the planes of two frames and, at 16 bits, their levels.
-    static constexpr std::size_t kBlocks = 4;
-    /// Beyond it, what would lie idle in the host's process matters more than the time.
-    static constexpr std::size_t kLargest = std::size_t{80} << 20U;
-
-    std::array<Block, kBlocks> blocks_;
-};
-
-namespace {
-
-/// Access to the spare blocks for one thread at a time. Whoever comes second goes without.
-class SpareAccess {
-public:
-    SpareAccess() : granted_(!busy.test_and_set(std::memory_order_acquire)) {}
-
-    SpareAccess(const SpareAccess&) = delete;
-    SpareAccess& operator=(const SpareAccess&) = delete;
-
-    ~SpareAccess() {
-        if (granted_) {
-            busy.clear(std::memory_order_release);
-        }
-    }
-
-    SpareBlocks* blocks() const { return granted_ ? &spares : nullptr; }
-
-private:
-    static inline std::atomic_flag busy;
-    static inline SpareBlocks spares;
-
-    bool granted_;
-};
-
-} // namespace
-
-FrameMemory::FrameMemory(std::size_t bytes) {
-    if (const SpareAccess access; SpareBlocks* spares = access.blocks()) {
-        block_ = spares->take(bytes);
-    }
-    if (!block_.bytes) {
-        block_ = {std::make_unique_for_overwrite<std::byte[]>(bytes), bytes};
+void ReturnToSpares::operator()(std::byte* block) const noexcept {
+    std::unique_ptr<std::byte[]> memory(block);
+    if (spares != nullptr && bytes != 0) {
+        spares->give({std::move(memory), bytes});
     }
 }
 
-FrameMemory& FrameMemory::operator=(FrameMemory&& other) noexcept {
-    std::swap(block_, other.block_);
-    return *this;
+FrameMemory makeFrameMemory(std::size_t bytes, SpareMemory* spares) {
+    std::unique_ptr<std::byte[]> memory = spares != nullptr ? spares->take(bytes) : nullptr;
+    if (!memory) {
+        memory = std::make_unique_for_overwrite<std::byte[]>(bytes);
+    }
+    return {memory.release(), {spares, bytes}};
 }
 
-FrameMemory::~FrameMemory() {
-    if (!block_.bytes) {
+std::size_t SpareMemory::bytes() const {
+    return std::accumulate(blocks_.begin(), blocks_.end(), std::size_t{0},
+                           [](std::size_t sum, const Block& block) { return sum + block.bytes; });
+}
+
+std::unique_ptr<std::byte[]> SpareMemory::take(std::size_t bytes) {
+    const auto found = std::ranges::find(blocks_, bytes, &Block::bytes);
+    if (found == blocks_.end()) {
+        return nullptr;
+    }
+    std::rotate(found, found + 1, blocks_.end());
+    return std::exchange(blocks_.back(), {}).memory;
+}
+
+void SpareMemory::give(Block block) noexcept {
+    if (block.bytes > kMostBytes) {
         return;
     }
-    if (const SpareAccess access; SpareBlocks* spares = access.blocks()) {
-        spares->give(std::move(block_));
-    }
-}
-
-void releaseSpareFrameMemory() {
-    if (const SpareAccess access; SpareBlocks* spares = access.blocks()) {
-        spares->clear();
+    std::shift_right(blocks_.begin(), blocks_.end(), 1);
+    blocks_.front() = std::move(block);
+    for (auto last = blocks_.rbegin(); bytes() > kMostBytes; ++last) {
+        *last = {};
     }
 }
 

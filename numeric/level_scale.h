@@ -8,7 +8,7 @@
 
 namespace tintwell {
 
-static constexpr int kLevelCount = 256;
+static constexpr int kTopLevel = 255;
 
 /// The level of a sample. The host never delivers 16-bit samples above 32768; their level wraps.
 static constexpr std::uint8_t levelOf(std::uint8_t sample) {

@@ -15,19 +15,21 @@ constexpr std::uint64_t kFirstFactor = 0xbe5466cf34e90c6dU;
 constexpr std::uint64_t kSecondFactor = 0xc0ac29b7c97c50ddU;
 
 /// The two halves of the product in one: every bit of either factor takes part in every bit of it,
-/// the highest too, which in the lower half alone would reach the highest bit only.
+/// the highest too, which in the lower half alone would reach the highest bit only. The factors are
+/// added, or a factor of 0 would make one result of all others; now no value of a factor does.
 std::uint64_t foldedProduct(std::uint64_t a, std::uint64_t b) {
 #ifdef __SIZEOF_INT128__
     __extension__ using Wide = unsigned __int128;
     const Wide product = static_cast<Wide>(a) * b;
-    return static_cast<std::uint64_t>(product) ^ static_cast<std::uint64_t>(product >> 64U);
+    return (static_cast<std::uint64_t>(product) + a + b) ^
+           static_cast<std::uint64_t>(product >> 64U);
 #else
     constexpr std::uint64_t kLow = 0xffffffffU;
     const std::uint64_t low = (a & kLow) * (b & kLow);
     const std::uint64_t cross = (a >> 32U) * (b & kLow) + (low >> 32U);
     const std::uint64_t middle = (a & kLow) * (b >> 32U) + (cross & kLow);
     const std::uint64_t high = (a >> 32U) * (b >> 32U) + (cross >> 32U) + (middle >> 32U);
-    return a * b ^ high;
+    return (a * b + a + b) ^ high;
 #endif
 }
 
@@ -76,10 +78,8 @@ AnalysisKey::AnalysisKey(const InterleavedFrame& frame, std::int32_t channelOrde
                                         channelOrder, static_cast<std::int32_t>(mode)}) {
         mix(kMask ^ static_cast<std::uint32_t>(property));
     }
-    const std::size_t sampleBytes = static_cast<std::size_t>(frame.bitDepth) / 8;
     for (std::int32_t y = 0; y < frame.rows(); ++y) {
-        for (const std::uint64_t lane :
-             lanesOf(frame.row(y), frame.rowPixels() * 4 * sampleBytes)) {
+        for (const std::uint64_t lane : lanesOf(frame.row(y), frame.pixelBytes())) {
             mix(lane);
         }
     }

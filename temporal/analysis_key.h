@@ -11,9 +11,12 @@ namespace tintwell {
 /// their layout, and the mode of the analysis. Hosts change frames without telling, and their
 /// buffers move; so what was found of a frame is used again only where the keys are the same.
 ///
-/// A key is a hash of 128 bits. As far as its products behave like random functions, two frames
-/// that differ share a key with a probability below 2^-50 where they differ in one row and there in
-/// one of the hash's lanes only, and below 2^-90 otherwise. Pixels made to share a key can.
+/// Different keys mean that something differs. Equal keys do not prove that nothing does: a key is
+/// a hash of 128 bits, and of a row it takes 64 bits from each of four lanes. As far as its
+/// products behave like random functions, which is not proven, two frames that differ share a key
+/// with a probability below 2^-50 where they differ in one row and there in one lane only, and
+/// below 2^-90 otherwise. It holds for pictures, not against someone who makes pixels to share a
+/// key: then what was found of one of the frames is used for the other.
 class AnalysisKey {
 public:
     /// No frame's key.

@@ -73,9 +73,9 @@ ErrorCode CFrameStore<T>::Setup(const EffectWorld* world) {
         return error::kOutOfMemory;
     }
     const std::size_t bytes = pixelCount(*world) * kPixelBytes;
-    inputBuffer_ = FrameMemory(bytes);
+    inputBuffer_ = makeFrameMemory(bytes, spares_);
     if (inPlace_ == 0) {
-        outputBuffer_ = FrameMemory(bytes);
+        outputBuffer_ = makeFrameMemory(bytes, spares_);
     }
     world_ = world;
     bitDepth_ = depthOf(*world);
@@ -121,15 +121,17 @@ template class CFrameStore<std::uint8_t>;
 template class CFrameStore<std::uint16_t>;
 
 CreatedFrameStore CreateFrameStore(std::int32_t bitDepth, std::int32_t channelOrder,
-                                   std::int32_t inPlace) {
+                                   std::int32_t inPlace, SpareMemory* spares) {
     if (channelOrder != 0 && channelOrder != 1) {
         return {error::kUnsupportedChannelOrder, nullptr};
     }
     switch (bitDepth) {
     case 8:
-        return {error::kNone, std::make_unique<CFrameStore<std::uint8_t>>(channelOrder, inPlace)};
+        return {error::kNone,
+                std::make_unique<CFrameStore<std::uint8_t>>(channelOrder, inPlace, spares)};
     case 16:
-        return {error::kNone, std::make_unique<CFrameStore<std::uint16_t>>(channelOrder, inPlace)};
+        return {error::kNone,
+                std::make_unique<CFrameStore<std::uint16_t>>(channelOrder, inPlace, spares)};
     default:
         return {error::kOutOfMemory, nullptr};
     }

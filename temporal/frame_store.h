@@ -44,8 +44,8 @@ public:
 template <class T>
 class CFrameStore final : public CFrameStoreBase {
 public:
-    CFrameStore(std::int32_t channelOrder, std::int32_t inPlace)
-        : channelOrder_(channelOrder), inPlace_(inPlace) {}
+    CFrameStore(std::int32_t channelOrder, std::int32_t inPlace, SpareMemory* spares)
+        : channelOrder_(channelOrder), inPlace_(inPlace), spares_(spares) {}
 
     ErrorCode Setup(const EffectWorld* world) override;
     ErrorCode SplitPlanes() override;
@@ -54,9 +54,9 @@ public:
 
     void* OutputPlane(std::int32_t k) override { return planeOf(outputSide(), k); }
 
-    void* InputBuffer() override { return inputBuffer_.data(); }
+    void* InputBuffer() override { return inputBuffer_.get(); }
 
-    void* OutputBuffer() override { return outputBuffer_.data(); }
+    void* OutputBuffer() override { return outputBuffer_.get(); }
 
     ErrorCode MergePlanes(EffectWorld* destination) override;
 
@@ -71,7 +71,7 @@ public:
     T maxValue() const { return maxValue_; }
 
 private:
-    static T* samplesOf(const FrameMemory& buffer) { return reinterpret_cast<T*>(buffer.data()); }
+    static T* samplesOf(const FrameMemory& buffer) { return reinterpret_cast<T*>(buffer.get()); }
 
     std::size_t planeSamples() const;
     T* planeOf(const FrameMemory& buffer, std::int32_t k) const;
@@ -88,6 +88,7 @@ private:
     T maxValue_ = 0;
     std::int32_t channelOrder_; ///< 0: pixels are A,R,G,B; 1: B,G,R,A
     std::int32_t inPlace_;      ///< not 0: the input planes serve as output too
+    SpareMemory* spares_;
 };
 
 struct CreatedFrameStore {
@@ -96,8 +97,9 @@ struct CreatedFrameStore {
 };
 
 /// `bitDepth` is 8 or 16; anything else gives code 4. `channelOrder` 0 is A,R,G,B, 1 is B,G,R,A;
-/// anything else gives code 10002.
+/// anything else gives code 10002. The planes' memory is taken from and given back to the spares,
+/// which must outlive the store or be null.
 CreatedFrameStore CreateFrameStore(std::int32_t bitDepth, std::int32_t channelOrder,
-                                   std::int32_t inPlace);
+                                   std::int32_t inPlace, SpareMemory* spares);
 
 } // namespace tintwell

@@ -40,8 +40,9 @@ ErrorCode readFingerprint(const InData& inData, std::int32_t time, AutoCorrectio
 ErrorCode analyzeWorld(const InData& inData, const EffectWorld& world,
                        const AnalysisControls& controls, AutoCorrectionMode mode,
                        const KeyedFingerprint& known, FrameAnalysis& analysis) {
+    SpareMemory* const spares = spareMemoryOf(inData);
     SplitFrame frame;
-    const ErrorCode split = splitFrame(inData, world, controls, frame);
+    const ErrorCode split = splitFrame(inData, world, controls, spares, frame);
     if (split != error::kNone) {
         return split;
     }
@@ -52,7 +53,7 @@ ErrorCode analyzeWorld(const InData& inData, const EffectWorld& world,
             analysis.fingerprint = std::make_unique<ChannelHistogram>(known.histogram);
         }
     }
-    analyzeFrame(mode, frame.image, analysis.levels, analysis.fingerprint);
+    analyzeFrame(mode, frame.image, spares, analysis.levels, analysis.fingerprint);
     return error::kNone;
 }
 

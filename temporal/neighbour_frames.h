@@ -17,7 +17,7 @@ namespace tintwell {
 /// Time at which the host holds a frame: index times step, where a step of 0 counts as 1.
 std::int32_t timeOfFrame(const InData& inData, std::int32_t frame);
 
-/// What was found of a frame, and from what where that is known.
+/// What was found of a frame.
 struct FrameAnalysis {
     std::unique_ptr<LevelsRecord> levels;
     std::unique_ptr<ChannelHistogram> fingerprint;

@@ -217,7 +217,7 @@ ErrorCode CTemporalSmoothingTintwell::storeSide(Side side) {
             cache_->insert(frame, std::move(entry));
         } else if (cached->isStale) {
             cached->levels = measured.levels[k].handOver();
-            cached->source = {}; // the fingerprint may be of other pixels
+            cached->source = {};
             cached->isStale = false;
         }
     }

@@ -7,14 +7,13 @@
 namespace tintwell {
 
 ErrorCode splitFrame(const InData& inData, const EffectWorld& world,
-                     const AnalysisControls& controls, SplitFrame& frame) {
+                     const AnalysisControls& controls, SpareMemory* spares, SplitFrame& frame) {
     const std::int32_t depth = depthOf(world);
-    const std::int32_t sampleBytes = depth / 8;
     const bool isEmpty = world.width <= 0 || world.height <= 0;
-    if (!isEmpty && world.width > std::numeric_limits<std::int32_t>::max() / sampleBytes) {
+    if (!isEmpty && world.width > std::numeric_limits<std::int32_t>::max() / sampleBytes(depth)) {
         return error::kOutOfMemory;
     }
-    auto [code, store] = CreateFrameStore(depth, channelOrderOf(inData), 1);
+    auto [code, store] = CreateFrameStore(depth, channelOrderOf(inData), 1, spares);
     if (code == error::kNone) {
         code = store->Setup(&world);
     }
@@ -27,7 +26,7 @@ ErrorCode splitFrame(const InData& inData, const EffectWorld& world,
     frame.image = {.height = world.height,
                    .width = world.width,
                    .channelCount = kColorPlanes,
-                   .rowBytes = isEmpty ? 0 : world.width * sampleBytes,
+                   .rowBytes = isEmpty ? 0 : world.width * sampleBytes(depth),
                    .bitDepth = depth,
                    .data = store->InputBuffer(),
                    .blackClip = controls.blackClip,

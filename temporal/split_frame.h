@@ -15,9 +15,9 @@ struct SplitFrame {
     PlanarImage image;
 };
 
-/// Splits the world into a store of its depth that works in place. The world must outlive the
-/// frame. On an error the frame is left as it was.
+/// Splits the world into a store of its depth that works in place. The world and the spares, which
+/// may be null, must outlive the frame. On an error the frame is left as it was.
 ErrorCode splitFrame(const InData& inData, const EffectWorld& world,
-                     const AnalysisControls& controls, SplitFrame& frame);
+                     const AnalysisControls& controls, SpareMemory* spares, SplitFrame& frame);
 
 } // namespace tintwell

@@ -220,15 +220,57 @@ struct Point {
     double y;
 };
 
-// No line falls or is steeper than 255 / 4: dark is not above light, and clip points at
-// least four apart stay between 0 and 255. That leaves no need for a general line here.
 void extendToBorder(Point& black, Point& white) {
-    const Point from = black;
+    Point& left = white.x < black.x ? white : black;
+    Point& right = white.x < black.x ? black : white;
+    const bool falls = left.y > right.y;
+    const auto turn = [](const Point& p) { return Point{p.x, 255 - p.y}; };
+    const Point from = falls ? turn(left) : left;
+    const Point to = falls ? turn(right) : right;
+    const double dx = to.x - from.x;
+    const double dy = to.y - from.y;
+    if (0.000001 * dy > dx) {
+        left = {from.x, 0};
+        right = {to.x, 255};
+    } else if (0.000001 * dx > dy) {
+        left = {0, from.y};
+        right = {255, to.y};
+    } else {
+        const double s = dy / dx;
+        const double y0 = from.y - s * from.x;
+        const double y1 = from.y + s * (255 - from.x);
+        left = y0 < 0 ? Point{from.x - from.y / s, 0} : Point{0, y0};
+        right = y1 > 255 ? Point{from.x + (255 - from.y) / s, 255} : Point{255, y1};
+    }
+    if (falls) {
+        left = turn(left);
+        right = turn(right);
+    }
+}
+
+void spreadInputs(ChannelLevels& v) {
+    const int missing = 4 + v.inputBlack - v.inputWhite;
+    if (missing <= 0) {
+        return;
+    }
+    Point black{v.inputBlack - (missing + 1) / 2 + 0.0, v.outputBlack + 0.0};
+    Point white{v.inputWhite + missing / 2 + 0.0, v.outputWhite + 0.0};
+    for (; white.x > 255; --white.x) {
+        --black.x;
+    }
+    for (; black.x < 0; ++black.x) {
+        ++white.x;
+    }
     const double s = (white.y - black.y) / (white.x - black.x);
-    const double y0 = from.y - s * from.x;
-    const double y1 = from.y + s * (255 - from.x);
-    black = y0 < 0 ? Point{from.x - from.y / s, 0} : Point{0, y0};
-    white = y1 > 255 ? Point{from.x + (255 - from.y) / s, 255} : Point{255, y1};
+    const auto end = [&](const Point& p, double x) {
+        const double y = (x - p.x) * s + p.y;
+        const double border = y < 0 ? 0 : 255;
+        return y >= 0 && y <= 255 ? Point{x, y} : Point{p.x + (border - p.y) / s, border};
+    };
+    black = end(black, 0);
+    white = end(white, 255);
+    v = {nearestLevel(black.x), nearestLevel(white.x), nearestLevel(black.y), nearestLevel(white.y),
+         v.gamma};
 }
 
 Levels solveLines(const Tones& tones, const ClipPoints& clip) {
@@ -251,6 +293,7 @@ Levels solveLines(const Tones& tones, const ClipPoints& clip) {
         extendToBorder(black, white);
         levels[c] = {nearestLevel(black.x), nearestLevel(white.x), nearestLevel(black.y),
                      nearestLevel(white.y), 100};
+        spreadInputs(levels[c]);
     }
     return levels;
 }

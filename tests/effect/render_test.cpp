@@ -185,6 +185,13 @@ const Scene kScenes[] = {
                 : y < 0.6 ? Rgb{0.7 + 0.1 * x, 0.9, blue}
                           : Rgb{0.0, 254.0 / 255, unit(r) * 254 / 255};
      }},
+    {"dark red above light red", // four single pixels of it make lines that fall to the left
+     [](double x, double, Random&) {
+         return x < 0.25   ? Rgb{97.0 / 255, 99.0 / 255, 166.0 / 255}
+                : x < 0.5  ? Rgb{142.0 / 255, 115.0 / 255, 100.0 / 255}
+                : x < 0.75 ? Rgb{89.0 / 255, 197.0 / 255, 101.0 / 255}
+                           : Rgb{185.0 / 255, 96.0 / 255, 141.0 / 255};
+     }},
 };
 
 Frame paint(const Scene& scene, int width, int height, bool deep, bool alphaLast, Random& random) {
@@ -240,10 +247,12 @@ TEST_P(RenderTest, EqualsTheReferenceForEveryKindOfScene) {
     const Layout layouts[] = {{}, {12, false}, {4, true}};
     for (const Scene& scene : kScenes) {
         SCOPED_TRACE(scene.name);
-        const Frame frame = paint(scene, 61, 47, deep(), alphaLast(), random_);
-        std::size_t layout = 0;
-        for (const Controls& controls : kControls) {
-            host_.expectReference(frame, controls, layouts[layout++ % 3]);
+        for (const auto& [width, height] : {std::pair(61, 47), {4, 1}}) {
+            const Frame frame = paint(scene, width, height, deep(), alphaLast(), random_);
+            std::size_t layout = 0;
+            for (const Controls& controls : kControls) {
+                host_.expectReference(frame, controls, layouts[layout++ % 3]);
+            }
         }
     }
 }
@@ -381,6 +390,8 @@ TEST(RenderScenes, ReachTheCorrections) {
     for (const std::size_t corrected : {0U, 1U, 2U, 4U, 7U, 10U, 12U}) {
         EXPECT_NE(levels(corrected, {})[0], neutral) << kScenes[corrected].name;
     }
+    const Frame falling = paint(kScenes[13], 4, 1, false, false, random);
+    EXPECT_EQ(reference::findLevels(falling, {})[0], (ChannelLevels{118, 122, 0, 255, 100}));
     const reference::Levels snapped = levels(6, {.snap = 1});
     EXPECT_LT(snapped[0].gamma, 98);
     EXPECT_GT(snapped[2].gamma, 102);

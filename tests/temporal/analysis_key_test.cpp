@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <cstring>
 #include <set>
 #include <vector>
 
@@ -36,6 +37,22 @@ TEST(AnalysisKey, TellsFramesApartThatDifferInHighestBits) {
         }
         // Where i is j nothing is changed.
         EXPECT_EQ(keys.size(), kUsedBytes * (kUsedBytes - 1) / 2 + 1);
+    }
+}
+
+TEST(AnalysisKey, RemembersARowWhateverAWordOfItIs) {
+    // A lane multiplies by the difference of its second word to this one.
+    const std::uint64_t mask = 0x452821e638d01377U;
+    for (const std::uint64_t factor : {std::uint64_t{0}, std::uint64_t{1}, ~std::uint64_t{0}}) {
+        Bytes bytes(3 * kRowBytes);
+        const std::uint64_t word = mask ^ factor;
+        std::memcpy(bytes.data() + 72, &word, sizeof(word)); // in the lane's second block
+        const AnalysisKey key(frameOf(bytes), 0, kMode);
+        for (const std::size_t earlier : {0U, 8U, 64U}) {
+            Bytes changed = bytes;
+            changed[earlier] ^= std::byte{1};
+            EXPECT_NE(key, AnalysisKey(frameOf(changed), 0, kMode)) << earlier;
+        }
     }
 }
 
