@@ -3,6 +3,7 @@
 #include "media/clip_for_effect.h"
 #include "media/media_error.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -19,13 +20,17 @@ FinderOptions finderOptions(const WalkOptions& options, const media::ClipInfo& i
     return {media::timingForEffect(info), options.controls, options.highQuality, options.trials};
 }
 
-/// When a delivered frame is shown; by the frame rate where the clip has no timestamps.
+/// When a delivered frame is shown, counted from the clip's beginning as players do; by the frame
+/// rate where the clip has no timestamps.
 double secondsOf(const media::ClipReader& reader, const media::ReadItem& item) {
     const media::ClipInfo& info = reader.info();
     if (item.frame->pts == AV_NOPTS_VALUE) {
         return static_cast<double>(item.index) / av_q2d(info.frameRate);
     }
-    const std::int64_t start = media::ticksOf(*reader.start(), info.timeBase);
+    const std::int64_t begin = reader.container().start_time;
+    const media::Moment clip{begin != AV_NOPTS_VALUE ? begin : 0, {1, AV_TIME_BASE}};
+    const std::int64_t start =
+        media::ticksOf(*reader.start(), info.timeBase) - media::ticksOf(clip, info.timeBase);
     return static_cast<double>(item.frame->pts + start) * av_q2d(info.timeBase);
 }
 
@@ -38,18 +43,15 @@ std::optional<media::ReadItem> nextFrame(media::ClipReader& reader) {
     return item;
 }
 
-/// `edge` is where the clip begins or its last frame does, whichever the time lies beyond.
-[[noreturn]] void throwNothingShown(const WalkOptions& options, double seconds, bool early,
-                                    double edge) {
+[[noreturn]] void throwNothingShown(const WalkOptions& options, double seconds, double last) {
     char text[128];
     std::snprintf(text, sizeof text,
-                  ": shows no frame at %.10g seconds; its %s frame begins at %.3f", seconds,
-                  early ? "first" : "last", edge);
+                  ": shows no frame at %.10g seconds; its last one begins at %.3f", seconds, last);
     throw media::MediaError(media::inputName(options.input) + text);
 }
 
-/// Times are given as people read them, to the microsecond.
-constexpr double kTimeTolerance = 1e-6;
+/// Times are given as people read them, to the millisecond.
+constexpr double kTimeTolerance = 0.0006;
 
 /// The frame shown so long after the first one, where that can be told without reading up to it.
 std::optional<std::int64_t> computedFrame(const media::ClipInfo& info, double seconds) {
@@ -136,8 +138,7 @@ std::int64_t frameShownAt(const WalkOptions& options, double seconds) {
     media::ClipReader reader(options.input, {options.reading, {}, false});
     std::optional<media::ReadItem> item = nextFrame(reader);
     const double first = secondsOf(reader, *item);
-    const bool early = !(seconds + kTimeTolerance >= first);
-    if (const auto frame = early ? std::nullopt : computedFrame(reader.info(), seconds - first)) {
+    if (const auto frame = computedFrame(reader.info(), std::max(0.0, seconds - first))) {
         return *frame;
     }
     std::int64_t shown = item->index;
@@ -150,8 +151,8 @@ std::int64_t frameShownAt(const WalkOptions& options, double seconds) {
         item = nextFrame(reader);
         begin = item ? secondsOf(reader, *item) : begin;
     }
-    if (early || (!item && seconds >= begin + 1.0 / av_q2d(reader.info().frameRate))) {
-        throwNothingShown(options, seconds, early, early ? first : begin);
+    if (!item && seconds >= begin + 1.0 / av_q2d(reader.info().frameRate)) {
+        throwNothingShown(options, seconds, begin);
     }
     return shown;
 }
@@ -176,8 +177,8 @@ InspectedFrame inspectFrame(const WalkOptions& options, std::int64_t frame) {
     host::FrameBuffer after(before->width(), before->height(), before->depth());
     correctPixels(*findings, *before, after);
     const ChannelHistogram histogramAfter = histogramOf(after);
-    return {std::move(*findings), std::move(*before), std::move(after), histogramAfter,
-            walk.info()};
+    return {std::move(*findings), std::move(*before), std::move(after),
+            histogramAfter,       walk.info(),        walk.warnings()};
 }
 
 } // namespace tintwell::inspect

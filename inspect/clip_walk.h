@@ -93,9 +93,11 @@ struct InspectedFrame {
     host::FrameBuffer after;         ///< as rendered
     ChannelHistogram histogramAfter; ///< of these pixels, as the findings' is of those before
     media::ClipInfo clip;
+    std::vector<std::string> warnings; ///< of what was read
 };
 
-/// Index of the frame that is shown at a time, which is as players and ffprobe count it. Throws
+/// Index of the frame that is shown at a time, which counts from the clip's beginning; the
+/// first one before it begins. Throws
 /// MediaError where the clip shows nothing then.
 std::int64_t frameShownAt(const WalkOptions& options, double seconds);
 

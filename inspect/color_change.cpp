@@ -62,7 +62,7 @@ std::string castSentence(const ColorChange& change) {
                                     : "a ";
     char size[48];
     std::snprintf(size, sizeof size, " cast of %.1f levels", cast.size);
-    return "took out " + article + cast.name + size;
+    return "takes out " + article + cast.name + size;
 }
 
 void ChangeMeter::add(const FrameFindings& findings) {

@@ -23,7 +23,7 @@ struct ColorCast {
 
 ColorCast removedCast(const ColorChange& change);
 
-/// "took out a yellow (warm) cast of 12.3 levels", or that there was none.
+/// "takes out a yellow (warm) cast of 12.3 levels", or that there was none.
 std::string castSentence(const ColorChange& change);
 
 /// Mean changes of many frames.

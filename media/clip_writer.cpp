@@ -9,6 +9,10 @@
 #include <string_view>
 #include <utility>
 
+extern "C" {
+#include <libavutil/opt.h>
+}
+
 namespace tintwell::media {
 namespace {
 
@@ -40,6 +44,7 @@ ClipWriter::ClipWriter(const std::string& output, const std::string& input,
         firstNumber_ = firstNumberFor(input, span);
     }
     copyMetadata(source.container(), *output_);
+    checkOptions();
     addStreams(source);
 }
 
@@ -83,6 +88,17 @@ void ClipWriter::checkSingleImage(const ClipInfo& source, const std::optional<Fr
     if (singleImage_ && several) {
         throw MediaError(name_ + ": is a single image, but there are several frames; number the "
                                  "files, as in frame.%04d.png");
+    }
+}
+
+/// What the encoder does not know may be meant for the container.
+void ClipWriter::checkOptions() const {
+    for (const auto& [key, value] : encoder_->leftOptions()) {
+        if (av_opt_find(output_.get(), key.c_str(), nullptr, 0, AV_OPT_SEARCH_CHILDREN) ==
+            nullptr) {
+            throw MediaError("neither the encoder " + codecName() + " nor the format " +
+                             output_->oformat->name + " knows the option '" + key + "'");
+        }
     }
 }
 
@@ -166,10 +182,6 @@ void ClipWriter::begin(const Moment& start) {
         check(avio_open(&output_->pb, target_.url().c_str(), AVIO_FLAG_WRITE), "cannot be created");
     }
     check(avformat_write_header(output_.get(), settings.inOut()), "cannot be started");
-    if (const std::vector<std::string> unknown = settings.keys(); !unknown.empty()) {
-        throw MediaError("neither the encoder " + codecName() + " nor the format " +
-                         output_->oformat->name + " knows the option '" + unknown.front() + "'");
-    }
 }
 
 void ClipWriter::writeFrame(const AVFrame& picture) {

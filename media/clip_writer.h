@@ -66,6 +66,7 @@ private:
     void checkSingleImage(const ClipInfo& source, const std::optional<FrameSpan>& span);
     void addStreams(const ClipReader& source);
     void addVideo(const AVStream& source);
+    void checkOptions() const;
     void writePackets();
     void write(AVPacket& packet);
     void check(int code, const char* action);

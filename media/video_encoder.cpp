@@ -130,7 +130,10 @@ void VideoEncoder::choosePixelFormat(const AVCodec& codec, const std::string& wa
     if (wanted.empty() && format != source_.pixelFormat) {
         warnings_.push_back(output_ + ": the encoder " + codec.name + " does not take " +
                             nameOf(source_.pixelFormat) + "; " + nameOf(format) +
-                            " is written instead");
+                            " is written instead" +
+                            (traitsOf(source_.pixelFormat).alpha && !traitsOf(format).alpha
+                                 ? ", without its transparency"
+                                 : ""));
     }
     const OutputColor color =
         outputColor(source_.pixelFormat, source_.tags, format, source_.width, source_.height);

@@ -5,6 +5,7 @@
 #include "tool/analysis_writer.h"
 #include "tool/clip_options.h"
 #include "tool/effect_options.h"
+#include "tool/messages.h"
 #include "tool/output_options.h"
 #include "tool/progress_option.h"
 #include "tool/render_pipeline.h"
@@ -43,16 +44,10 @@ ProgressStyle progressBeside(const TextOutput& written, const OutputOptions& opt
 }
 
 inspect::CorrectionSummary writeFrames(inspect::ClipWalk& walk, AnalysisWriter& writer,
-                                       Progress& progress, const TextOutput& written,
-                                       const std::atomic<bool>& stop) {
+                                       Progress& progress) {
     inspect::SummaryBuilder summary;
     std::int64_t frames = 0;
     while (const auto findings = walk.next()) {
-        if (stop) {
-            throw written.isStandardOutput()
-                ? RenderStopped("interrupted; the output is incomplete")
-                : RenderStopped();
-        }
         summary.add(*findings);
         writer.add(*findings);
         progress.advance(++frames);
@@ -61,11 +56,14 @@ inspect::CorrectionSummary writeFrames(inspect::ClipWalk& walk, AnalysisWriter& 
 }
 
 void runAnalyze(AnalyzeRequest& request, const std::atomic<bool>& stop) {
-    request.clip.controls = resolveControls(request.effect);
+    request.clip.controls = resolveControls(request.effect, request.output.path);
     inspect::WalkOptions options = walkOptions(request.clip);
     options.trials = inspect::adviceTrials();
-    inspect::ClipWalk walk(options);
     TextOutput output(request.output.path, request.clip.input, request.output.overwrite);
+    options.watch = giveUpOn(stop, output.isStandardOutput()
+                                       ? RenderStopped("interrupted; the output is incomplete")
+                                       : RenderStopped());
+    inspect::ClipWalk walk(options);
     const auto writer = makeWriter(request, output);
     const AnalysisHeader header = headerOf(request.clip, walk);
     const auto progress = makeProgress(progressBeside(output, request.output));
@@ -74,7 +72,7 @@ void runAnalyze(AnalyzeRequest& request, const std::atomic<bool>& stop) {
     inspect::CorrectionSummary summary;
     {
         const ProgressSpan span(*progress, totalFrames(request.clip, walk.info()));
-        summary = writeFrames(walk, *writer, *progress, output, stop);
+        summary = writeFrames(walk, *writer, *progress);
     }
     writer->end(summary, walk.warnings());
     output.commit();

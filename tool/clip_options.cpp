@@ -2,6 +2,7 @@
 
 #include "tool/command.h"
 #include "tool/option_values.h"
+#include "tool/output_options.h"
 
 namespace tintwell::tool {
 namespace {
@@ -31,7 +32,8 @@ void addInputArgument(CLI::App& app, ClipOptions& options) {
     app.add_option("INPUT", options.input,
                    "Video file, image, image sequence (frame.%04d.png), or - for standard input")
         ->required()
-        ->type_name("");
+        ->type_name("")
+        ->check(requireText);
 }
 
 void addClipOptions(CLI::App& app, ClipOptions& options) {

@@ -7,16 +7,17 @@
 #include "tool/help_format.h"
 #include "tool/lut_command.h"
 #include "tool/manual_command.h"
+#include "tool/messages.h"
 #include "tool/module_path.h"
 #include "tool/preview_command.h"
 #include "tool/render_command.h"
 #include "tool/render_pipeline.h"
 #include "tool/report_command.h"
 #include "tool/stop_signal.h"
+#include "tool/text_output.h"
 #include "tool/user_error.h"
 
 #include <array>
-#include <cerrno>
 #include <exception>
 #include <iostream>
 #include <new>
@@ -32,16 +33,6 @@ int codeOf(ExitCode code) {
     return static_cast<int>(code);
 }
 
-/// A message must stay one line, and must not steer the terminal, whatever file names it quotes.
-void printError(std::string message) {
-    for (char& letter : message) {
-        if (static_cast<unsigned char>(letter) < ' ' || letter == '\x7f') {
-            letter = ' ';
-        }
-    }
-    std::cerr << "tintwell: error: " << message << "\n";
-}
-
 int failure(const std::string& message, ExitCode code = ExitCode::Failed) {
     printError(message);
     return codeOf(code);
@@ -49,11 +40,13 @@ int failure(const std::string& message, ExitCode code = ExitCode::Failed) {
 
 /// A reader that has seen enough (as in `tintwell --help | head`) is no failure, a full disk is.
 int flushStandardOutput() {
-    errno = 0;
-    if (std::cout.flush() || errno == EPIPE) {
+    if (std::cout.flush()) {
         return codeOf(ExitCode::Done);
     }
-    return failure("cannot write to standard output: " + std::generic_category().message(errno));
+    const std::error_code reason = reasonOfFailure(std::cout);
+    return reason == std::errc::broken_pipe
+               ? codeOf(ExitCode::Done)
+               : failure("standard output: cannot be written (" + reason.message() + ")");
 }
 
 /// What the parser could not place, in the words of the command it was given to.

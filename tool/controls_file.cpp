@@ -17,6 +17,9 @@
 namespace tintwell::tool {
 namespace {
 
+/// More than a million keyframes.
+constexpr std::size_t kMostBytes = std::size_t{64} << 20;
+
 using Value = JsonDocument::Value;
 
 constexpr std::int64_t kFormatVersion = 1;
@@ -242,6 +245,9 @@ ControlSettings readControlsFile(const std::string& path) {
     std::array<char, 4096> chunk{};
     while (file.read(chunk.data(), chunk.size()) || file.gcount() > 0) {
         text.append(chunk.data(), static_cast<std::size_t>(file.gcount()));
+        if (text.size() > kMostBytes) {
+            throw UserError(path + ": is too large to be a controls file", ExitCode::Usage);
+        }
     }
     if (!file.is_open() || file.bad()) {
         throw UserError("cannot read the controls file '" + path +

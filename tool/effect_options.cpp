@@ -4,9 +4,12 @@
 #include "tool/control_catalog.h"
 #include "tool/controls_file.h"
 #include "tool/option_values.h"
+#include "tool/user_error.h"
 
 #include <cctype>
 #include <cstdint>
+#include <filesystem>
+#include <system_error>
 
 namespace tintwell::tool {
 namespace {
@@ -68,9 +71,13 @@ void addEffectOptions(CLI::App& app, EffectOptions& options) {
     addModuleOption(app, options.module);
 }
 
-host::ControlTracks resolveControls(const EffectOptions& options) {
+host::ControlTracks resolveControls(const EffectOptions& options, const std::string& output) {
     host::ControlTracks tracks = initialControls();
     if (!options.controlsFile.empty()) {
+        std::error_code error;
+        if (std::filesystem::equivalent(options.controlsFile, output, error)) {
+            throw UserError(output + ": is the controls file; write to another name");
+        }
         for (auto& [control, track] : readControlsFile(options.controlsFile)) {
             tracks[control] = track;
         }

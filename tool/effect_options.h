@@ -23,7 +23,7 @@ void addControlOptions(CLI::App& app, EffectOptions& options);
 void addEffectOptions(CLI::App& app, EffectOptions& options);
 
 /// Initial values, replaced by the controls file's, replaced by the command line's. Throws
-/// UserError when the file is wrong.
-host::ControlTracks resolveControls(const EffectOptions& options);
+/// UserError when the file is wrong, or is the output.
+host::ControlTracks resolveControls(const EffectOptions& options, const std::string& output);
 
 } // namespace tintwell::tool

@@ -22,10 +22,8 @@ CLI::Option* addTimeOption(CLI::App& app, std::optional<double>& seconds,
 FrameSearch::FrameSearch(inspect::WalkOptions options, const OutputOptions& output,
                          const std::atomic<bool>& stop)
     : options_(std::move(options)), progress_(makeProgress(progressStyle(output))) {
-    options_.watch = [this, &stop](std::int64_t frame) {
-        if (stop) {
-            throw RenderStopped();
-        }
+    options_.watch = [this, check = giveUpOn(stop)](std::int64_t frame) {
+        check(frame);
         progress_->advance(frame + 1);
     };
 }

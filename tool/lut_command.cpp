@@ -7,6 +7,7 @@
 #include "tool/effect_options.h"
 #include "tool/frame_search.h"
 #include "tool/lut_formats.h"
+#include "tool/messages.h"
 #include "tool/option_values.h"
 #include "tool/output_options.h"
 #include "tool/text_output.h"
@@ -65,6 +66,7 @@ LutContent contentFor(const LutRequest& request, const std::atomic<bool>& stop) 
     FrameSearch search(walkOptions(request.clip), request.output, stop);
     const std::int64_t index = search.shownAt(request.seconds);
     const inspect::InspectedFrame frame = search.inspect(index);
+    printWarnings(frame.warnings);
     const host::SampleDepth depth = frame.before.depth();
     return {index,
             frame.findings.seconds,
@@ -92,7 +94,7 @@ std::string decisionsText(const LutContent& content) {
 
 void runLut(LutRequest& request, const std::atomic<bool>& stop) {
     const LutFormat* const format = checkedFormat(request);
-    request.clip.controls = resolveControls(request.effect);
+    request.clip.controls = resolveControls(request.effect, request.output.path);
     std::optional<TextOutput> output;
     if (format != nullptr) {
         output.emplace(request.output.path, request.clip.input, request.output.overwrite);

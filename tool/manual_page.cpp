@@ -148,9 +148,10 @@ void writeExitStatus(std::ostream& page) {
         writeEntry(page, bold(std::to_string(static_cast<int>(code))), meaning);
     };
     write(ExitCode::Done, "Done.");
-    write(ExitCode::Failed, "Failed; standard error tells why, and no output was written.");
+    write(ExitCode::Failed, "Failed; standard error tells why, and no file was written.");
     write(ExitCode::Usage, "Wrong usage: an option, an argument or a controls file.");
-    write(ExitCode::Interrupted, "Interrupted; no output was written.");
+    write(ExitCode::Interrupted,
+          "Interrupted; no file was written. After another signal 128 and its number.");
 }
 
 /// The end of the help: lines that are indented there are examples.

@@ -1,15 +1,20 @@
 #include "tool/output_options.h"
 
 #include "media/clip_info.h"
+#include "tool/messages.h"
 #include "tool/progress_option.h"
-
-#include <iostream>
 
 namespace tintwell::tool {
 
+std::string requireText(const std::string& text) {
+    return text.empty() ? "a file name cannot be empty" : std::string();
+}
+
 CLI::Option* addOutputOptions(CLI::App& app, OutputOptions& options, const std::string& help) {
-    CLI::Option* const output =
-        app.add_option("-o,--output", options.path, help)->type_name("FILE")->group(kOutputGroup);
+    CLI::Option* const output = app.add_option("-o,--output", options.path, help)
+                                    ->type_name("FILE")
+                                    ->check(requireText)
+                                    ->group(kOutputGroup);
     app.add_flag("--overwrite", options.overwrite, "Replace the output if it exists")
         ->group(kOutputGroup);
     addProgressOption(app, options.progress);
@@ -22,16 +27,10 @@ ProgressStyle progressStyle(const OutputOptions& options) {
                                                                     : options.progress;
 }
 
-void printWarnings(const std::vector<std::string>& warnings) {
-    for (const std::string& warning : warnings) {
-        std::cerr << "tintwell: warning: " << warning << "\n";
-    }
-}
-
 void tellWritten(const OutputOptions& options) {
     const bool isFile = !options.path.empty() && options.path != media::kStandardStream;
     if (isFile && !options.quiet) {
-        std::cerr << "tintwell: wrote " << options.path << "\n";
+        printNote("wrote " + options.path);
     }
 }
 

@@ -5,7 +5,6 @@
 #include <CLI/CLI.hpp>
 
 #include <string>
-#include <vector>
 
 namespace tintwell::tool {
 
@@ -19,13 +18,14 @@ struct OutputOptions {
 
 constexpr const char* kOutputGroup = "Output";
 
+/// What is wrong with an empty file name, as a variable that is not set gives it.
+std::string requireText(const std::string& text);
+
 /// -o, --overwrite, --progress and --quiet. Gives -o back, for what a command asks of it.
 CLI::Option* addOutputOptions(CLI::App& app, OutputOptions& options, const std::string& help);
 
 /// With what `--quiet` makes of it.
 ProgressStyle progressStyle(const OutputOptions& options);
-
-void printWarnings(const std::vector<std::string>& warnings);
 
 /// Tells the name of the file that was written; nothing of standard output.
 void tellWritten(const OutputOptions& options);

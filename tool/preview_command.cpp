@@ -9,6 +9,7 @@
 #include "tool/control_values.h"
 #include "tool/effect_options.h"
 #include "tool/frame_search.h"
+#include "tool/messages.h"
 #include "tool/option_values.h"
 #include "tool/output_options.h"
 #include "tool/text_output.h"
@@ -92,7 +93,7 @@ void requirePngName(const std::string& output) {
 
 void runPreview(PreviewRequest& request, const std::atomic<bool>& stop) {
     requirePngName(request.output.path);
-    request.clip.controls = resolveControls(request.effect);
+    request.clip.controls = resolveControls(request.effect, request.output.path);
     FrameSearch search(walkOptions(request.clip), request.output, stop);
     const std::int64_t index = search.shownAt(request.seconds);
     if (request.output.path.empty()) {
@@ -104,6 +105,7 @@ void runPreview(PreviewRequest& request, const std::atomic<bool>& stop) {
     request.picture.caption = captionOf(request, frame.findings);
     preview::drawPreview(frame, request.picture).writePng(output.stream());
     output.commit();
+    printWarnings(frame.warnings);
     tellWritten(request.output);
 }
 

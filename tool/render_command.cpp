@@ -4,6 +4,7 @@
 #include "tool/clip_options.h"
 #include "tool/control_values.h"
 #include "tool/effect_options.h"
+#include "tool/messages.h"
 #include "tool/module_path.h"
 #include "tool/option_values.h"
 #include "tool/output_options.h"
@@ -176,7 +177,7 @@ void runRender(RenderRequest& request, const std::atomic<bool>& stop) {
                         "file, or leave --json out",
                         ExitCode::Usage);
     }
-    options.controls = resolveControls(request.effect);
+    options.controls = resolveControls(request.effect, options.output);
     options.modulePath = findModule(request.effect.module).string();
     if (request.dryRun) {
         showPlan(request);

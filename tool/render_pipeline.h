@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -47,6 +48,16 @@ public:
     explicit RenderStopped(const char* message = "interrupted; nothing was written")
         : std::runtime_error(message) {}
 };
+
+/// To be called now and then: throws RenderStopped once the flag is set, which outlives it.
+inline std::function<void(std::int64_t)> giveUpOn(const std::atomic<bool>& stop,
+                                                  const RenderStopped& message = RenderStopped()) {
+    return [&stop, message](std::int64_t /*frame*/) {
+        if (stop) {
+            throw message;
+        }
+    };
+}
 
 /// Renders the clip: decode, convert, effect, convert, encode, each on a thread of its own with
 /// bounded queues between them. The output appears under its name only when it is complete.

@@ -105,8 +105,8 @@ public:
             const double x = xOf(seconds);
             const int shift = x < kMargin ? 0 : x > kWidth - kMargin ? -100 : -50;
             std::string text = clockText(seconds);
-            if (const std::size_t zeros = text.find(".00"); zeros != std::string::npos) {
-                text.erase(zeros, 3);
+            if (const std::size_t zeros = text.find(".000"); zeros != std::string::npos) {
+                text.erase(zeros, 4);
             }
             marks.push_back({{"text", text}, {"x", formatted("%.1f", x)}, {"shift", shift}});
         }
@@ -217,16 +217,16 @@ double highestOf(const LevelCounts& before, const LevelCounts& after) {
 } // namespace
 
 std::string clockText(double seconds) {
-    const double rounded = std::round(std::abs(seconds) * 100.0) / 100.0;
+    const double rounded = std::round(std::abs(seconds) * 1000.0) / 1000.0;
     const std::string sign = seconds < 0.0 && rounded > 0.0 ? "-" : "";
     const auto minutes = static_cast<long long>(std::floor(rounded / 60.0));
     const double rest = rounded - 60.0 * static_cast<double>(minutes);
     if (minutes == 0) {
-        return sign + formatted("%.2f s", rest);
+        return sign + formatted("%.3f s", rest);
     }
     return sign + (minutes < 60
-                       ? formatted("%lld:%05.2f", minutes, rest)
-                       : formatted("%lld:%02lld:%05.2f", minutes / 60, minutes % 60, rest));
+                       ? formatted("%lld:%06.3f", minutes, rest)
+                       : formatted("%lld:%02lld:%06.3f", minutes / 60, minutes % 60, rest));
 }
 
 LevelCharts levelCharts(const LevelSeries& series, bool smoothed, const std::vector<double>& cuts) {

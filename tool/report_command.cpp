@@ -4,6 +4,7 @@
 #include "tool/clip_options.h"
 #include "tool/effect_options.h"
 #include "tool/frame_search.h"
+#include "tool/messages.h"
 #include "tool/output_options.h"
 #include "tool/progress_option.h"
 #include "tool/render_pipeline.h"
@@ -54,7 +55,7 @@ std::optional<std::int64_t> namedFrame(const ReportRequest& request,
 
 /// Goes through the clip once.
 Report makeReport(const ReportRequest& request, inspect::ClipWalk& walk, std::int64_t closeUpFrame,
-                  Progress& progress, const std::atomic<bool>& stop) {
+                  Progress& progress) {
     const std::optional<std::int64_t> total = totalFrames(request.clip, walk.info());
     inspect::FilmStrip strip(walk.info(), walk.depth(), total);
     inspect::CloseUp closeUp(walk.info(), walk.depth(), closeUpFrame);
@@ -66,9 +67,6 @@ Report makeReport(const ReportRequest& request, inspect::ClipWalk& walk, std::in
     inspect::SummaryBuilder summary;
     Report report;
     while (const auto findings = walk.next()) {
-        if (stop) {
-            throw RenderStopped();
-        }
         strip.add(*findings);
         closeUp.add(*findings);
         summary.add(*findings);
@@ -85,15 +83,16 @@ Report makeReport(const ReportRequest& request, inspect::ClipWalk& walk, std::in
 }
 
 void runReport(ReportRequest& request, const std::atomic<bool>& stop) {
-    request.clip.controls = resolveControls(request.effect);
+    request.clip.controls = resolveControls(request.effect, request.output.path);
     inspect::WalkOptions options = walkOptions(request.clip);
     options.trials = inspect::adviceTrials();
+    options.watch = giveUpOn(stop);
     TextOutput output(request.output.path, request.clip.input, request.output.overwrite);
     const std::optional<std::int64_t> named = namedFrame(request, options, stop);
     inspect::ClipWalk walk(options);
     const auto progress = makeProgress(progressStyle(request.output));
     const std::int64_t closeUpFrame = named ? *named : middleFrame(request, walk.info());
-    const Report report = makeReport(request, walk, closeUpFrame, *progress, stop);
+    const Report report = makeReport(request, walk, closeUpFrame, *progress);
     output.stream() << reportPage(report);
     output.commit();
     printWarnings(report.warnings);

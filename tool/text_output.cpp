@@ -11,6 +11,13 @@
 
 namespace tintwell::tool {
 
+std::error_code reasonOfFailure(std::ostream& stream) {
+    stream.clear();
+    errno = 0;
+    stream.put('\n').flush();
+    return {errno != 0 ? errno : EIO, std::generic_category()};
+}
+
 TextOutput::TextOutput(const std::string& path, const std::string& input, bool overwrite)
     : stream_(&std::cout) {
     if (path.empty() || path == media::kStandardStream) {
@@ -38,12 +45,12 @@ void TextOutput::commit() {
     if (!target_) {
         return;
     }
-    errno = 0;
-    file_.close();
+    file_.flush();
     if (!file_) {
         throw UserError(target_->name() + ": cannot be written (" +
-                        std::generic_category().message(errno) + ")");
+                        reasonOfFailure(file_).message() + ")");
     }
+    file_.close();
     target_->commit();
 }
 

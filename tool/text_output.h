@@ -6,8 +6,12 @@
 #include <optional>
 #include <ostream>
 #include <string>
+#include <system_error>
 
 namespace tintwell::tool {
+
+/// Why a stream could not be written: tries again to hear it.
+std::error_code reasonOfFailure(std::ostream& stream);
 
 /// A text, or the bytes of a picture, that a command writes, to standard output or to a file that
 /// appears under its name when it is complete.

@@ -107,6 +107,11 @@ TEST_F(BadMediaTest, WhatCannotBeRenderedIsRefusedAndLeavesNothing) {
     }
     EXPECT_EQ(good("good.mkv"), before);
 
+    for (const char* command : {"analyze", "report"}) {
+        expectRefusal({command, "good.mkv", "-o", "/dev/full", "--overwrite"}, 1,
+                      {"No space left"});
+    }
+
     rlimit limit{};
     getrlimit(RLIMIT_FSIZE, &limit);
     const rlimit small{20000, limit.rlim_max};

@@ -58,6 +58,8 @@ TEST_F(CommandLineTest, WrongUsageIsToldWithTheOptionAndExits2) {
                       {"--size: '" + size, "2 and 65536"});
     }
     expectRefusal({"lut", "clip.y4m", "--cdl", "--at", "noon"}, 2, {"--at: 'noon'"});
+    expectRefusal({"analyze", ""}, 2, {"INPUT", "cannot be empty"});
+    expectRefusal({"analyze", "clip.y4m", "-o", ""}, 2, {"--output", "cannot be empty"});
 }
 
 TEST_F(CommandLineTest, FailuresNameTheFileAndExit1WithoutLeavingAnything) {
@@ -86,7 +88,7 @@ TEST_F(CommandLineTest, FailuresNameTheFileAndExit1WithoutLeavingAnything) {
     expectRefusal({"analyze", "text.mp4", "--json"}, 1, {"text.mp4"});
     expectRefusal({"analyze", "clip.y4m", "-o", "there.mkv"}, 1, {"there.mkv", "--overwrite"});
     expectRefusal({"lut", "clip.y4m", "--at", "9", "-o", "a.cube"}, 1,
-                  {"clip.y4m: shows no frame at 9 seconds", "last frame begins at 0.360"});
+                  {"clip.y4m: shows no frame at 9 seconds", "last one begins at 0.360"});
     expectRefusal({"lut", "clip.y4m", "-o", "no/a.cube"}, 1, {"no/a.cube"});
     expectRefusal({"lut", "text.mp4", "--cdl"}, 1, {"text.mp4"});
     write("there.cube", "precious");
@@ -95,6 +97,12 @@ TEST_F(CommandLineTest, FailuresNameTheFileAndExit1WithoutLeavingAnything) {
     expectRefusal({"declaration", "text.mp4"}, 1, {"text.mp4", "neither an ELF module nor"});
     EXPECT_EQ(contentOf(work_ / "there.mkv") + contentOf(work_ / "there.cube"), "preciousprecious");
     EXPECT_EQ(contentOf(work_ / "clip.y4m"), clip(kClipFrames));
+    write("look.json", R"({"version": 1, "controls": {}})");
+    expectRefusal(
+        {"analyze", "clip.y4m", "--controls", "look.json", "-o", "look.json", "--overwrite"}, 1,
+        {"look.json: is the controls file"});
+    expectRefusal({"render", "clip.y4m", "out.mkv", "--dry-run", "--encoder-option", "foo=1"}, 1,
+                  {"knows the option 'foo'"});
 }
 
 TEST_F(CommandLineTest, ControlsFileErrorsNameFileAndLine) {

@@ -53,7 +53,7 @@ inspect::InspectedFrame inspected(bool opaque = true) {
     inspect::correctPixels(findings, before, after);
     const ChannelHistogram histogramAfter = inspect::histogramOf(after);
     return {std::move(findings), std::move(before), std::move(after), histogramAfter,
-            clipOf(kWidth, kHeight)};
+            clipOf(kWidth, kHeight), {}};
 }
 
 /// The picture as its file holds it.

@@ -168,11 +168,21 @@ TEST_F(CommandLineTest, AWindowThatAPipeCannotHoldIsForFilesOnly) {
     EXPECT_EQ(render("large.y4m", "10").exitCode, 0);
 }
 
-TEST_F(CommandLineTest, InterruptRemovesThePartialFileAndExits130) {
+class InterruptTest : public CommandLineTest, public testing::WithParamInterface<Arguments> {};
+
+INSTANTIATE_TEST_SUITE_P(
+    Commands, InterruptTest,
+    testing::Values(Arguments{"render", "-", "out.mkv", "--video-codec", "ffv1"},
+                    Arguments{"analyze", "-", "-o", "out.txt", "--frames", "9999999"},
+                    Arguments{"report", "-", "-o", "out.html"},
+                    Arguments{"lut", "/dev/stdin", "--at", "9999999", "-o", "out.cube"}),
+    [](const auto& each) { return each.param[0]; });
+
+TEST_P(InterruptTest, RemovesThePartialFileAndExits130) {
     std::signal(SIGPIPE, SIG_IGN);
     int ends[2] = {};
     ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
-    const pid_t child = start({"render", "-", "out.mkv", "--video-codec", "ffv1"}, ends[0]);
+    const pid_t child = start(GetParam(), ends[0]);
     close(ends[0]);
     // The clip never ends; the signal comes once part of the output exists.
     std::string chunk = clipHeader();

@@ -50,7 +50,7 @@ TEST_F(CommandLineTest, ReportShowsTheLevelsThatAnalyzeTells) {
         }
     }
     for (const char* part :
-         {"Frame 5, at 0.20 s", "cut at 0.28 s", "took out an orange (warm) cast",
+         {"Frame 5, at 0.200 s", "cut at 0.280 s", "takes out an orange (warm) cast",
           "<span>corrected-in%d.ppm</span> <span>--temporal-smoothing</span> <span>0.4</span>"}) {
         EXPECT_NE(page.find(part), std::string::npos) << part;
     }

@@ -135,7 +135,7 @@ TEST(LevelCharts, HaveRoundAxesAndMarkTheCuts) {
     const std::array cases{
         Case{0.0, 7200.0, {"0 s", "1:00:00", "2:00:00"}},
         Case{58.5, 61.5, {"59 s", "1:00", "1:01"}},
-        Case{-0.25, 0.25, {"-0.20 s", "0 s", "0.20 s"}},
+        Case{-0.25, 0.25, {"-0.200 s", "0 s", "0.200 s"}},
         Case{4.0, 4.0, {"4 s"}},
     };
     for (const Case& axis : cases) {
