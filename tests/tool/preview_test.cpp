@@ -52,8 +52,8 @@ inspect::InspectedFrame inspected(bool opaque = true) {
     findings.histogram = inspect::histogramOf(before);
     inspect::correctPixels(findings, before, after);
     const ChannelHistogram histogramAfter = inspect::histogramOf(after);
-    return {std::move(findings), std::move(before), std::move(after), histogramAfter,
-            clipOf(kWidth, kHeight), {}};
+    return {std::move(findings), std::move(before),       std::move(after),
+            histogramAfter,      clipOf(kWidth, kHeight), {}};
 }
 
 /// The picture as its file holds it.
