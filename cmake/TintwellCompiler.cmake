@@ -27,7 +27,17 @@ endif()
 if(TINTWELL_SANITIZE)
     target_compile_options(tintwell_compiler INTERFACE
         -fsanitize=${TINTWELL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer
-        # GCC sees uninitialised values in the instrumented standard library where there are none.
-        $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
+        # GCC sees uninitialised values in the instrumented standard library, and in its own vector
+        # functions when it optimises little, where there are none.
+        $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized -Wno-uninitialized>)
     target_link_options(tintwell_compiler INTERFACE -fsanitize=${TINTWELL_SANITIZE})
 endif()
+
+# For what is mostly expanded templates of the option and JSON libraries: they take minutes to
+# optimise, the more so under sanitizers, and nothing of it is run often.
+function(tintwell_compile_quickly target)
+    if(NOT MSVC)
+        target_compile_options(${target} PRIVATE
+            $<$<NOT:$<CONFIG:Debug>>:$<IF:$<BOOL:${TINTWELL_SANITIZE}>,-O0,-O1>>)
+    endif()
+endfunction()

@@ -174,6 +174,8 @@ InspectedFrame inspectFrame(const WalkOptions& options, std::int64_t frame) {
         before.emplace(copyOf(pixels));
     });
     std::optional<FrameFindings> findings = walk.next();
+    while (walk.next()) { // to the end of what may be read, where the warnings are complete
+    }
     host::FrameBuffer after(before->width(), before->height(), before->depth());
     correctPixels(*findings, *before, after);
     const ChannelHistogram histogramAfter = histogramOf(after);

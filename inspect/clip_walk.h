@@ -56,7 +56,7 @@ public:
     /// How many of the frames have been read so far, for a display of progress.
     std::int64_t framesRead() const { return framesRead_; }
 
-    /// Complete at the end.
+    /// At the end only: the other thread reads until then.
     std::vector<std::string> warnings() const { return reader_.warnings(); }
 
 private:

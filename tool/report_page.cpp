@@ -40,7 +40,8 @@ std::string clipText(const Report& report) {
     const AnalysisHeader& header = report.header;
     return std::to_string(header.width) + " × " + std::to_string(header.height) + " pixels, " +
            numberText(std::round(header.frameRate * 1000.0) / 1000.0) + " frames per second, " +
-           std::to_string(report.levels.frameCount()) + " frames, corrected at " +
+           std::to_string(report.levels.frameCount()) +
+           (report.levels.frameCount() == 1 ? " frame" : " frames") + ", corrected at " +
            std::to_string(header.depth) + " bits per channel";
 }
 

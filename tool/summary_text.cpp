@@ -70,7 +70,7 @@ std::string cutsText(const inspect::CorrectionSummary& summary) {
     const std::vector<inspect::SceneCut>& cuts = summary.cuts;
     std::string text = cuts.empty() ? "none" : std::to_string(cuts.size()) + ":";
     for (std::size_t i = 0; i < cuts.size() && i < kNamedCuts; ++i) {
-        text += (i == 0 ? " " : ", ") + timeText(cuts[i].seconds) +
+        text += (i == 0 ? " " : ", ") + formatted("%.3f", cuts[i].seconds) +
                 formatted(" s (frame %lld, distance %.2f)", static_cast<long long>(cuts[i].frame),
                           cuts[i].distance);
     }

@@ -102,6 +102,7 @@ TEST_F(BadMediaTest, WhatCannotBeRenderedIsRefusedAndLeavesNothing) {
              {"good.mkv", "good.mkv", "is the input"},
              {"good.mkv", "link.mkv", "is the input"},
              {"good.mkv", "hard.mkv", "is the input"},
+             {"good.mkv", "/proc/out.mkv", "/proc/out.mkv"},
              {"good.mkv", "/dev/full", "/dev/full"}}) {
         expectRefusal({"render", input, output, "--overwrite"}, 1, {part});
     }
