@@ -37,7 +37,10 @@ endif()
 # optimise, the more so under sanitizers, and nothing of it is run often.
 function(tintwell_compile_quickly target)
     if(NOT MSVC)
-        target_compile_options(${target} PRIVATE
-            $<$<NOT:$<CONFIG:Debug>>:$<IF:$<BOOL:${TINTWELL_SANITIZE}>,-O0,-O1>>)
+        set(level -O1)
+        if(TINTWELL_SANITIZE)
+            set(level -O0)
+        endif()
+        target_compile_options(${target} PRIVATE $<$<NOT:$<CONFIG:Debug>>:${level}>)
     endif()
 endfunction()
