@@ -46,19 +46,19 @@
         show();
     }
 
-    /// Times as the page has them: "12.48 s", "1:02:03.40".
+    /// Times as the page has them: "12.480 s", "1:02:03.400".
     function clock(seconds) {
-        const rounded = Math.round(Math.abs(seconds) * 100) / 100;
+        const rounded = Math.round(Math.abs(seconds) * 1000) / 1000;
         const sign = seconds < 0 && rounded > 0 ? "-" : "";
         const minutes = Math.floor(rounded / 60);
-        const rest = (rounded - 60 * minutes).toFixed(2);
+        const rest = (rounded - 60 * minutes).toFixed(3);
         if (minutes === 0) {
             return `${sign}${rest} s`;
         }
         const hours = Math.floor(minutes / 60);
         const clockMinutes = hours === 0 ? `${minutes}`
             : `${hours}:${String(minutes % 60).padStart(2, "0")}`;
-        return `${sign}${clockMinutes}:${rest.padStart(5, "0")}`;
+        return `${sign}${clockMinutes}:${rest.padStart(6, "0")}`;
     }
 
     /// A place of a curve holds a number, or the lowest and highest of several frames.
