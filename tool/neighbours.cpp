@@ -52,8 +52,9 @@ bool needsEarlierFrames(const ClipOptions& options) {
                                double seconds, std::int64_t needed) {
     const std::int64_t fitting = media::FrameWindow::capacity(info, kPipeBytes);
     const std::int64_t sides = needsEarlierFrames(options) ? 2 : 1;
-    const auto side = static_cast<double>((fitting - 1) / sides - 2);
-    const double possible = std::floor(10.0 * 2.0 * side / av_q2d(info.frameRate)) / 10.0;
+    const std::int64_t side = (fitting - 1) / sides - 2;
+    const double possible =
+        std::floor(10.0 * 2.0 * static_cast<double>(side) / av_q2d(info.frameRate)) / 10.0;
     char text[64];
     std::snprintf(text, sizeof text, possible > 0.0 ? "up to %.1f seconds fit" : "no time fits",
                   possible);

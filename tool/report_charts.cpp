@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
 #include <set>
 #include <string>
@@ -124,11 +125,11 @@ public:
 private:
     std::vector<double> markedTimes() const {
         const double step = markStep(duration_);
-        const double first = std::ceil(begin_ / step - 1e-6);
-        const double last = std::floor((begin_ + duration_) / step + 1e-6);
+        const std::int64_t first = std::llround(std::ceil(begin_ / step - 1e-6));
+        const std::int64_t last = std::llround(std::floor((begin_ + duration_) / step + 1e-6));
         std::vector<double> times;
-        for (double number = first; number <= last; number += 1.0) {
-            times.push_back(number * step);
+        for (std::int64_t number = first; number <= last; ++number) {
+            times.push_back(static_cast<double>(number) * step);
         }
         return times;
     }

@@ -27,7 +27,7 @@ struct Memory {
 
 #ifdef __GLIBC__
 // Handing memory back to the system and getting it again would take most of the test's time.
-const bool isHoarding =
+const bool kIsHoarding =
     mallopt(M_TRIM_THRESHOLD, 1 << 30) != 0 && mallopt(M_MMAP_THRESHOLD, 1 << 25) != 0;
 #endif
 

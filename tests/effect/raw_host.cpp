@@ -182,8 +182,8 @@ RawHost::~RawHost() {
 }
 
 ErrorCode RawHost::send(std::int32_t command, void* extra) {
-    static const host::ModuleLibrary module(TINTWELL_MODULE_PATH);
-    EffectMain* const effectMain = entry != nullptr ? entry : module.entryPoint();
+    static const host::ModuleLibrary kModule(TINTWELL_MODULE_PATH);
+    EffectMain* const effectMain = entry != nullptr ? entry : kModule.entryPoint();
     calls.clear();
     isModuleRunning = true;
     const ErrorCode code =

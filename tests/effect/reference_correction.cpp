@@ -253,8 +253,9 @@ void spreadInputs(ChannelLevels& v) {
     if (missing <= 0) {
         return;
     }
-    Point black{v.inputBlack - (missing + 1) / 2 + 0.0, v.outputBlack + 0.0};
-    Point white{v.inputWhite + missing / 2 + 0.0, v.outputWhite + 0.0};
+    const int after = missing / 2;
+    Point black{v.inputBlack - (missing - after) + 0.0, v.outputBlack + 0.0};
+    Point white{v.inputWhite + after + 0.0, v.outputWhite + 0.0};
     for (; white.x > 255; --white.x) {
         --black.x;
     }

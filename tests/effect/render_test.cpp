@@ -201,7 +201,9 @@ Frame paint(const Scene& scene, int width, int height, bool deep, bool alphaLast
         return static_cast<std::uint32_t>(std::clamp(v, 0.0, 1.0) * white + 0.5);
     };
     for (int i = 0; i < std::max(0, width) * std::max(0, height); ++i) {
-        const Rgb c = scene.color((i % width + 0.5) / width, (i / width + 0.5) / height, random);
+        const int x = i % width;
+        const int y = i / width;
+        const Rgb c = scene.color((x + 0.5) / width, (y + 0.5) / height, random);
         const double alphas[] = {0.0, 1.0, unit(random), 1.0};
         const std::uint32_t a = sample(alphas[random() % 4]);
         const std::uint32_t r = sample(c[0]);

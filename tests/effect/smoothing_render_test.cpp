@@ -117,11 +117,12 @@ std::vector<std::int32_t> forward(std::int32_t count) {
 
 /// Mean of the red samples of the upper half.
 double meanRed(const Pixels& pixels) {
+    const std::size_t count = pixels.size() / 8;
     double sum = 0.0;
-    for (std::size_t i = 1; i < pixels.size() / 2; i += 4) {
-        sum += pixels[i];
+    for (std::size_t i = 0; i < count; ++i) {
+        sum += pixels[4 * i + 1];
     }
-    return sum / static_cast<double>(pixels.size() / 8);
+    return sum / static_cast<double>(count);
 }
 
 /// Sum of the changes of that mean from frame to frame.

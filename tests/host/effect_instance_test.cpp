@@ -27,7 +27,7 @@ public:
 
 /// Nine frames of 1001/30000 seconds, the last of them torn.
 class EffectInstanceTest : public testing::Test {
-protected:
+public:
     /// Three frames of smoothing, if any: two on each side, and a look at the one beyond.
     InstanceOptions options(bool smoothed, ServiceHook hook = {}) {
         ControlTracks controls;

@@ -36,7 +36,7 @@ public:
 
 /// A clip of 5 frames of 10 units each, 100 units a second.
 class Callbacks : public testing::Test {
-protected:
+public:
     Callbacks() {
         installCallbacks(in);
         in.suiteProvider->acquire(kHandleSuiteName, kHandleSuiteVersion, &suite);

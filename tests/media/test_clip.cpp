@@ -111,7 +111,8 @@ FramePtr makeFrameAt(std::size_t index) {
     for (int plane = 0; plane < 3; ++plane) {
         const int height = plane == 0 ? kTestHeight : kTestHeight / 2;
         std::memset(frame->data[plane], plane == 0 ? 16 + 20 * static_cast<int>(index) : 128,
-                    static_cast<std::size_t>(frame->linesize[plane] * height));
+                    static_cast<std::size_t>(frame->linesize[plane]) *
+                        static_cast<std::size_t>(height));
     }
     return frame;
 }

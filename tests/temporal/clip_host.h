@@ -40,7 +40,9 @@ public:
     double blackClip = 0.0;
 
 private:
-    static ClipHost& of(std::uint64_t reference) { return *reinterpret_cast<ClipHost*>(reference); }
+    static ClipHost& of(std::uint64_t reference) {
+        return *reinterpret_cast<ClipHost*>(reference); // NOLINT(performance-no-int-to-ptr)
+    }
 
     static ErrorCode abort(std::uint64_t reference) { return of(reference).abortAnswer; }
 

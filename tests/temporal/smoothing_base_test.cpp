@@ -31,6 +31,7 @@ struct GenericRun {
 
     static std::vector<ClipHost::Frame> framesOf(const std::vector<std::size_t>& lights) {
         std::vector<ClipHost::Frame> frames;
+        frames.reserve(lights.size());
         for (const std::size_t light : lights) {
             frames.push_back(frameWith(light));
         }

@@ -10,6 +10,7 @@ constexpr std::size_t kMost = SpareMemory::kMostBytes;
 /// Frames of these sizes live at a time and go in this order.
 void giveBack(SpareMemory& spares, const std::vector<std::size_t>& sizes) {
     std::vector<FrameMemory> frames;
+    frames.reserve(sizes.size());
     for (const std::size_t size : sizes) {
         frames.push_back(makeFrameMemory(size, &spares));
     }

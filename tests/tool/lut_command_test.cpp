@@ -70,7 +70,7 @@ TEST_F(CommandLineTest, ALookupTableInFfmpegGivesTheRenderedFrame) {
              {{"--blend-with-original", "100"}, {"--size", "65536"}, 1}}) {
         for (const std::size_t bytes : {1U, 2U}) {
             const std::string name = bytes == 1 ? "a" : "b";
-            const auto with = [&](Arguments arguments) {
+            const auto with = [&controls = controls](Arguments arguments) {
                 arguments.insert(arguments.end(), controls.begin(), controls.end());
                 return arguments;
             };
