@@ -70,6 +70,9 @@ ClipWalk::ClipWalk(const WalkOptions& options)
     : options_(options), reader_(options.input, readerOptions(options)),
       depth_(media::worldDepth(reader_.info(), options.depth)), toWorld_(reader_.info(), depth_),
       finder_(finderOptions(options, reader_.info())) {
+    if (options_.frames && !reader_.leapTo(options_.frames->first - finder_.reach())) {
+        reader_ = media::ClipReader(options.input, readerOptions(options));
+    }
     reader_.readBeyondSpan(finder_.reach());
 }
 

@@ -26,6 +26,11 @@ constexpr std::size_t kPacketsPerItem = 64;
 constexpr double kLeap = 1.9;
 /// A longer leap, in seconds, is a clock that was set anew.
 constexpr double kLongestGap = 3600.0;
+/// Decoded before a frame that is leapt to: the container's idea of the key frame before it may be
+/// off by the pictures that are stored in another order than they are shown in.
+constexpr std::int64_t kLeapRun = 32;
+/// Less is decoded as quickly as it is leapt over.
+constexpr std::int64_t kShortestLeap = 64;
 /// A decoder that fails this often without taking a packet will not recover.
 constexpr int kMaximumFailuresInARow = 100;
 
@@ -96,6 +101,23 @@ std::optional<bool> isEvenlySpaced(AVStream& stream) {
         }
     }
     return true;
+}
+
+/// How long a clip of evenly spaced frames is.
+struct Pace {
+    std::int64_t ticks;
+    std::int64_t frames;
+};
+
+/// Empty where the container's index does not tell, or the frames are not evenly spaced.
+std::optional<Pace> paceOf(AVStream& stream) {
+    if (!isEvenlySpaced(stream).value_or(false)) {
+        return {};
+    }
+    const int last = avformat_index_get_entries_count(&stream) - 1;
+    const std::int64_t ticks = avformat_index_get_entry(&stream, last)->timestamp -
+                               avformat_index_get_entry(&stream, 0)->timestamp;
+    return ticks > 0 ? std::optional(Pace{ticks, last}) : std::nullopt;
 }
 
 double rotationOf(const AVStream& stream) {
@@ -450,7 +472,34 @@ ReadItem ClipReader::passBeyond() {
 }
 
 bool ClipReader::seek(std::int64_t pts) {
-    const std::int64_t time = pts + ticksOf(*copied_.start(), info_.timeBase);
+    return seekTime(pts + ticksOf(*copied_.start(), info_.timeBase));
+}
+
+bool ClipReader::leapTo(std::int64_t index) {
+    const std::int64_t first = frame_->best_effort_timestamp;
+    const std::optional<Pace> pace = paceOf(*file_.video);
+    if (index < kLeapRun + kShortestLeap || !pace || first == AV_NOPTS_VALUE) {
+        return true;
+    }
+    const auto timeOf = [&](std::int64_t frame) {
+        return first + av_rescale(frame, pace->ticks, pace->frames);
+    };
+    if (!seekTime(timeOf(index - kLeapRun))) {
+        return false;
+    }
+    while (!frame_ || frame_->best_effort_timestamp < timeOf(index) - 1) {
+        frame_.reset();
+        if (step() == Step::End) {
+            return false;
+        }
+    }
+    nextIndex_ = index;
+    damaged_ = 0; // of pictures that lack what they were predicted from
+    return frame_->best_effort_timestamp <= timeOf(index) + 1;
+}
+
+/// In the clip's own time.
+bool ClipReader::seekTime(std::int64_t time) {
     if (av_seek_frame(file_.container.get(), file_.video->index, time, AVSEEK_FLAG_BACKWARD) < 0) {
         return false;
     }

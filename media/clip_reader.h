@@ -54,6 +54,12 @@ public:
     /// and has no index. For readers without span and other streams.
     bool seek(std::int64_t pts);
 
+    /// Goes to this frame without decoding everything before it, where the container's index tells
+    /// which frame is shown when, and there is much before it; the frames keep their indices. False
+    /// where that went wrong, and the reader has to be opened anew. Before the first read, for
+    /// readers that pass no other streams by.
+    bool leapTo(std::int64_t index);
+
     /// Empty at the end. Throws where the span turns out to lie outside the clip.
     std::optional<ReadItem> read();
 
@@ -77,6 +83,7 @@ private:
     void feedDecoder();
     PacketPtr readPacket();
     bool endedEarly() const;
+    bool seekTime(std::int64_t time);
     bool hasClipSize() const;
     void checkFrame() const;
     Moment timeOfFrame() const;

@@ -130,6 +130,14 @@ private:
     int packets_ = 0;
 };
 
+void makeClip(const fs::path& path, const Recipe& recipe, int frames) {
+    Muxer muxer(path, recipe);
+    for (int i = 0; i < frames; ++i) {
+        muxer.write(pictureAt(i, recipe));
+    }
+    muxer.finish();
+}
+
 /// The pixels of a world without the padding of its rows.
 std::vector<std::byte> bytesOf(const host::FrameBuffer& world) {
     const std::size_t used =
@@ -181,11 +189,7 @@ class FileNeighboursTest : public testing::TestWithParam<Recipe> {};
 TEST_P(FileNeighboursTest, everyFrameIsThatOfDecodingFromTheStart) {
     const TemporaryFolder folder;
     const std::string input = folder.path() / GetParam().name;
-    Muxer muxer(input, GetParam());
-    for (int i = 0; i < kFrames; ++i) {
-        muxer.write(pictureAt(i, GetParam()));
-    }
-    muxer.finish();
+    makeClip(input, GetParam(), kFrames);
     const auto depth = GetParam().pixelFormat == AV_PIX_FMT_YUV420P ? host::SampleDepth::Bits8
                                                                     : host::SampleDepth::Bits16;
     const Worlds expected = decodeInOrder(input, depth);
@@ -229,6 +233,41 @@ INSTANTIATE_TEST_SUITE_P(
             name, [](char c) { return c == '.' || c == '%'; }, '_');
         return name;
     });
+
+// Counting from the first frame and from a key frame must come to the same one.
+TEST(ClipReader, LeapsToTheFrameThatReadingOnComesTo) {
+    constexpr int kLong = 180;
+    for (const Recipe& recipe :
+         {Recipe{"closed.mp4", "libx264", "keyint=40:bframes=3:open-gop=0"},
+          Recipe{"open.mov", "libx264", "keyint=25:min-keyint=25:bframes=5:open-gop=1"},
+          Recipe{"refresh.mp4", "libx264", "keyint=25:intra-refresh=1:bframes=0"},
+          Recipe{"uneven.mp4", "libx264", "keyint=25", AV_PIX_FMT_YUV420P, 0, 0, false, true},
+          Recipe{"index.mkv", "libx264", "keyint=25:bframes=3"},
+          Recipe{"fields.mov", "mpeg2video", "", AV_PIX_FMT_YUV420P, 0, 0, true},
+          Recipe{"deep.mov", "ffv1", "", AV_PIX_FMT_YUV444P10},
+          Recipe{"stills.avi", "mjpeg", ""}}) {
+        SCOPED_TRACE(recipe.name);
+        const TemporaryFolder folder;
+        const std::string input = folder.path() / recipe.name;
+        makeClip(input, recipe, kLong);
+        const Worlds expected = decodeInOrder(input, host::SampleDepth::Bits16);
+        ASSERT_EQ(expected.size(), kLong);
+        bool leaps = false;
+        for (int index = 90; index < kLong; index += 7) {
+            ClipReader reader(input, {});
+            ASSERT_TRUE(reader.leapTo(index));
+            ClipToWorld toWorld(reader.info(), host::SampleDepth::Bits16);
+            host::FrameBuffer world(kWidth, kHeight, host::SampleDepth::Bits16);
+            const std::optional<ReadItem> item = reader.read();
+            leaps = leaps || item->index > 0;
+            ASSERT_TRUE(item->index == index || item->index == 0) << index;
+            toWorld.convert(*item->frame, world);
+            ASSERT_TRUE(bytesOf(world) == expected[static_cast<std::size_t>(item->index)]) << index;
+        }
+        const std::string extension = fs::path(input).extension();
+        EXPECT_EQ(leaps, recipe.name != "uneven.mp4" && extension != ".mkv" && extension != ".avi");
+    }
+}
 
 } // namespace
 } // namespace tintwell::media

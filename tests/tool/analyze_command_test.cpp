@@ -63,5 +63,24 @@ TEST_F(CommandLineTest, AnalyzedLevelsAreThoseThatRenderApplies) {
     EXPECT_EQ(run(with({"analyze", "in%d.ppm"})).out.find('\033'), std::string::npos);
 }
 
+// Deep in a clip that can be leapt into, where the first frames that matter are decoded again.
+TEST_F(CommandLineTest, FramesDeepInAClipAreAnalyzedAsFromItsBeginning) {
+    ffmpeg("-f lavfi -i testsrc2=size=64x36:rate=30000/1001 -t 12 -c:v libx264 -g 48 -bf 3 c.mp4");
+    const auto analyze = [&](const Arguments& span) {
+        Arguments arguments{"analyze", "c.mp4", "--json", "--temporal-smoothing", "1"};
+        arguments.insert(arguments.end(), span.begin(), span.end());
+        return nlohmann::json::parse(run(arguments).out).at("frames");
+    };
+    const auto all = analyze({});
+    ASSERT_EQ(all.size(), 360U);
+    for (const int first : {144, 200, 353}) {
+        const auto part =
+            analyze({"--frames", std::to_string(first) + "-" + std::to_string(first + 6)});
+        for (std::size_t i = 0; i < 7; ++i) {
+            EXPECT_EQ(part.at(i), all.at(static_cast<std::size_t>(first) + i)) << first + i;
+        }
+    }
+}
+
 } // namespace
 } // namespace tintwell::tool
