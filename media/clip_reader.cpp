@@ -476,7 +476,8 @@ bool ClipReader::seek(std::int64_t pts) {
 }
 
 bool ClipReader::leapTo(std::int64_t index) {
-    const std::int64_t first = frame_->best_effort_timestamp;
+    // Without a pts where the container knows the order of storage only.
+    const std::int64_t first = frame_->pts;
     const std::optional<Pace> pace = paceOf(*file_.video);
     if (index < kLeapRun + kShortestLeap || !pace || first == AV_NOPTS_VALUE) {
         return true;
@@ -487,7 +488,7 @@ bool ClipReader::leapTo(std::int64_t index) {
     if (!seekTime(timeOf(index - kLeapRun))) {
         return false;
     }
-    while (!frame_ || frame_->best_effort_timestamp < timeOf(index) - 1) {
+    while (!frame_ || frame_->pts < timeOf(index) - 1) {
         frame_.reset();
         if (step() == Step::End) {
             return false;
@@ -495,7 +496,7 @@ bool ClipReader::leapTo(std::int64_t index) {
     }
     nextIndex_ = index;
     damaged_ = 0; // of pictures that lack what they were predicted from
-    return frame_->best_effort_timestamp <= timeOf(index) + 1;
+    return frame_->pts <= timeOf(index) + 1;
 }
 
 /// In the clip's own time.

@@ -245,7 +245,7 @@ TEST(ClipReader, LeapsToTheFrameThatReadingOnComesTo) {
           Recipe{"index.mkv", "libx264", "keyint=25:bframes=3"},
           Recipe{"fields.mov", "mpeg2video", "", AV_PIX_FMT_YUV420P, 0, 0, true},
           Recipe{"deep.mov", "ffv1", "", AV_PIX_FMT_YUV444P10},
-          Recipe{"stills.avi", "mjpeg", ""}}) {
+          Recipe{"reordered.avi", "mpeg2video", ""}}) {
         SCOPED_TRACE(recipe.name);
         const TemporaryFolder folder;
         const std::string input = folder.path() / recipe.name;
