@@ -96,9 +96,8 @@ struct InspectedFrame {
     std::vector<std::string> warnings; ///< of what was read
 };
 
-/// Index of the frame that is shown at a time, which counts from the clip's beginning; the
-/// first one before it begins. Throws
-/// MediaError where the clip shows nothing then.
+/// Index of the frame that is shown at a time, which counts from the clip's beginning; the first
+/// one before it begins. Throws MediaError where the clip shows nothing then.
 std::int64_t frameShownAt(const WalkOptions& options, double seconds);
 
 /// Looks at one frame of the clip; the frames of the options do not matter.

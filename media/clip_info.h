@@ -2,6 +2,7 @@
 
 #include "media/color_encoding.h"
 
+#include <cmath>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -49,6 +50,17 @@ struct ClipInfo {
     double rotation = 0.0;  ///< degrees counterclockwise by which players turn the picture
     std::string formatName; ///< of the container, as FFmpeg names it
     std::string codecName;
+
+    /// Width of a pixel as shown, of its height; 1 where unknown.
+    double pixelAspect() const {
+        const AVRational& aspect = sampleAspectRatio;
+        return aspect.num > 0 && aspect.den > 0 ? av_q2d(aspect) : 1.0;
+    }
+
+    /// By which players turn the picture, counterclockwise, 0 to 3.
+    int quarterTurns() const {
+        return static_cast<int>(std::lround(std::remainder(rotation, 360.0) / 90.0) + 4) % 4;
+    }
 };
 
 } // namespace tintwell::media

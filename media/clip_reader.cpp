@@ -23,8 +23,8 @@ constexpr AVRational kUsualFrameRate{25, 1};
 constexpr std::size_t kPacketsPerItem = 64;
 /// From this distance on, in frames, one is missing in between. Fields that are shown twice, as for
 /// film on video, make distances of one and a half.
-constexpr double kLeap = 1.9;
-/// A longer leap, in seconds, is a clock that was set anew.
+constexpr double kGap = 1.9;
+/// A longer gap, in seconds, is a clock that was set anew.
 constexpr double kLongestGap = 3600.0;
 /// Decoded before a frame that is leapt to: the container's idea of the key frame before it may be
 /// off by the pictures that are stored in another order than they are shown in.
@@ -424,7 +424,7 @@ void ClipReader::noteMissingFrames() {
     const double seconds =
         (static_cast<double>(time) - static_cast<double>(previous)) * av_q2d(info_.timeBase);
     const double frames = seconds * av_q2d(info_.frameRate);
-    if (frames > kLeap && seconds < kLongestGap) {
+    if (frames > kGap && seconds < kLongestGap) {
         missing_ += std::llround(frames) - 1;
     }
 }
@@ -476,10 +476,13 @@ bool ClipReader::seek(std::int64_t pts) {
 }
 
 bool ClipReader::leapTo(std::int64_t index) {
+    if (index < kLeapRun + kShortestLeap) {
+        return true;
+    }
     // Without a pts where the container knows the order of storage only.
     const std::int64_t first = frame_->pts;
     const std::optional<Pace> pace = paceOf(*file_.video);
-    if (index < kLeapRun + kShortestLeap || !pace || first == AV_NOPTS_VALUE) {
+    if (!pace || first == AV_NOPTS_VALUE) {
         return true;
     }
     const auto timeOf = [&](std::int64_t frame) {

@@ -104,7 +104,7 @@ private:
     FramePtr frame_;             ///< decoded and not delivered yet
     std::int64_t nextIndex_ = 0; ///< of the frame that is delivered or skipped next
     std::int64_t damaged_ = 0;   ///< packets that could not be decoded, and frames with flaws
-    std::int64_t missing_ = 0;   ///< frames that the timestamps of a steady clip leap over
+    std::int64_t missing_ = 0;   ///< frames that the timestamps of a steady clip leave out
     std::int64_t previousTime_ = AV_NOPTS_VALUE; ///< of the last frame taken
     int failuresInARow_ = 0;
     std::string readFailure_; ///< why reading ended before the end of the file

@@ -21,20 +21,13 @@ PictureFormat rgbFormat(int width, int height) {
 }
 
 PictureFormat smallFormat(const ClipInfo& info, int side) {
-    const AVRational& aspect = info.sampleAspectRatio;
-    const double stretch = aspect.num > 0 && aspect.den > 0 ? av_q2d(aspect) : 1.0;
-    const double width = info.width * stretch;
+    const double width = info.width * info.pixelAspect();
     const double height = info.height;
     const double scale = std::min(1.0, side / std::max(width, height));
     const auto scaled = [&](double length) {
         return static_cast<int>(std::lround(std::clamp(length * scale, 1.0, double(side))));
     };
     return rgbFormat(scaled(width), scaled(height));
-}
-
-int quarterTurns(double degrees) {
-    const auto turns = static_cast<int>(std::lround(std::clamp(degrees, -360.0, 360.0) / 90.0));
-    return (turns + 8) % 4;
 }
 
 /// The picture turned once, counterclockwise.
@@ -78,7 +71,7 @@ CodecContextPtr openEncoder(int width, int height) {
 
 ThumbnailMaker::ThumbnailMaker(const ClipInfo& info, host::SampleDepth depth, int side)
     : full_(rgbFormat(info.width, info.height)), small_(smallFormat(info, side)),
-      quarterTurns_(quarterTurns(info.rotation)), toPicture_(depth, full_),
+      quarterTurns_(info.quarterTurns()), toPicture_(depth, full_),
       toWorld_(small_, host::SampleDepth::Bits8),
       scaler_(sws_getContext(full_.width, full_.height, full_.pixelFormat, small_.width,
                              small_.height, small_.pixelFormat, SWS_AREA | SWS_ACCURATE_RND,

@@ -13,10 +13,6 @@ constexpr Color kLightSquare = 0x999999;
 constexpr Color kDarkSquare = 0x666666;
 constexpr int kSquareSide = 8;
 
-int quarterTurnsOf(const media::ClipInfo& info) {
-    return static_cast<int>(std::lround(std::remainder(info.rotation, 360.0) / 90.0) + 4) % 4;
-}
-
 /// 0..255; `largest` is an even share of it, or more.
 template <typename Sample>
 std::uint32_t toByte(Sample sample, std::uint32_t largest) {
@@ -55,20 +51,18 @@ void drawCheckerboard(Canvas& canvas, const Box& box) {
 Size shownSize(const media::ClipInfo& info) {
     double width = info.width;
     double height = info.height;
-    const double aspect = info.sampleAspectRatio.num > 0 && info.sampleAspectRatio.den > 0
-                              ? av_q2d(info.sampleAspectRatio)
-                              : 1.0;
+    const double aspect = info.pixelAspect();
     (aspect > 1.0 ? width : height) *= std::max(aspect, 1.0 / aspect);
     Size size{static_cast<int>(std::clamp(std::round(width), 1.0, 1e9)),
               static_cast<int>(std::clamp(std::round(height), 1.0, 1e9))};
-    if (quarterTurnsOf(info) % 2 != 0) {
+    if (info.quarterTurns() % 2 != 0) {
         std::swap(size.width, size.height);
     }
     return size;
 }
 
 FrameImage::FrameImage(const host::FrameBuffer& frame, const media::ClipInfo& info)
-    : surface_(makeSurface(frame.width(), frame.height())), quarterTurns_(quarterTurnsOf(info)) {
+    : surface_(makeSurface(frame.width(), frame.height())), quarterTurns_(info.quarterTurns()) {
     cairo_surface_flush(surface_.get());
     unsigned char* const pixels = cairo_image_surface_get_data(surface_.get());
     const int stride = cairo_image_surface_get_stride(surface_.get());

@@ -18,7 +18,6 @@ constexpr double kTextGap = 5.0;
 constexpr double kLevels = 256.0;
 
 constexpr Color kPlotColor = 0x101010;
-constexpr Color kTextColor = 0xD0D0D0;
 constexpr double kOutsideOpacity = 0.55; ///< of the veil over what lies beyond black and white
 
 struct Lane {
@@ -93,18 +92,6 @@ void drawMarkTexts(Canvas& canvas, const Box& plot, std::array<Mark, 3> marks) {
     }
 }
 
-/// The count that fills the height. The ends take no part: clipping piles up there what would make
-/// all else look like nothing.
-double greatestCount(const ChannelHistogram& histogram) {
-    double greatest = 1.0;
-    for (std::size_t c = 1; c <= 3; ++c) {
-        const LevelCounts& counts = histogram.channels[c];
-        greatest =
-            std::max<double>(greatest, *std::max_element(counts.begin() + 1, counts.end() - 1));
-    }
-    return greatest;
-}
-
 } // namespace
 
 LevelMarks inputMarks(const LevelsEntry& levels) {
@@ -133,6 +120,14 @@ int HistogramChart::columnOf(const Box& plot, double level) {
     return static_cast<int>(std::floor(middle));
 }
 
+HistogramChart::HistogramChart(const ChannelHistogram& histogram,
+                               const std::array<LevelMarks, 3>& marks)
+    : histogram_(histogram), marks_(marks) {
+    for (std::size_t c = 1; c <= kLanes.size(); ++c) {
+        scale_.include(histogram.channels[c]);
+    }
+}
+
 void HistogramChart::draw(Canvas& canvas, const Box& box) const {
     for (std::size_t c = 0; c < kLanes.size(); ++c) {
         const Box plot = plotOf(box, c);
@@ -156,13 +151,11 @@ void HistogramChart::draw(Canvas& canvas, const Box& box) const {
 
 void HistogramChart::drawCurve(Canvas& canvas, const Box& plot, std::size_t channel) const {
     const LevelCounts& counts = histogram_.channels[channel + 1];
-    const double greatest = greatestCount(histogram_);
     const double width = plot.width / kLevels;
     cairo_t* const context = canvas.context();
     cairo_move_to(context, plot.x, plot.bottom());
     for (std::size_t level = 0; level < counts.size(); ++level) {
-        const double share = std::min(1.0, std::sqrt(counts[level] / greatest));
-        const double y = plot.bottom() - share * plot.height;
+        const double y = plot.bottom() - scale_.heightOf(counts[level]) * plot.height;
         cairo_line_to(context, plot.x + static_cast<double>(level) * width, y);
         cairo_line_to(context, plot.x + static_cast<double>(level + 1) * width, y);
     }

@@ -2,6 +2,7 @@
 
 #include "analysis/channel_histogram.h"
 #include "apply/levels_record.h"
+#include "inspect/histogram_scale.h"
 #include "preview/canvas.h"
 
 #include <array>
@@ -20,16 +21,14 @@ struct LevelMarks {
 LevelMarks inputMarks(const LevelsEntry& levels);
 LevelMarks outputMarks(const LevelsEntry& levels);
 
-/// Red, green and blue one below the other, each with its marks under it. Square roots of the
-/// counts are drawn, so that rare levels show beside frequent ones.
+/// Red, green and blue one below the other, each with its marks under it.
 class HistogramChart {
 public:
     static constexpr int kHeight = 270;
     static constexpr int kSideRoom = 16; ///< left and right of the curves, which fill the rest
     static constexpr Color kMarkColor = 0xF2F2F2;
 
-    HistogramChart(const ChannelHistogram& histogram, const std::array<LevelMarks, 3>& marks)
-        : histogram_(histogram), marks_(marks) {}
+    HistogramChart(const ChannelHistogram& histogram, const std::array<LevelMarks, 3>& marks);
 
     /// The box is kHeight high.
     void draw(Canvas& canvas, const Box& box) const;
@@ -45,6 +44,7 @@ private:
 
     const ChannelHistogram& histogram_;
     const std::array<LevelMarks, 3>& marks_;
+    inspect::HistogramScale scale_; ///< one for all channels
 };
 
 } // namespace tintwell::preview

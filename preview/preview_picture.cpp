@@ -20,7 +20,6 @@ static_assert(kLeastWidth == 2 * kLeastColumn + 3 * kMargin);
 // Greys only, so that nothing beside the pictures tints what the eye makes of them.
 constexpr Color kGround = 0x222222;
 constexpr Color kTitleColor = 0xFFFFFF;
-constexpr Color kTextColor = 0xD0D0D0;
 constexpr Color kFaintColor = 0x9A9A9A;
 
 constexpr double kTitleSize = 15.0;

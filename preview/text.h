@@ -8,6 +8,9 @@
 
 namespace tintwell::preview {
 
+/// Of most texts on the dark ground.
+inline constexpr Color kTextColor = 0xD0D0D0;
+
 enum class Weight { Normal, Bold };
 
 /// What becomes of a text that is wider than its room.

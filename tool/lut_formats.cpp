@@ -1,10 +1,10 @@
 #include "tool/lut_formats.h"
 
+#include "tool/text_output.h"
+
 #include <algorithm>
-#include <cctype>
 #include <cmath>
 #include <cstdio>
-#include <filesystem>
 
 namespace tintwell::tool {
 namespace {
@@ -106,9 +106,7 @@ const std::array<LutFormat, 5>& lutFormats() {
 }
 
 const LutFormat* lutFormatOf(const std::string& path) {
-    std::string extension = std::filesystem::path(path).extension().string();
-    std::transform(extension.begin(), extension.end(), extension.begin(),
-                   [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
+    const std::string extension = extensionOf(path);
     const auto& formats = lutFormats();
     const auto* found = std::find_if(formats.begin(), formats.end(), [&](const LutFormat& format) {
         return format.extension == extension;

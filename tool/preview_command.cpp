@@ -15,8 +15,6 @@
 #include "tool/text_output.h"
 #include "tool/user_error.h"
 
-#include <algorithm>
-#include <cctype>
 #include <cstdio>
 #include <filesystem>
 #include <memory>
@@ -82,10 +80,8 @@ std::vector<std::string> captionOf(const PreviewRequest& request,
 
 /// A file is not to be taken for what it is not.
 void requirePngName(const std::string& output) {
-    std::string ending = std::filesystem::path(output).extension().string();
-    std::transform(ending.begin(), ending.end(), ending.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    if (!ending.empty() && ending != ".png") {
+    const std::string extension = extensionOf(output);
+    if (!extension.empty() && extension != ".png") {
         throw UserError(output + ": previews are PNG files; give a name that ends in .png",
                         ExitCode::Usage);
     }

@@ -1,5 +1,6 @@
 #include "tool/report_charts.h"
 
+#include "inspect/histogram_scale.h"
 #include "tool/option_values.h"
 
 #include <algorithm>
@@ -194,25 +195,13 @@ std::string constantText(const FieldCurves& curves) {
     return text;
 }
 
-/// Levels 0 to 255 as steps, from one foot to the other. Square roots are drawn, so that rare
-/// levels show beside frequent ones.
-std::string histogramPath(const LevelCounts& counts, double highest) {
+/// Levels 0 to 255 as steps, from one foot to the other.
+std::string histogramPath(const LevelCounts& counts, const inspect::HistogramScale& scale) {
     std::string path = "M0 100";
     for (std::size_t level = 0; level < counts.size(); ++level) {
-        const double height = std::min(1.0, std::sqrt(counts[level] / highest));
-        path += formatted("V%.1fH%zu", kHeight * (1.0 - height), level + 1);
+        path += formatted("V%.1fH%zu", kHeight * (1.0 - scale.heightOf(counts[level])), level + 1);
     }
     return path + "V100Z";
-}
-
-/// Both ends often hold a heap, which would press the rest flat; they may stick out.
-double highestOf(const LevelCounts& before, const LevelCounts& after) {
-    double highest = 1.0;
-    for (const LevelCounts* counts : {&before, &after}) {
-        highest =
-            std::max<double>(highest, *std::max_element(counts->begin() + 1, counts->end() - 1));
-    }
-    return highest;
 }
 
 } // namespace
@@ -283,12 +272,14 @@ Json histogramCharts(const ChannelHistogram& before, const ChannelHistogram& aft
         const LevelCounts& countsBefore = before.channels[c + 1];
         const LevelCounts& countsAfter = after.channels[c + 1];
         const LevelsEntry& entry = levels.entries[c + 1];
-        const double highest = highestOf(countsBefore, countsAfter);
+        inspect::HistogramScale scale;
+        scale.include(countsBefore);
+        scale.include(countsAfter);
         const std::string channel(kChannelNames[c]);
         charts.push_back({{"channel", channel},
                           {"title", capitalized(channel)},
-                          {"before", histogramPath(countsBefore, highest)},
-                          {"after", histogramPath(countsAfter, highest)},
+                          {"before", histogramPath(countsBefore, scale)},
+                          {"after", histogramPath(countsAfter, scale)},
                           {"text", formatted("%d–%d becomes %d–%d, gamma %.2f", entry.inputBlack,
                                              entry.inputWhite, entry.outputBlack, entry.outputWhite,
                                              entry.gamma / 100.0)}});

@@ -4,7 +4,10 @@
 #include "tool/terminal.h"
 #include "tool/user_error.h"
 
+#include <algorithm>
+#include <cctype>
 #include <cerrno>
+#include <filesystem>
 #include <iostream>
 #include <string_view>
 #include <system_error>
@@ -16,6 +19,14 @@ std::error_code reasonOfFailure(std::ostream& stream) {
     errno = 0;
     stream.put('\n').flush();
     return {errno != 0 ? errno : EIO, std::generic_category()};
+}
+
+std::string extensionOf(const std::string& path) {
+    std::string extension = std::filesystem::path(path).extension().string();
+    std::ranges::transform(extension, extension.begin(), [](unsigned char letter) {
+        return static_cast<char>(std::tolower(letter));
+    });
+    return extension;
 }
 
 TextOutput::TextOutput(const std::string& path, const std::string& input, bool overwrite)

@@ -13,6 +13,9 @@ namespace tintwell::tool {
 /// Why a stream could not be written: tries again to hear it.
 std::error_code reasonOfFailure(std::ostream& stream);
 
+/// The extension of a file's name with its dot, in small letters.
+std::string extensionOf(const std::string& path);
+
 /// A text, or the bytes of a picture, that a command writes, to standard output or to a file that
 /// appears under its name when it is complete.
 class TextOutput {
