@@ -1,6 +1,8 @@
 #include "effect/commands.h"
 
+#include "effect/control_values.h"
 #include "effect/controls.h"
+#include "effect/frame_cache.h"
 #include "effect/identity.h"
 #include "effect/render_driver.h"
 #include "effect/sequence_data.h"

@@ -1,9 +1,8 @@
 #include "effect/controls.h"
 
+#include "effect/control_values.h"
 #include "effect/localisation.h"
-#include "effect/parameter_checkout.h"
 #include "effect/text_services.h"
-#include "numeric/rounding.h"
 
 #include <cstring>
 
@@ -79,15 +78,6 @@ ErrorCode addControl(const InData& inData, const ControlDeclaration& control) {
     return inData.addParameter(inData.effectReference, -1, &param);
 }
 
-/// Hundredths of a percent of a clip slider.
-std::int32_t clipHundredths(const ParamDef& param) {
-    return truncateToInt32(param.slider.value * 100.0);
-}
-
-const ParamDef* paramAt(ParamDef* const* params, Param param) {
-    return params[static_cast<std::size_t>(param)];
-}
-
 } // namespace
 
 ErrorCode addControls(const InData& inData, OutData& outData) {
@@ -102,56 +92,6 @@ ErrorCode addControls(const InData& inData, OutData& outData) {
     }
     outData.parameterCount = kParameterCount;
     return error::kNone;
-}
-
-bool affectsAnalysis(std::int32_t parameterIndex) {
-    switch (static_cast<Param>(parameterIndex)) {
-    case Param::BlackClip:
-    case Param::WhiteClip:
-    case Param::SnapNeutralMidtones:
-        return true;
-    default:
-        return false;
-    }
-}
-
-ErrorCode readControls(ParamDef* const* params, ControlValues& values) {
-    for (const ControlDeclaration& control : kControls) {
-        if (paramAt(params, control.param) == nullptr) {
-            return error::kMissingRecord;
-        }
-    }
-    values.smoothingSeconds = paramAt(params, Param::TemporalSmoothing)->slider.value;
-    values.sceneDetect = paramAt(params, Param::SceneDetect)->checkbox.value;
-    values.analysis = {clipHundredths(*paramAt(params, Param::BlackClip)),
-                       clipHundredths(*paramAt(params, Param::WhiteClip)),
-                       paramAt(params, Param::SnapNeutralMidtones)->checkbox.value};
-    values.blend =
-        truncateToInt32(paramAt(params, Param::BlendWithOriginal)->slider.value * 65536.0 / 100.0);
-    return error::kNone;
-}
-
-ErrorCode checkOutAnalysisControls(const InData& inData, std::int32_t time,
-                                   AnalysisControls& values) {
-    const auto read = [&](Param param, auto take) {
-        return readParameter(inData, static_cast<std::int32_t>(param), time,
-                             [&](const ParamDef& def) {
-                                 take(def);
-                                 return error::kNone;
-                             });
-    };
-    ErrorCode code = read(Param::BlackClip,
-                          [&](const ParamDef& param) { values.blackClip = clipHundredths(param); });
-    if (code == error::kNone) {
-        code = read(Param::WhiteClip,
-                    [&](const ParamDef& param) { values.whiteClip = clipHundredths(param); });
-    }
-    if (code == error::kNone) {
-        code = read(Param::SnapNeutralMidtones, [&](const ParamDef& param) {
-            values.snapNeutralMidtones = param.checkbox.value;
-        });
-    }
-    return code;
 }
 
 } // namespace tintwell

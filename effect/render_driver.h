@@ -5,7 +5,7 @@
 #include "analysis/channel_histogram.h"
 #include "analysis/correction_mode.h"
 #include "apply/levels_record.h"
-#include "effect/controls.h"
+#include "effect/control_values.h"
 #include "effect/host_interface.h"
 #include "temporal/neighbour_frames.h"
 

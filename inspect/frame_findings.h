@@ -3,8 +3,8 @@
 #include "analysis/channel_histogram.h"
 #include "analysis/clip_points.h"
 #include "apply/levels_record.h"
-#include "effect/controls.h"
-#include "effect/sequence_data.h"
+#include "effect/control_values.h"
+#include "effect/frame_cache.h"
 
 #include <array>
 #include <cstdint>

@@ -5,9 +5,9 @@
 
 #include "analysis/correction_mode.h"
 #include "apply/levels_record.h"
-#include "effect/controls.h"
+#include "effect/control_values.h"
+#include "effect/frame_cache.h"
 #include "effect/host_interface.h"
-#include "effect/sequence_data.h"
 
 #include <cstdint>
 #include <memory>

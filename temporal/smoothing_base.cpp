@@ -1,6 +1,6 @@
 #include "temporal/smoothing_base.h"
 
-#include "effect/controls.h"
+#include "effect/control_values.h"
 #include "effect/frame_time.h"
 #include "effect/parameter_checkout.h"
 #include "effect/suites.h"

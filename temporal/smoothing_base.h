@@ -12,8 +12,8 @@
 // One object serves one render, on one thread: Init, UpdateState, SetResult, Compute. The frame
 // cache outlives it.
 
+#include "effect/frame_cache.h"
 #include "effect/host_interface.h"
-#include "effect/sequence_data.h"
 #include "temporal/held.h"
 
 #include <cstdint>

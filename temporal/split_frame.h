@@ -1,6 +1,6 @@
 #pragma once
 
-#include "effect/controls.h"
+#include "effect/analysis_controls.h"
 #include "effect/host_interface.h"
 #include "effect/planar_image.h"
 #include "temporal/frame_store.h"

@@ -2,7 +2,7 @@
 // the kernels: whatever is asked for, the correction stays within its bounds.
 
 #include "effect/commands.h"
-#include "effect/sequence_data.h"
+#include "effect/frame_cache.h"
 #include "kernels/variants.h"
 #include "raw_host.h"
 

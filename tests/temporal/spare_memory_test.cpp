@@ -1,4 +1,4 @@
-#include "effect/sequence_data.h"
+#include "effect/frame_cache.h"
 
 #include <gtest/gtest.h>
 
