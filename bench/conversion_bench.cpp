@@ -1,8 +1,8 @@
 // The conversions between decoded pictures and worlds, at 1080p.
 
 #include "content.h"
-#include "media/frame_converter.h"
-#include "media/picture_pool.h"
+#include "media/color/frame_converter.h"
+#include "media/color/picture_pool.h"
 
 #include <benchmark/benchmark.h>
 

@@ -1,13 +1,13 @@
 // The stages of a render one by one, at 1080p.
 
-#include "analysis/automatic_correction.h"
-#include "analysis/neutral_midtones.h"
-#include "analysis/tone_colors.h"
-#include "apply/blend.h"
-#include "apply/levels_application.h"
 #include "content.h"
-#include "effect/world_view.h"
-#include "temporal/split_frame.h"
+#include "module/analysis/automatic_correction.h"
+#include "module/analysis/neutral_midtones.h"
+#include "module/analysis/tone_colors.h"
+#include "module/apply/blend.h"
+#include "module/apply/levels_application.h"
+#include "module/services/world_view.h"
+#include "module/temporal/split_frame.h"
 
 #include <benchmark/benchmark.h>
 

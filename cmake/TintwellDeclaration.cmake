@@ -1,7 +1,7 @@
-# Puts the effect's declaration (effect/declaration.h) into the module, where hosts look for it: a
-# resource of a module for Windows, a section of its own in an ELF one.
+# Puts the effect's declaration (module/effect/declaration.h) into the module, where hosts look for
+# it: a resource of a module for Windows, a section of its own in an ELF one.
 
-set(TINTWELL_EFFECT_DIR ${CMAKE_CURRENT_LIST_DIR}/../effect)
+set(TINTWELL_EFFECT_DIR ${CMAKE_CURRENT_LIST_DIR}/../module/effect)
 
 function(tintwell_declare target)
     if(WIN32)
@@ -22,13 +22,13 @@ function(tintwell_declare_as_resource target)
                      DOC "C++ compiler for programs that run while building")
         set(writer ${CMAKE_CURRENT_BINARY_DIR}/write_declaration)
         add_custom_command(OUTPUT ${writer} VERBATIM
-            COMMAND ${TINTWELL_NATIVE_CXX} -std=c++20 -I${TINTWELL_EFFECT_DIR}/..
+            COMMAND ${TINTWELL_NATIVE_CXX} -std=c++20 -I${TINTWELL_EFFECT_DIR}/../..
                     -MMD -MF ${writer}.d -MT ${writer} ${writer_source} -o ${writer}
             DEPENDS ${writer_source} DEPFILE ${writer}.d)
     else()
         add_executable(write_declaration ${writer_source})
         target_link_libraries(write_declaration PRIVATE tintwell_compiler)
-        target_include_directories(write_declaration PRIVATE ${TINTWELL_EFFECT_DIR}/..)
+        target_include_directories(write_declaration PRIVATE ${TINTWELL_EFFECT_DIR}/../..)
         set(writer write_declaration)
     endif()
     add_custom_command(OUTPUT ${declaration_file} VERBATIM

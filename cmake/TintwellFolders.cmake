@@ -1,23 +1,30 @@
 # A folder of the project sees the headers of the folders it is linked with, and no others: every
-# target offers its headers through a view of its own in the build tree, a link that makes
-# "<folder>/<header>" resolve. Including a header of a folder that is not linked does not compile.
+# target offers its headers through a view of its own in the build tree, in which each stands under
+# its path from the root of the project. Including a header of a folder that is not linked does not
+# compile.
 
 # Offers the headers of the current folder (all of it, or only the HEADERS named) to TARGET's users.
 function(tintwell_offer_headers target scope)
     cmake_parse_arguments(PARSE_ARGV 2 arg "" "" "HEADERS")
-    get_filename_component(folder ${CMAKE_CURRENT_SOURCE_DIR} NAME)
-    set(view ${CMAKE_BINARY_DIR}/include/${target})
-    if(arg_HEADERS)
-        file(MAKE_DIRECTORY ${view}/${folder})
-        foreach(header IN LISTS arg_HEADERS)
-            file(CREATE_LINK ${CMAKE_CURRENT_SOURCE_DIR}/${header} ${view}/${folder}/${header}
-                 SYMBOLIC)
-        endforeach()
-    else()
-        file(MAKE_DIRECTORY ${view})
-        file(CREATE_LINK ${CMAKE_CURRENT_SOURCE_DIR} ${view}/${folder} SYMBOLIC)
+    file(RELATIVE_PATH folder ${PROJECT_SOURCE_DIR} ${CMAKE_CURRENT_SOURCE_DIR})
+    if(NOT arg_HEADERS)
+        file(GLOB arg_HEADERS CONFIGURE_DEPENDS RELATIVE ${CMAKE_CURRENT_SOURCE_DIR} *.h)
     endif()
+    set(view ${CMAKE_BINARY_DIR}/include/${target})
+    file(REMOVE_RECURSE ${view})
+    file(MAKE_DIRECTORY ${view}/${folder})
+    foreach(header IN LISTS arg_HEADERS)
+        file(CREATE_LINK ${CMAKE_CURRENT_SOURCE_DIR}/${header} ${view}/${folder}/${header} SYMBOLIC)
+    endforeach()
     target_include_directories(${target} ${scope} ${view})
+endfunction()
+
+# A folder of headers alone.
+function(tintwell_header_folder target)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "HEADERS;DEPENDS")
+    add_library(${target} INTERFACE)
+    tintwell_offer_headers(${target} INTERFACE HEADERS ${arg_HEADERS})
+    target_link_libraries(${target} INTERFACE ${arg_DEPENDS})
 endfunction()
 
 # A folder that is compiled: an object library with the project's compiler settings, whose sources
@@ -28,4 +35,15 @@ function(tintwell_folder target)
     set_target_properties(${target} PROPERTIES POSITION_INDEPENDENT_CODE ON)
     tintwell_offer_headers(${target} PUBLIC)
     target_link_libraries(${target} PUBLIC tintwell_compiler ${arg_DEPENDS})
+endfunction()
+
+# Several FOLDERS as one library, for those who link a whole product.
+function(tintwell_product target)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "FOLDERS")
+    set(objects)
+    foreach(folder IN LISTS arg_FOLDERS)
+        list(APPEND objects $<TARGET_OBJECTS:${folder}>)
+    endforeach()
+    add_library(${target} STATIC ${objects})
+    target_link_libraries(${target} PUBLIC ${arg_FOLDERS})
 endfunction()

@@ -3,7 +3,7 @@
 // writing-a-host.md. One instance on one thread, so its state can be global; the library in host/
 // shows how to do better.
 
-#include "effect/host_interface.h"
+#include "module/interface/host_interface.h"
 
 #include <cstdarg>
 #include <cstdio>

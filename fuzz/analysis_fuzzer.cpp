@@ -1,12 +1,12 @@
 // Histograms, levels and pictures that need not belong together, in the analysis and the tables.
 
-#include "analysis/automatic_correction.h"
-#include "analysis/clip_points.h"
-#include "analysis/levels_lines.h"
-#include "apply/levels_application.h"
 #include "check.h"
 #include "fuzz_input.h"
-#include "temporal/smoothing_tintwell.h"
+#include "module/analysis/automatic_correction.h"
+#include "module/analysis/clip_points.h"
+#include "module/analysis/levels_lines.h"
+#include "module/apply/levels_application.h"
+#include "module/temporal/smoothing_tintwell.h"
 
 #include <algorithm>
 #include <vector>

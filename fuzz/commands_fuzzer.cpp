@@ -2,10 +2,10 @@
 // sent, what changes before each, what is missing and what fails.
 
 #include "check.h"
-#include "effect/commands.h"
 #include "failing_memory.h"
 #include "host.h"
-#include "kernels/variants.h"
+#include "module/effect/commands.h"
+#include "module/kernels/variants.h"
 
 #include <iterator>
 

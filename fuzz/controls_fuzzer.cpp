@@ -1,9 +1,9 @@
 // Controls files of any text: refused with a message, or values inside the controls' ranges.
 
 #include "check.h"
-#include "tool/control_catalog.h"
-#include "tool/controls_file.h"
-#include "tool/user_error.h"
+#include "tool/terminal/user_error.h"
+#include "tool/values/control_catalog.h"
+#include "tool/values/controls_file.h"
 
 #include <algorithm>
 #include <limits>

@@ -1,8 +1,8 @@
 // Module files, and property lists on their own, of any bytes.
 
 #include "check.h"
-#include "declaration/declaration.h"
-#include "declaration/module_file.h"
+#include "host/declaration/declaration.h"
+#include "host/declaration/module_file.h"
 
 using namespace tintwell::declaration;
 

@@ -13,7 +13,7 @@
 //   down before the effect is.
 // - A host that handed out a few dozen parameters for one command has the user interrupt it.
 
-#include "effect/host_interface.h"
+#include "module/interface/host_interface.h"
 #include "picture.h"
 
 #include <string>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "effect/host_interface.h"
 #include "fuzz_input.h"
+#include "module/interface/host_interface.h"
 
 #include <cstddef>
 #include <vector>

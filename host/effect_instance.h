@@ -1,6 +1,5 @@
 #pragma once
 
-#include "effect/host_interface.h"
 #include "host/clip_timing.h"
 #include "host/command_error.h"
 #include "host/control_track.h"
@@ -10,6 +9,7 @@
 #include "host/module_library.h"
 #include "host/parameters.h"
 #include "host/services.h"
+#include "module/interface/host_interface.h"
 
 #include <cstdint>
 #include <memory>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "effect/host_interface.h"
+#include "module/interface/host_interface.h"
 
 #include <cstddef>
 #include <cstdint>

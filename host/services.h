@@ -1,6 +1,5 @@
 #pragma once
 
-#include "effect/host_interface.h"
 #include "host/clip_timing.h"
 #include "host/frame_source.h"
 #include "host/handle_memory.h"
@@ -8,6 +7,7 @@
 #include "host/parameters.h"
 #include "host/service.h"
 #include "host/string_tables.h"
+#include "module/interface/host_interface.h"
 
 #include <atomic>
 #include <cstdint>

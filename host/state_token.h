@@ -1,7 +1,7 @@
 #pragma once
 
-#include "effect/host_interface.h"
 #include "host/control_track.h"
+#include "module/interface/host_interface.h"
 
 #include <optional>
 

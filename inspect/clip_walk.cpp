@@ -1,7 +1,7 @@
 #include "inspect/clip_walk.h"
 
-#include "media/clip_for_effect.h"
 #include "media/media_error.h"
+#include "media/read/clip_for_effect.h"
 
 #include <algorithm>
 #include <cmath>

@@ -4,8 +4,8 @@
 #include "host/frame_buffer.h"
 #include "inspect/correction_finder.h"
 #include "inspect/frame_findings.h"
-#include "media/clip_reader.h"
-#include "media/clip_to_world.h"
+#include "media/color/clip_to_world.h"
+#include "media/read/clip_reader.h"
 
 #include <cstdint>
 #include <functional>

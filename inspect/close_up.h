@@ -1,11 +1,11 @@
 #pragma once
 
-#include "analysis/channel_histogram.h"
 #include "host/frame_buffer.h"
 #include "inspect/film_strip.h"
 #include "inspect/frame_findings.h"
 #include "media/clip_info.h"
-#include "media/thumbnail.h"
+#include "media/color/thumbnail.h"
+#include "module/analysis/channel_histogram.h"
 
 #include <cstdint>
 #include <optional>

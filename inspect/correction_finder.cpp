@@ -1,12 +1,12 @@
 #include "inspect/correction_finder.h"
 
-#include "effect/render_driver.h"
-#include "effect/world_view.h"
 #include "host/parameters.h"
 #include "inspect/scene_change.h"
-#include "temporal/neighbour_frames.h"
-#include "temporal/smoothing_base.h"
-#include "temporal/smoothing_tintwell.h"
+#include "module/effect/render_driver.h"
+#include "module/services/world_view.h"
+#include "module/temporal/neighbour_frames.h"
+#include "module/temporal/smoothing_base.h"
+#include "module/temporal/smoothing_tintwell.h"
 
 #include <algorithm>
 #include <cstring>

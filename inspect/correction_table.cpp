@@ -1,7 +1,7 @@
 #include "inspect/correction_table.h"
 
-#include "apply/levels_tables.h"
 #include "inspect/correction_finder.h"
+#include "module/apply/levels_tables.h"
 
 #include <algorithm>
 #include <cmath>

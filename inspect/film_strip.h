@@ -3,7 +3,7 @@
 #include "host/frame_buffer.h"
 #include "inspect/frame_findings.h"
 #include "media/clip_info.h"
-#include "media/thumbnail.h"
+#include "media/color/thumbnail.h"
 
 #include <cstdint>
 #include <map>

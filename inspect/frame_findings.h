@@ -1,10 +1,10 @@
 #pragma once
 
-#include "analysis/channel_histogram.h"
-#include "analysis/clip_points.h"
-#include "apply/levels_record.h"
-#include "effect/control_values.h"
-#include "effect/frame_cache.h"
+#include "module/analysis/channel_histogram.h"
+#include "module/analysis/clip_points.h"
+#include "module/apply/levels_record.h"
+#include "module/services/control_values.h"
+#include "module/temporal/frame_cache.h"
 
 #include <array>
 #include <cstdint>

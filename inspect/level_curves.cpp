@@ -1,6 +1,6 @@
 #include "inspect/level_curves.h"
 
-#include "apply/levels_tables.h"
+#include "module/apply/levels_tables.h"
 
 namespace tintwell::inspect {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "apply/levels_record.h"
+#include "module/apply/levels_record.h"
 
 #include <array>
 #include <cstdint>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "analysis/channel_histogram.h"
-#include "apply/levels_record.h"
+#include "module/analysis/channel_histogram.h"
+#include "module/apply/levels_record.h"
 
 namespace tintwell::inspect {
 

@@ -1,5 +1,5 @@
-#include "tool/command_line.h"
-#include "tool/stop_signal.h"
+#include "tool/commands/command_line.h"
+#include "tool/terminal/stop_signal.h"
 
 #include <fcntl.h>
 #include <unistd.h>

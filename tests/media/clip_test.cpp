@@ -1,7 +1,7 @@
-#include "media/clip_reader.h"
-#include "media/clip_writer.h"
+#include "media/color/picture_pool.h"
 #include "media/media_error.h"
-#include "media/picture_pool.h"
+#include "media/read/clip_reader.h"
+#include "media/write/clip_writer.h"
 #include "test_clip.h"
 
 #include <gtest/gtest.h>

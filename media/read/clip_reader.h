@@ -1,0 +1,118 @@
+#pragma once
+
+#include "media/clip_info.h"
+#include "media/ffmpeg_objects.h"
+#include "media/read/copied_packets.h"
+#include "media/read/input_file.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tintwell::media {
+
+struct ReaderOptions {
+    InputOptions input;
+    std::optional<FrameSpan> frames; ///< empty: all
+    bool copyOtherStreams = false;   ///< deliver the packets of the streams beside the video
+};
+
+/// What comes next of a clip: a frame, packets of other streams that belong before it, both, or a
+/// frame outside the span. Times start at 0 with the clip, or with the first frame of the span.
+struct ReadItem {
+    FramePtr frame;         ///< pts in ClipInfo::timeBase, AV_NOPTS_VALUE where the clip has none
+    FramePtr outside;       ///< a frame that is passed over, for those who look at neighbours
+    std::int64_t index = 0; ///< of the frame in the clip, either one
+    std::vector<PacketPtr> copied; ///< timestamps in the time bases of their streams
+};
+
+/// Reads a clip once from its start: decodes the video in the order of presentation and passes the
+/// other streams' packets by. Size and colour are those of the first frame; a frame of another size
+/// ends the reading with an error, one of another pixel format is delivered as it is. Damaged parts
+/// are passed over and counted. For one thread at a time; errors are MediaErrors.
+class ClipReader {
+public:
+    /// Opens the input (see openInput) and decodes the first frame.
+    ClipReader(const std::string& input, const ReaderOptions& options);
+
+    const ClipInfo& info() const { return info_; }
+
+    /// For the writer, which takes over streams and metadata; not while another thread reads.
+    const AVFormatContext& container() const { return *file_.container; }
+
+    const AVStream& video() const { return *file_.video; }
+
+    /// From now on only packets of these streams are delivered. Before the first read.
+    void keepStreams(const std::vector<int>& indices);
+
+    /// From now on up to so many frames behind the span are passed over too. Before the first read.
+    void readBeyondSpan(std::int64_t frames) { framesBeyond_ = frames; }
+
+    /// Goes to a key frame at or before the frame of this pts, where the input can: what is read
+    /// next is decoded from there, may begin with pictures that lack what they were predicted from,
+    /// and has no index. For readers without span and other streams.
+    bool seek(std::int64_t pts);
+
+    /// Goes to this frame without decoding everything before it, where the container's index tells
+    /// which frame is shown when, and there is much before it; the frames keep their indices. False
+    /// where that went wrong, and the reader has to be opened anew. Before the first read, for
+    /// readers that pass no other streams by.
+    bool leapTo(std::int64_t index);
+
+    /// Empty at the end. Throws where the span turns out to lie outside the clip.
+    std::optional<ReadItem> read();
+
+    /// The moment of the clip that is time 0 of what is delivered; known from the first frame on,
+    /// and from any thread that has been handed one.
+    const std::optional<Moment>& start() const { return copied_.start(); }
+
+    /// What the user should hear about the clip; complete at the end.
+    std::vector<std::string> warnings() const;
+
+private:
+    enum class Step : std::uint8_t { Frame, Fed, End };
+
+    void openDecoder();
+    void decodeFirstFrame();
+    void describe();
+    void describeTiming();
+    void checkSpan() const;
+
+    Step step();
+    void feedDecoder();
+    PacketPtr readPacket();
+    bool endedEarly() const;
+    bool seekTime(std::int64_t time);
+    bool hasClipSize() const;
+    void checkFrame() const;
+    Moment timeOfFrame() const;
+    void noteMissingFrames();
+    ReadItem takeFrame();
+    ReadItem skipFrame();
+    ReadItem passBeyond();
+    ReadItem finish(const std::optional<Moment>& end);
+    void readPacketsUntil(const Moment& end);
+    [[noreturn]] void throwOutsideClip(std::int64_t frameCount) const;
+
+    std::string name_;
+    ReaderOptions options_;
+    InputFile file_;
+    CodecContextPtr decoder_;
+    ClipInfo info_;
+    CopiedPackets copied_;
+    FramePtr frame_;             ///< decoded and not delivered yet
+    std::int64_t nextIndex_ = 0; ///< of the frame that is delivered or skipped next
+    std::int64_t damaged_ = 0;   ///< packets that could not be decoded, and frames with flaws
+    std::int64_t missing_ = 0;   ///< frames that the timestamps of a steady clip leave out
+    std::int64_t previousTime_ = AV_NOPTS_VALUE; ///< of the last frame taken
+    int failuresInARow_ = 0;
+    std::string readFailure_; ///< why reading ended before the end of the file
+    std::int64_t framesBeyond_ = 0;
+    std::optional<Moment> spanEnd_; ///< known once a frame behind the span is
+    bool inputEnded_ = false;
+    std::int64_t lastTime_ = AV_NOPTS_VALUE; ///< end of what was read so far, in microseconds
+    bool finished_ = false;
+};
+
+} // namespace tintwell::media

@@ -1,0 +1,143 @@
+#include "media/read/input_file.h"
+
+#include "media/ffmpeg_log.h"
+#include "media/image_sequence.h"
+#include "media/media_error.h"
+
+#include <filesystem>
+
+namespace tintwell::media {
+namespace {
+
+/// A file's name as a path that is not taken for a protocol ("take:2.mov").
+std::string asUrl(const std::string& input) {
+    if (input == kStandardStream) {
+        return "pipe:0";
+    }
+    return input.find("://") != std::string::npos ? input : "file:" + input;
+}
+
+const AVInputFormat* findFormat(const std::string& name) {
+    const AVInputFormat* format = av_find_input_format(name.c_str());
+    if (format == nullptr) {
+        throw MediaError("unknown input format '" + name + "'");
+    }
+    return format;
+}
+
+void checkIsThere(const std::string& input) {
+    std::error_code error;
+    const auto status = std::filesystem::status(input, error);
+    if (status.type() == std::filesystem::file_type::not_found) {
+        throw MediaError(input + ": there is no such file");
+    }
+    if (std::filesystem::is_directory(status)) {
+        throw MediaError(input + ": is a directory; for an image sequence name its files, as in " +
+                         input + "/frame.%04d.png");
+    }
+}
+
+/// Prepares the opening of an image sequence, where the input is one.
+bool prepareSequence(const std::string& input, InputFile& file, Dictionary& settings) {
+    const auto pattern = parseSequence(input);
+    if (!pattern) {
+        return false;
+    }
+    if (std::filesystem::exists(input)) {
+        settings.set("pattern_type", "none"); // the name of a single image, whatever it looks like
+        return false;
+    }
+    const SequenceFiles files = findSequence(*pattern);
+    if (files.total == 0) {
+        throw MediaError(input + ": there are no files of this image sequence");
+    }
+    if (files.run < files.total) {
+        file.warnings.push_back(input + ": " + pattern->nameOf(files.first + files.run) +
+                                " is missing; the clip ends before it");
+    }
+    settings.set("start_number", std::to_string(files.first));
+    file.sequenceLength = FrameCount{files.run, true};
+    return true;
+}
+
+/// What the user set must have been of use to the demuxer.
+void checkAllTaken(const std::string& name, const AVFormatContext& container,
+                   const std::vector<std::string>& left) {
+    for (const std::string& key : left) {
+        if (key == "framerate") {
+            throw MediaError(name + ": a " + container.iformat->name +
+                             " file has its own frame rate; leave out the input frame rate");
+        }
+        if (key != "pattern_type") {
+            throw MediaError(name + ": the format " + container.iformat->name +
+                             " knows no input option '" + key + "'");
+        }
+    }
+}
+
+AVStream* findVideo(const std::string& input, AVFormatContext& container) {
+    const int index = av_find_best_stream(&container, AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
+    if (index < 0 || (container.streams[index]->disposition & AV_DISPOSITION_ATTACHED_PIC) != 0) {
+        throw MediaError(inputName(input) + ": holds no video stream");
+    }
+    return container.streams[index];
+}
+
+} // namespace
+
+InputFile openInput(const std::string& input, const InputOptions& options) {
+    silenceFfmpeg();
+    takeFfmpegMessage();
+    InputFile file;
+    Dictionary settings;
+    const AVInputFormat* format = options.format.empty() ? nullptr : findFormat(options.format);
+    if (input != kStandardStream && input.find("://") == std::string::npos) {
+        if (prepareSequence(input, file, settings)) {
+            format = format != nullptr ? format : findFormat("image2");
+        } else {
+            checkIsThere(input);
+        }
+    }
+    if (!options.frameRate.empty()) {
+        settings.set("framerate", options.frameRate);
+    }
+    for (const auto& [key, value] : options.others) {
+        settings.set(key, value);
+    }
+    // image2 takes the pattern for a name of its own, not for a URL.
+    const std::string url = file.sequenceLength ? input : asUrl(input);
+    AVFormatContext* container = nullptr;
+    const int code = avformat_open_input(&container, url.c_str(), format, settings.inOut());
+    if (code < 0) {
+        throw MediaError(inputName(input) +
+                         (code == AVERROR_INVALIDDATA ? ": is not a media file that can be read ("
+                                                      : ": cannot be opened (") +
+                         explainFailure(code) + ")");
+    }
+    file.container.reset(container);
+    checkAllTaken(inputName(input), *container, settings.keys());
+    if (const int found = avformat_find_stream_info(container, nullptr); found < 0) {
+        throw MediaError(inputName(input) + ": cannot be read (" + explainFailure(found) + ")");
+    }
+    file.video = findVideo(input, *container);
+    return file;
+}
+
+std::string inputName(const std::string& input) {
+    return input == kStandardStream ? "standard input" : input;
+}
+
+void checkPictureSize(const std::string& input, int width, int height) {
+    const std::string size = std::to_string(width) + "x" + std::to_string(height);
+    if (width <= 0 || height <= 0) {
+        throw MediaError(inputName(input) + ": the video has no picture size (" + size + ")");
+    }
+    if (width > kMaximumSide || height > kMaximumSide ||
+        std::int64_t{width} * height > kMaximumPixels) {
+        throw MediaError(inputName(input) + ": pictures of " + size + " are too large; at most " +
+                         std::to_string(kMaximumSide) +
+                         " columns or rows and 2^28 pixels are supported");
+    }
+}
+
+} // namespace tintwell::media

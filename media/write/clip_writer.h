@@ -1,0 +1,90 @@
+#pragma once
+
+#include "media/read/clip_reader.h"
+#include "media/write/output_target.h"
+#include "media/write/video_encoder.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tintwell::media {
+
+struct WriterOptions {
+    std::string format; ///< muxer's name; empty: from the output's name
+    EncoderOptions encoder;
+    bool overwrite = false;
+};
+
+/// Writes a clip whose video is encoded anew, and everything else that the container can hold as
+/// the source has it: other streams, metadata, chapters, rotation, aspect ratio, colour tags. The
+/// output appears under its name with `finish`; a writer that goes without it leaves nothing. For
+/// one thread at a time; errors are MediaErrors.
+class ClipWriter {
+public:
+    /// Checks the target and the settings and opens the encoder; takes what it needs of the source
+    /// before that is read. `input` is the source's name, `span` the frames that are rendered.
+    ClipWriter(const std::string& output, const std::string& input, const ClipReader& source,
+               const std::optional<FrameSpan>& span, const WriterOptions& options);
+    ~ClipWriter();
+
+    /// What the frames must be.
+    const PictureFormat& pictureFormat() const { return encoder_->pictureFormat(); }
+
+    std::string codecName() const { return encoder_->context().codec->name; }
+
+    std::string formatName() const { return output_->oformat->name; }
+
+    /// The source's streams that are to be passed to `writeCopied`.
+    std::vector<int> copiedStreams() const;
+
+    std::vector<std::string> warnings() const;
+
+    /// Once, before anything is written: the moment of the source at which the output starts.
+    void begin(const Moment& start);
+
+    /// pts and duration in the source's time base, from the start.
+    void writeFrame(const AVFrame& picture);
+
+    /// A packet of the source, its timestamps counted from the start.
+    void writeCopied(PacketPtr packet);
+
+    /// Writes what is left and puts the output in place.
+    void finish();
+
+private:
+    /// A stream of the source on its way into the output.
+    struct CopiedStream {
+        int sourceIndex;
+        AVRational timeBase;
+        AVStream* target;
+        std::int64_t lastTime = AV_NOPTS_VALUE;
+    };
+
+    void findContainer(const std::string& format);
+    void checkSingleImage(const ClipInfo& source, const std::optional<FrameSpan>& span);
+    void addStreams(const ClipReader& source);
+    void addVideo(const AVStream& source);
+    void checkOptions() const;
+    void writePackets();
+    void write(AVPacket& packet);
+    void check(int code, const char* action);
+
+    OutputTarget target_;
+    std::string name_;
+    OutputPtr output_;
+    std::optional<VideoEncoder> encoder_;
+    AVStream* video_ = nullptr;
+    std::vector<CopiedStream> copied_;
+    const AVFormatContext* source_; ///< for the chapters, until `begin`
+    std::optional<Moment> length_;
+    std::vector<std::string> warnings_;
+    std::int64_t firstNumber_ = 0; ///< of an image sequence
+    std::int64_t frames_ = 0;
+    std::int64_t packetsWritten_ = 0;
+    std::int64_t damagedPackets_ = 0; ///< of copied streams
+    bool singleImage_ = false;
+};
+
+} // namespace tintwell::media

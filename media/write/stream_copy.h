@@ -1,0 +1,35 @@
+#pragma once
+
+#include "media/ffmpeg_objects.h"
+#include "media/read/copied_packets.h"
+
+#include <optional>
+#include <string>
+
+namespace tintwell::media {
+
+// What is taken over from one container to another as it is. Throws std::bad_alloc.
+
+/// The track in which QuickTime files keep the titles of their chapters.
+bool isChapterText(const AVStream& stream);
+
+/// For messages: "audio stream 2 (aac)".
+std::string describeStream(const AVStream& stream);
+
+/// A new stream for the packets of another.
+AVStream& addCopiedStream(AVFormatContext& output, const AVStream& source);
+
+/// A stream for a cover picture in a container that keeps such pictures as attached files.
+void attachPicture(AVFormatContext& output, const AVStream& source);
+
+/// A stream's metadata, disposition, and what it says about its pictures as a whole: rotation,
+/// projection, mastering display. For a stream that is encoded anew.
+void copyStreamProperties(const AVStream& source, AVStream& target);
+
+void copyMetadata(const AVFormatContext& source, AVFormatContext& output);
+
+/// The chapters, on a clock that starts at `start`; those that begin after `length` are left out.
+void copyChapters(const AVFormatContext& source, const Moment& start,
+                  const std::optional<Moment>& length, AVFormatContext& output);
+
+} // namespace tintwell::media

@@ -1,0 +1,30 @@
+#pragma once
+
+#include "module/analysis/channel_histogram.h"
+#include "module/analysis/correction_options.h"
+
+#include <array>
+#include <cstdint>
+
+namespace tintwell {
+
+/// The darkest and the brightest level a channel uses; low is never above high.
+struct ClipPoints {
+    std::uint16_t low;
+    std::uint16_t high;
+
+    bool operator==(const ClipPoints&) const = default;
+};
+
+/// The histograms to clip; a channel may be absent.
+using ChannelCounts = std::array<const LevelCounts*, 3>;
+
+/// Options with the clips of the image in place of the defaults.
+AutoCorrectionOptions optionsFor(const PlanarImage& image);
+
+/// Sets aside the options' shares of the darkest and brightest pixels of each channel. The entry of
+/// an absent channel is {0, 255}.
+std::array<ClipPoints, 3> findClipPoints(const ChannelCounts& channels,
+                                         const AutoCorrectionOptions& options);
+
+} // namespace tintwell

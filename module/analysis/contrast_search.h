@@ -1,0 +1,16 @@
+#pragma once
+
+#include "module/analysis/channel_histogram.h"
+#include "module/analysis/levels_pairs.h"
+
+namespace tintwell {
+
+/// Stretches each colour channel between its own clip points; pairs 1 to 3 are written.
+void findPerChannelContrast(LevelsPairs& pairs, const ChannelHistogram& histogram,
+                            const PlanarImage& image);
+
+/// Stretches between the clip points of the luminance; pair 0 is written.
+void findMonochromaticContrast(LevelsPairs& pairs, const ChannelHistogram& histogram,
+                               const PlanarImage& image);
+
+} // namespace tintwell

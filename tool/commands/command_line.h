@@ -1,0 +1,27 @@
+#pragma once
+
+#include "tool/options/command.h"
+
+#include <vector>
+
+namespace tintwell::tool {
+
+/// The program's options and subcommands, as parsing, help and whatever is generated from them see
+/// them.
+class CommandLine {
+public:
+    CommandLine();
+
+    /// Parses, runs, and tells failures in one line on standard error. Returns the exit code; never
+    /// throws.
+    int run(int argumentCount, const char* const* arguments) noexcept;
+
+private:
+    int parseAndRun(int argumentCount, const char* const* arguments);
+    int wrongUsage(const CLI::ParseError& error) const;
+
+    CLI::App app_;
+    std::vector<Command> commands_;
+};
+
+} // namespace tintwell::tool

@@ -1,0 +1,111 @@
+#include "tool/options/clip_options.h"
+
+#include "tool/options/command.h"
+#include "tool/options/output_options.h"
+#include "tool/values/option_values.h"
+
+namespace tintwell::tool {
+namespace {
+
+constexpr const char* kGroup = "Input";
+
+} // namespace
+
+CLI::Option* addKeyValueOption(CLI::App& app, const std::string& name, const std::string& help,
+                               std::vector<KeyValue>& target) {
+    const auto read = [name, &target](const std::vector<std::string>& texts) {
+        for (const std::string& text : texts) {
+            try {
+                target.push_back(parseKeyValue(text));
+            } catch (const std::invalid_argument& error) {
+                throw CLI::ValidationError(name, error.what());
+            }
+        }
+    };
+    return app.add_option_function<std::vector<std::string>>(name, read, help)
+        ->type_name("KEY=VALUE")
+        ->allow_extra_args(false)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+}
+
+void addInputArgument(CLI::App& app, ClipOptions& options) {
+    app.add_option("INPUT", options.input,
+                   "Video file, image, image sequence (frame.%04d.png), or - for standard input")
+        ->required()
+        ->type_name("")
+        ->check(requireText);
+}
+
+void addClipOptions(CLI::App& app, ClipOptions& options) {
+    addValueOption(app, "--frames", "FIRST-LAST",
+                   "Only these frames, counted from 0, both included; one number for one frame",
+                   [&options](const std::string& text) { options.frames = parseFrameRange(text); })
+        ->group(kGroup);
+    addReadingOptions(app, options);
+}
+
+void addReadingOptions(CLI::App& app, ClipOptions& options) {
+    app.add_option("--input-format", options.inputFormat,
+                   "How the input is read, by FFmpeg's name of the format, where it cannot be told "
+                   "from the file (for example rawvideo)")
+        ->type_name("NAME")
+        ->group(kGroup);
+    addKeyValueOption(app, "--input-option",
+                      "What a raw stream does not tell, as FFmpeg names it, for example "
+                      "video_size=1920x1080 and pixel_format=yuv420p; may be given several times",
+                      options.inputOptions)
+        ->group(kGroup);
+    addValueOption(
+        app, "--frame-rate", "RATE",
+        "Frames per second of an image sequence or raw stream, for example 25 or "
+        "30000/1001",
+        [&options](const std::string& text) { options.frameRate = parseFrameRate(text); })
+        ->group(kGroup);
+    using Depth = std::optional<host::SampleDepth>;
+    addChoiceOption<Depth>(
+        app, "--depth",
+        {{"auto", Depth()}, {"8", host::SampleDepth::Bits8}, {"16", host::SampleDepth::Bits16}},
+        options.depth, "Bits per channel to work at; auto takes 16 where the input has more than 8")
+        ->group(kGroup);
+    addChoiceOption<bool>(app, "--quality", {{"high", true}, {"draft", false}}, options.highQuality,
+                          "A draft leaves the temporal smoothing out")
+        ->group(kGroup);
+}
+
+media::NamedValues namedValues(const std::vector<KeyValue>& options) {
+    media::NamedValues values;
+    for (const KeyValue& option : options) {
+        values.emplace_back(option.key, option.value);
+    }
+    return values;
+}
+
+media::InputOptions inputOptions(const ClipOptions& options) {
+    return {options.inputFormat, options.frameRate, namedValues(options.inputOptions)};
+}
+
+std::optional<media::FrameSpan> spanOf(const ClipOptions& options) {
+    return options.frames
+               ? std::optional(media::FrameSpan{options.frames->first, options.frames->last})
+               : std::nullopt;
+}
+
+std::optional<std::int64_t> totalFrames(const ClipOptions& options, const media::ClipInfo& info) {
+    if (options.frames) {
+        return options.frames->last - options.frames->first + 1;
+    }
+    return info.frameCount ? std::optional(info.frameCount->frames) : std::nullopt;
+}
+
+inspect::WalkOptions walkOptions(const ClipOptions& options) {
+    inspect::WalkOptions walk;
+    walk.input = options.input;
+    walk.reading = inputOptions(options);
+    walk.frames = spanOf(options);
+    walk.depth = options.depth;
+    walk.controls = options.controls;
+    walk.highQuality = options.highQuality;
+    return walk;
+}
+
+} // namespace tintwell::tool

@@ -1,0 +1,146 @@
+#include "tool/render/neighbours.h"
+
+#include "inspect/correction_finder.h"
+#include "media/image_sequence.h"
+#include "media/neighbours/file_neighbours.h"
+#include "media/read/clip_for_effect.h"
+#include "media/read/input_file.h"
+#include "tool/options/clip_options.h"
+#include "tool/terminal/user_error.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <filesystem>
+#include <string>
+
+extern "C" {
+#include <libavutil/rational.h>
+}
+
+namespace tintwell::tool {
+namespace {
+
+/// Pictures that are kept for the smoothing: for a file as many as make it faster than reading it a
+/// second time without taking much more memory, for a pipe as many as can be afforded.
+constexpr std::int64_t kFileBytes = std::int64_t{96} << 20;
+constexpr std::int64_t kPipeBytes = std::int64_t{128} << 20;
+
+/// The effect keeps some kilobytes of each frame: 18 MB of so many.
+constexpr std::int64_t kFramesBetweenRenewals = 4096;
+
+/// The longest window that the effect uses anywhere in the clip, in seconds; 0 where it smooths
+/// nothing.
+double longestWindow(const ClipOptions& options) {
+    return options.highQuality ? options.controls[host::Control::TemporalSmoothing].greatestValue()
+                               : 0.0;
+}
+
+bool canBeReadAgain(const std::string& input) {
+    std::error_code error;
+    return std::filesystem::is_regular_file(input, error) ||
+           (input != media::kStandardStream && media::parseSequence(input).has_value());
+}
+
+/// The frames before the current one are in the effect's own memory if it has rendered all of them.
+bool needsEarlierFrames(const ClipOptions& options) {
+    return (options.frames && options.frames->first > 0) ||
+           options.controls[host::Control::TemporalSmoothing].isKeyframed();
+}
+
+[[noreturn]] void refuseWindow(const ClipOptions& options, const media::ClipInfo& info,
+                               double seconds, std::int64_t needed) {
+    const std::int64_t fitting = media::FrameWindow::capacity(info, kPipeBytes);
+    const std::int64_t sides = needsEarlierFrames(options) ? 2 : 1;
+    const std::int64_t side = (fitting - 1) / sides - 2;
+    const double possible =
+        std::floor(10.0 * 2.0 * static_cast<double>(side) / av_q2d(info.frameRate)) / 10.0;
+    char text[64];
+    std::snprintf(text, sizeof text, possible > 0.0 ? "up to %.1f seconds fit" : "no time fits",
+                  possible);
+    throw UserError(media::inputName(options.input) + ": smoothing over " +
+                    std::to_string(seconds).substr(0, 4) + " seconds needs " +
+                    std::to_string(needed) +
+                    " frames of the clip at once, which are too many to keep of an input that can "
+                    "be read only once (" +
+                    text + "); shorten the temporal smoothing, or render from a file");
+}
+
+} // namespace
+
+Neighbours::Neighbours(const ClipOptions& options, media::ClipReader& reader,
+                       host::SampleDepth depth) {
+    const double seconds = longestWindow(options);
+    if (seconds <= 0.0) {
+        return;
+    }
+    const media::ClipInfo& info = reader.info();
+    reach_ = inspect::smoothingReach(media::timingForEffect(info), seconds);
+    needsEarlierFrames_ = needsEarlierFrames(options);
+    const std::int64_t frames = (needsEarlierFrames_ ? 2 : 1) * reach_ + 1;
+    const bool isFile = canBeReadAgain(options.input);
+    if (frames > media::FrameWindow::capacity(info, isFile ? kFileBytes : kPipeBytes)) {
+        if (!isFile) {
+            refuseWindow(options, info, seconds, frames);
+        }
+        source_ =
+            std::make_unique<media::FileNeighbours>(options.input, inputOptions(options), depth);
+        return;
+    }
+    auto source = std::make_unique<media::FrameWindow>(
+        info, depth, firstNeeded(options.frames ? options.frames->first : 0));
+    window_ = source.get();
+    source_ = std::move(source);
+    reader.readBeyondSpan(reach_);
+}
+
+bool Neighbours::isRenewal(std::int64_t frame) const {
+    return source_ && frame > 0 && frame % kFramesBetweenRenewals == 0;
+}
+
+/// Which frames may still be asked for when this one is rendered: at a renewal, and so from a
+/// window before it on, also those that the effect would else remember.
+std::int64_t Neighbours::firstNeeded(std::int64_t frame) const {
+    const std::int64_t sinceRenewal = frame % kFramesBetweenRenewals;
+    const std::int64_t renewal =
+        sinceRenewal == 0 ? frame : frame - sinceRenewal + kFramesBetweenRenewals;
+    return std::min(frame - (needsEarlierFrames_ ? reach_ : 0), renewal - reach_);
+}
+
+std::string Neighbours::description() const {
+    if (!source_) {
+        return {};
+    }
+    return window_ != nullptr ? "pictures kept in memory" : "a second reading of the input";
+}
+
+void Neighbours::offer(const media::ReadItem& item) {
+    const media::FramePtr& picture = item.frame ? item.frame : item.outside;
+    if (window_ != nullptr && picture) {
+        window_->add(item.index, *picture);
+    }
+}
+
+void Neighbours::finish() {
+    if (window_ != nullptr) {
+        window_->finish();
+    }
+}
+
+void Neighbours::moveTo(std::int64_t frame) {
+    if (window_ != nullptr) {
+        window_->moveTo(firstNeeded(frame));
+    }
+}
+
+std::optional<std::int32_t> Neighbours::frameCount() const {
+    return source_ ? source_->frameCount() : std::nullopt;
+}
+
+void Neighbours::cancel() {
+    if (source_) {
+        source_->cancel();
+    }
+}
+
+} // namespace tintwell::tool

@@ -1,0 +1,127 @@
+#include "tool/values/option_values.h"
+
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <stdexcept>
+#include <system_error>
+
+extern "C" {
+#include <libavutil/avutil.h>
+#include <libavutil/parseutils.h>
+}
+
+namespace tintwell::tool {
+namespace {
+
+[[noreturn]] void refuse(std::string_view text, const std::string& problem) {
+    throw std::invalid_argument("'" + std::string(text) + "' " + problem);
+}
+
+/// The whole text as a number; false where it is none or does not fit.
+template <typename Number>
+bool readWhole(std::string_view text, Number& number) {
+    const char* const end = text.data() + text.size();
+    const auto [stop, code] = std::from_chars(text.data(), end, number);
+    return code == std::errc() && stop == end;
+}
+
+bool readFrame(std::string_view text, std::int64_t& frame) {
+    return readWhole(text, frame) && frame >= 0;
+}
+
+bool isPositiveNumber(std::string_view text) {
+    double number = 0.0;
+    return readWhole(text, number) && std::isfinite(number) && number > 0.0;
+}
+
+} // namespace
+
+double parseReal(std::string_view text, double minimum, double maximum, std::string_view unit) {
+    double number = 0.0;
+    if (!readWhole(text, number) || !std::isfinite(number)) {
+        refuse(text, "is not a number; give one " + rangeText(minimum, maximum, unit));
+    }
+    if (number < minimum || number > maximum) {
+        refuse(text, "is out of range; give a number " + rangeText(minimum, maximum, unit));
+    }
+    return number;
+}
+
+std::size_t parseCount(std::string_view text, std::size_t minimum, std::size_t maximum) {
+    std::size_t count = 0;
+    if (!readWhole(text, count) || count < minimum || count > maximum) {
+        refuse(text, "is not a whole number between " + std::to_string(minimum) + " and " +
+                         std::to_string(maximum));
+    }
+    return count;
+}
+
+FrameRange parseFrameRange(std::string_view text) {
+    FrameRange range;
+    const std::size_t dash = text.find('-');
+    const bool readable = dash == std::string_view::npos
+                              ? readFrame(text, range.first)
+                              : readFrame(text.substr(0, dash), range.first) &&
+                                    readFrame(text.substr(dash + 1), range.last);
+    if (!readable) {
+        refuse(text, "is not a frame range; give FIRST-LAST or one frame, counted from 0, "
+                     "for example 0-99");
+    }
+    if (dash == std::string_view::npos) {
+        range.last = range.first;
+    }
+    if (range.last < range.first) {
+        refuse(text, "ends before it begins; give the first frame first");
+    }
+    return range;
+}
+
+KeyValue parseKeyValue(std::string_view text) {
+    const std::size_t equals = text.find('=');
+    if (equals == std::string_view::npos || equals == 0) {
+        refuse(text, "is not KEY=VALUE, for example preset=slow");
+    }
+    return {std::string(text.substr(0, equals)), std::string(text.substr(equals + 1))};
+}
+
+double parseTime(std::string_view text) {
+    std::int64_t microseconds = 0;
+    if (av_parse_time(&microseconds, std::string(text).c_str(), 1) < 0) {
+        refuse(text, "is not a time; give seconds, or hours, minutes and seconds, for example 62.5 "
+                     "or 1:02.5");
+    }
+    if (microseconds < 0) {
+        refuse(text, "lies before the beginning; times count from 0");
+    }
+    return static_cast<double>(microseconds) / AV_TIME_BASE;
+}
+
+std::string parseFrameRate(std::string_view text) {
+    const std::size_t slash = text.find('/');
+    const bool valid =
+        slash == std::string_view::npos
+            ? isPositiveNumber(text)
+            : isPositiveNumber(text.substr(0, slash)) && isPositiveNumber(text.substr(slash + 1));
+    if (!valid) {
+        refuse(text, "is not a frame rate; give frames per second above 0, for example 25 or "
+                     "30000/1001");
+    }
+    return std::string(text);
+}
+
+std::string numberText(double value) {
+    std::array<char, 32> buffer{};
+    const auto result = std::to_chars(buffer.data(), buffer.data() + buffer.size(), value);
+    return {buffer.data(), result.ptr};
+}
+
+std::string rangeText(double minimum, double maximum, std::string_view unit) {
+    std::string text = "between " + numberText(minimum) + " and " + numberText(maximum);
+    if (!unit.empty()) {
+        text += " (" + std::string(unit) + ")";
+    }
+    return text;
+}
+
+} // namespace tintwell::tool
