@@ -2,12 +2,11 @@
 
 #include "content.h"
 #include "module/analysis/automatic_correction.h"
+#include "module/analysis/frame_measures.h"
 #include "module/analysis/neutral_midtones.h"
 #include "module/analysis/tone_colors.h"
-#include "module/apply/blend.h"
-#include "module/apply/levels_application.h"
+#include "module/render/frame_correction.h"
 #include "module/services/world_view.h"
-#include "module/temporal/split_frame.h"
 
 #include <benchmark/benchmark.h>
 
@@ -18,54 +17,55 @@ namespace {
 
 using host::SampleDepth;
 
-/// A frame at every point of its way.
+constexpr auto kMode = AutoCorrectionMode::ColorSearch;
+
+/// A frame, what was found of it, and where it goes.
 struct Stages {
     Stages(SampleDepth depth, Content content)
         : input(makeFrame(kSizes[1], depth, content)), output(makeFrame(kSizes[1], depth, content)),
-          inputWorld(input->world()), outputWorld(output->world()) {
-        splitFrame(inData, inputWorld, {10, 10, 0}, nullptr, split);
-        analyzeFrame(AutoCorrectionMode::ColorSearch, split.image, nullptr, levels, histogram);
+          inputWorld(input->world()), outputWorld(output->world()),
+          pixels(viewOfPixels(viewOf(inputWorld), 0)), secret(KeySecret::draw()) {
+        analyzeFrame(kMode, {pixels, {10, 10, 0}}, levels, histogram);
+    }
+
+    void correct(std::int32_t blend) {
+        correctFrame(inputWorld, &outputWorld, {*levels, blend, 0});
     }
 
     std::shared_ptr<host::FrameBuffer> input;
     std::shared_ptr<host::FrameBuffer> output;
     EffectWorld inputWorld;
     EffectWorld outputWorld;
-    InData inData{};
-    SpareMemory spares;
-    SplitFrame split;
+    PixelView pixels;
+    std::unique_ptr<const KeySecret> secret;
     std::unique_ptr<LevelsRecord> levels;
     std::unique_ptr<ChannelHistogram> histogram;
 };
 
 const std::pair<const char*, void (*)(Stages&)> kStages[] = {
-    {"split", [](Stages& s) { s.split.store->SplitPlanes(); }},
-    {"histogram-planes",
-     [](Stages& s) {
-         gatherHistogram(*s.histogram, viewOfPlanes(s.split.image), true,
-                         AutoCorrectionMode::ColorSearch);
-     }},
-    {"histogram-pixels",
-     [](Stages& s) {
-         gatherHistogram(*s.histogram, viewOfPixels(viewOf(s.inputWorld), 0), true,
-                         AutoCorrectionMode::ColorSearch);
-     }},
+    {"histogram",
+     [](Stages& s) { measureFrame(s.pixels, kMode, {.histogram = s.histogram.get()}); }},
     {"tones",
      [](Stages& s) {
-         ToneSearchContext context(s.split.image);
+         ToneSearchContext context({s.pixels, {}});
          findToneColors(context);
          benchmark::DoNotOptimize(context);
      }},
-    {"midtone",
-     [](Stages& s) { benchmark::DoNotOptimize(findNeutralMidtone(s.split.image, {}, &s.spares)); }},
-    {"apply", [](Stages& s) { applyLevels(s.split.image, *s.levels); }},
-    {"merge", [](Stages& s) { s.split.store->MergePlanes(&s.outputWorld); }},
-    {"blend",
+    {"histogram-tones",
      [](Stages& s) {
-         const InterleavedFrame original = viewOf(s.inputWorld);
-         const InterleavedFrame output = viewOf(s.outputWorld);
-         blendWithOriginal(output, &original, 0x8000, 0, &output);
+         ToneSearchContext context({s.pixels, {}});
+         measureFrame(s.pixels, kMode, {.histogram = s.histogram.get(), .tones = &context});
+         benchmark::DoNotOptimize(context);
      }},
+    {"key",
+     [](Stages& s) {
+         KeyHash hash(s.secret.get(), s.pixels, kMode);
+         measureFrame(s.pixels, kMode, {.key = &hash});
+         benchmark::DoNotOptimize(hash.key());
+     }},
+    {"midtone", [](Stages& s) { benchmark::DoNotOptimize(findNeutralMidtone(s.pixels, {})); }},
+    {"correct", [](Stages& s) { s.correct(0); }},
+    {"correct-blend", [](Stages& s) { s.correct(0x8000); }},
 };
 
 [[maybe_unused]] const bool kRegistered = [] {

@@ -83,7 +83,8 @@ LevelsRecord findLevels(const ChannelHistogram& histogram, const PlanarImage& im
     const auto mode = static_cast<AutoCorrectionMode>(
         input.number(static_cast<std::int32_t>(AutoCorrectionMode::ColorSearch)));
     LevelsRecord levels;
-    computeAutoLevels(mode, levels, histogram, input.byte() % 8, image, nullptr);
+    ToneSearchContext context(analyzedPlanes(image));
+    computeAutoLevels(mode, levels, histogram, input.byte() % 8, context);
     for (const LevelsEntry& entry : levels.entries) {
         check(std::max({entry.inputBlack, entry.inputWhite, entry.outputBlack,
                         entry.outputWhite}) <= kMaxLevel,

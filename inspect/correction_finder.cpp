@@ -2,9 +2,10 @@
 
 #include "host/parameters.h"
 #include "inspect/scene_change.h"
-#include "module/effect/render_driver.h"
+#include "module/analysis/automatic_correction.h"
+#include "module/render/frame_correction.h"
 #include "module/services/world_view.h"
-#include "module/temporal/neighbour_frames.h"
+#include "module/temporal/smoothed_levels.h"
 #include "module/temporal/smoothing_base.h"
 #include "module/temporal/smoothing_tintwell.h"
 
@@ -21,6 +22,10 @@ namespace {
 constexpr AutoCorrectionMode kMode = AutoCorrectionMode::ColorSearch;
 constexpr std::int32_t kQualityDraft = 0;
 constexpr std::int32_t kArgb = 0; ///< the order of the channels
+
+PixelView pixelsOf(const host::FrameBuffer& pixels) {
+    return viewOfPixels(viewOf(pixels.inputWorld()), kArgb);
+}
 
 void require(ErrorCode code, std::int64_t frame) {
     if (code != error::kNone) {
@@ -72,11 +77,8 @@ private:
 
 std::array<ClipPoints, 3> clipPointsOf(const ChannelHistogram& histogram,
                                        const AnalysisControls& controls) {
-    PlanarImage clips;
-    clips.blackClip = controls.blackClip;
-    clips.whiteClip = controls.whiteClip;
     const auto& counts = histogram.channels;
-    return findClipPoints({&counts[1], &counts[2], &counts[3]}, optionsFor(clips));
+    return findClipPoints({&counts[1], &counts[2], &counts[3]}, optionsFor(controls));
 }
 
 } // namespace
@@ -135,13 +137,9 @@ bool CorrectionFinder::add(std::int64_t frame, double seconds, const host::Frame
     findings.frame = frame;
     findings.seconds = seconds;
     findings.controls = controlsAt(frame);
-    FrameAnalysis analysis;
-    require(analyzeWorld(recordFor(frame, true), pixels.inputWorld(), findings.controls.analysis,
-                         kMode, {}, analysis),
-            frame);
     auto entry = std::make_unique<FrameCacheEntry>();
-    entry->levels = std::move(analysis.levels);
-    entry->histogram = std::move(analysis.fingerprint);
+    analyzeFrame(kMode, {pixelsOf(pixels), findings.controls.analysis}, entry->levels,
+                 entry->histogram);
     findings.histogram = *entry->histogram;
     findings.found = *entry->levels;
     findings.clipPoints = clipPointsOf(findings.histogram, findings.controls.analysis);
@@ -191,7 +189,7 @@ LevelsRecord CorrectionFinder::smooth(const FrameFindings& own, const ControlVal
                                       bool highQuality) {
     const InData record = recordFor(own.frame, highQuality);
     const ParameterList params(options_.controls, own.frame, EffectWorld{});
-    const RenderRequest request = {record, params.get(), nullptr, controls, kMode};
+    const SmoothingRequest request = {record, params.get(), controls, kMode};
     if (!isSmoothed(request)) {
         return own.found;
     }
@@ -210,19 +208,16 @@ void CorrectionFinder::forgetBefore(std::int64_t frame) {
 
 ChannelHistogram histogramOf(const host::FrameBuffer& pixels) {
     ChannelHistogram histogram;
-    gatherHistogram(histogram, viewOfPixels(viewOf(pixels.inputWorld()), kArgb),
-                    combinesColors(kMode), kMode);
+    gatherHistogram(histogram, pixelsOf(pixels), combinesColors(kMode), kMode);
     return histogram;
 }
 
 void correctPixels(const FrameFindings& findings, const host::FrameBuffer& input,
                    host::FrameBuffer& output) {
-    const InData record{};
-    ParamDef layer = host::layerRecord(input.inputWorld());
-    ParamDef* const params[] = {&layer};
     EffectWorld world = output.world();
-    const RenderRequest request = {record, params, &world, findings.controls, kMode};
-    require(correctFrame(request, findings.smoothed), findings.frame);
+    require(correctFrame(input.inputWorld(), &world,
+                         {findings.smoothed, findings.controls.blend, kArgb}),
+            findings.frame);
 }
 
 } // namespace tintwell::inspect

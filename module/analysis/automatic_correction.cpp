@@ -1,11 +1,9 @@
 #include "module/analysis/automatic_correction.h"
 
 #include "module/analysis/contrast_search.h"
-#include "module/analysis/level_image.h"
+#include "module/analysis/frame_measures.h"
 #include "module/analysis/levels_pairs.h"
 #include "module/analysis/tone_search.h"
-
-#include <optional>
 
 namespace tintwell {
 namespace {
@@ -26,42 +24,41 @@ void writeEntries(LevelsRecord& levels, const LevelsPairs& pairs, const Gammas& 
 
 } // namespace
 
-void analyzeFrame(AutoCorrectionMode mode, const PlanarImage& source, SpareMemory* spares,
+bool searchesTones(AutoCorrectionMode mode) {
+    return mode == AutoCorrectionMode::ColorSearch;
+}
+
+void analyzeFrame(AutoCorrectionMode mode, const AnalyzedFrame& frame,
                   std::unique_ptr<LevelsRecord>& levels,
                   std::unique_ptr<ChannelHistogram>& histogram) {
-    // The luminance is weighed from the samples themselves.
-    const bool needsSamples = mode == AutoCorrectionMode::MonochromaticContrast;
-    std::optional<LevelImage> converted;
-    if (source.bitDepth == 16 && !needsSamples && (!levels || !histogram)) {
-        converted.emplace(source, spares);
-    }
-    const PlanarImage& image = converted ? converted->image() : source;
+    ToneSearchContext context(frame);
     if (!histogram) {
         histogram = std::make_unique<ChannelHistogram>();
-        gatherHistogram(*histogram, viewOfPlanes(image), combinesColors(mode), mode);
+        const bool tonesToo = !levels && searchesTones(mode);
+        measureFrame(frame.pixels, mode, {histogram.get(), tonesToo ? &context : nullptr});
     }
     if (!levels) {
         levels = std::make_unique<LevelsRecord>();
-        computeAutoLevels(mode, *levels, *histogram, 0, image, spares);
+        computeAutoLevels(mode, *levels, *histogram, 0, context);
     }
 }
 
 void computeAutoLevels(AutoCorrectionMode mode, LevelsRecord& levels,
                        const ChannelHistogram& histogram, std::size_t entryIndex,
-                       const PlanarImage& image, SpareMemory* spares) {
+                       ToneSearchContext& context) {
     LevelsPairs pairs;
     Gammas gammas = kNeutralGammas;
     switch (mode) {
     case AutoCorrectionMode::ColorSearch:
-        findToneLevels(pairs, gammas, histogram, image, spares);
+        findToneLevels(pairs, gammas, histogram, context);
         writeEntries(levels, pairs, gammas);
         break;
     case AutoCorrectionMode::MonochromaticContrast:
-        findMonochromaticContrast(pairs, histogram, image);
+        findMonochromaticContrast(pairs, histogram, context.frame.controls);
         writeEnds(levels.entries.at(entryIndex), pairs.black[0], pairs.white[0]);
         break;
     case AutoCorrectionMode::PerChannelContrast:
-        findPerChannelContrast(pairs, histogram, image);
+        findPerChannelContrast(pairs, histogram, context.frame.controls);
         writeEntries(levels, pairs, gammas);
         break;
     }

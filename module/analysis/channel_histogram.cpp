@@ -39,49 +39,6 @@ void countLuminance(LevelCounts& counts, const PixelView& pixels) {
     }
 }
 
-void countLuminance(LevelCounts& counts, const PixelView& pixels) {
-    if (pixels.bitDepth == 8) {
-        countLuminance<std::uint8_t>(counts, pixels);
-    } else {
-        countLuminance<std::uint16_t>(counts, pixels);
-    }
-}
-
-/// Planes of levels, one after the other: each is one stream from memory and needs one counter's
-/// pairs at hand.
-void countPlanes(ChannelHistogram& histogram, const PixelView& pixels) {
-    LevelCounter counter;
-    for (std::size_t channel = 0; channel < pixels.channels.size(); ++channel) {
-        for (std::int32_t y = 0; y < pixels.rows; ++y) {
-            counter.add(reinterpret_cast<const std::uint8_t*>(pixels.row(channel, y)),
-                        pixels.rowPixels);
-        }
-        histogram.channels[channel + 1] = counter.take();
-    }
-}
-
-void countRows(ChannelHistogram& histogram, const PixelView& pixels) {
-    LevelRows levels(pixels);
-    std::array<LevelCounter, 3> counters;
-    for (std::int32_t y = 0; y < levels.rows(); ++y) {
-        const auto rows = levels.channels(y);
-        for (std::size_t channel = 0; channel < counters.size(); ++channel) {
-            counters[channel].add(rows[channel], levels.rowPixels());
-        }
-    }
-    for (std::size_t channel = 0; channel < counters.size(); ++channel) {
-        histogram.channels[channel + 1] = counters[channel].take();
-    }
-}
-
-void countColors(ChannelHistogram& histogram, const PixelView& pixels) {
-    if (pixels.bitDepth == 8 && !pixels.isInterleaved()) {
-        countPlanes(histogram, pixels);
-    } else {
-        countRows(histogram, pixels);
-    }
-}
-
 void addColorsToCombined(ChannelHistogram& histogram) {
     for (std::size_t c = 1; c < histogram.channels.size(); ++c) {
         for (std::size_t bin = 0; bin < histogram.channels[0].size(); ++bin) {
@@ -92,19 +49,43 @@ void addColorsToCombined(ChannelHistogram& histogram) {
 
 } // namespace
 
-void gatherHistogram(ChannelHistogram& histogram, const PixelView& pixels, bool combine,
-                     AutoCorrectionMode mode) {
+void ColorCounter::add(const kernels::ColorRow& row, std::size_t count) {
+    counters_[0].add(row.red, count);
+    counters_[1].add(row.green, count);
+    counters_[2].add(row.blue, count);
+}
+
+void ColorCounter::writeTo(ChannelHistogram& histogram, bool combine) const {
     histogram = ChannelHistogram{};
-    if (pixels.bitDepth != 8 && pixels.bitDepth != 16) {
-        return;
+    for (std::size_t c = 0; c < counters_.size(); ++c) {
+        histogram.channels[c + 1] = counters_[c].counts();
     }
-    if (mode == AutoCorrectionMode::MonochromaticContrast) {
-        countLuminance(histogram.channels[0], pixels);
-        return;
-    }
-    countColors(histogram, pixels);
     if (combine) {
         addColorsToCombined(histogram);
+    }
+}
+
+bool countsColors(const PixelView& pixels, AutoCorrectionMode mode) {
+    return (pixels.bitDepth == 8 || pixels.bitDepth == 16) &&
+           mode != AutoCorrectionMode::MonochromaticContrast;
+}
+
+void gatherHistogram(ChannelHistogram& histogram, const PixelView& pixels, bool combine,
+                     AutoCorrectionMode mode) {
+    if (countsColors(pixels, mode)) {
+        LevelRows levels(pixels);
+        ColorCounter counter;
+        forEachBand(levels, [&](const kernels::ColorRow& band, std::size_t count) {
+            counter.add(band, count);
+        });
+        counter.writeTo(histogram, combine);
+        return;
+    }
+    histogram = ChannelHistogram{};
+    if (pixels.bitDepth == 8) {
+        countLuminance<std::uint8_t>(histogram.channels[0], pixels);
+    } else if (pixels.bitDepth == 16) {
+        countLuminance<std::uint16_t>(histogram.channels[0], pixels);
     }
 }
 

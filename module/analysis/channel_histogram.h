@@ -3,6 +3,7 @@
 #include "module/analysis/correction_mode.h"
 #include "module/analysis/level_counter.h"
 #include "module/frame/pixel_view.h"
+#include "module/kernels/kernels.h"
 
 #include <array>
 #include <cstdint>
@@ -28,5 +29,20 @@ void gatherHistogram(ChannelHistogram& histogram, const PixelView& pixels, bool 
 
 /// Whether a frame's histogram carries the sum of its colours in this mode.
 bool combinesColors(AutoCorrectionMode mode);
+
+/// Whether this frame's histogram in this mode is made of its colours' counts.
+bool countsColors(const PixelView& pixels, AutoCorrectionMode mode);
+
+/// Counts the colours of a frame row by row.
+class ColorCounter {
+public:
+    void add(const kernels::ColorRow& row, std::size_t count);
+
+    /// Writes the colour arrays, and with `combine` array 0 as their sum.
+    void writeTo(ChannelHistogram& histogram, bool combine) const;
+
+private:
+    std::array<LevelCounter, 3> counters_;
+};
 
 } // namespace tintwell

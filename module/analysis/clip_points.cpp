@@ -73,10 +73,10 @@ void clipByCount(const LevelCounts& counts, const AutoCorrectionOptions& options
 
 } // namespace
 
-AutoCorrectionOptions optionsFor(const PlanarImage& image) {
+AutoCorrectionOptions optionsFor(const AnalysisControls& controls) {
     AutoCorrectionOptions options = *defaultAutoCorrectionOptions();
-    options.blackClip = static_cast<std::uint32_t>(image.blackClip);
-    options.whiteClip = static_cast<std::uint32_t>(image.whiteClip);
+    options.blackClip = static_cast<std::uint32_t>(controls.blackClip);
+    options.whiteClip = static_cast<std::uint32_t>(controls.whiteClip);
     return options;
 }
 

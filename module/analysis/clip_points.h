@@ -2,6 +2,7 @@
 
 #include "module/analysis/channel_histogram.h"
 #include "module/analysis/correction_options.h"
+#include "module/frame/analysis_controls.h"
 
 #include <array>
 #include <cstdint>
@@ -19,8 +20,8 @@ struct ClipPoints {
 /// The histograms to clip; a channel may be absent.
 using ChannelCounts = std::array<const LevelCounts*, 3>;
 
-/// Options with the clips of the image in place of the defaults.
-AutoCorrectionOptions optionsFor(const PlanarImage& image);
+/// Options with the clips of the controls in place of the defaults.
+AutoCorrectionOptions optionsFor(const AnalysisControls& controls);
 
 /// Sets aside the options' shares of the darkest and brightest pixels of each channel. The entry of
 /// an absent channel is {0, 255}.

@@ -13,18 +13,18 @@ void writeInputs(LevelsPairs& pairs, std::size_t channel, const ClipPoints& poin
 } // namespace
 
 void findPerChannelContrast(LevelsPairs& pairs, const ChannelHistogram& histogram,
-                            const PlanarImage& image) {
+                            const AnalysisControls& controls) {
     const auto& counts = histogram.channels;
-    const auto points = findClipPoints({&counts[1], &counts[2], &counts[3]}, optionsFor(image));
+    const auto points = findClipPoints({&counts[1], &counts[2], &counts[3]}, optionsFor(controls));
     for (std::size_t c = 0; c < points.size(); ++c) {
         writeInputs(pairs, c + 1, points[c]);
     }
 }
 
 void findMonochromaticContrast(LevelsPairs& pairs, const ChannelHistogram& histogram,
-                               const PlanarImage& image) {
+                               const AnalysisControls& controls) {
     const ChannelCounts luminanceOnly = {&histogram.channels[0], nullptr, nullptr};
-    writeInputs(pairs, 0, findClipPoints(luminanceOnly, optionsFor(image))[0]);
+    writeInputs(pairs, 0, findClipPoints(luminanceOnly, optionsFor(controls))[0]);
 }
 
 } // namespace tintwell

@@ -12,21 +12,34 @@ namespace tintwell {
 using LevelCounts = std::array<std::uint32_t, 256>;
 
 /// Counts levels by pairs: one addition serves two neighbours, and neighbours are so alike that the
-/// few pairs a picture has stay in the nearest cache.
+/// few pairs a picture has stay in the nearest cache. For whole frames: its table takes 256 KiB.
 class LevelCounter {
 public:
     LevelCounter();
 
     void add(const std::uint8_t* levels, std::size_t count);
 
-    /// The counts so far; begins anew.
-    LevelCounts take();
+    /// The counts so far.
+    LevelCounts counts() const;
 
 private:
     static constexpr std::size_t kLevels = 256;
 
     std::vector<std::uint32_t> pairs_; ///< kLevels rows of kLevels
     LevelCounts singles_{};            ///< what was left over of odd runs
+};
+
+/// Counts levels one by one, for samples of a frame. Neighbours are counted in tables of their own,
+/// so that an addition need not wait for the one before.
+class SampleCounter {
+public:
+    void add(const std::uint8_t* levels, std::size_t count);
+
+    /// The counts so far.
+    LevelCounts counts() const;
+
+private:
+    std::array<LevelCounts, 8> tables_{};
 };
 
 } // namespace tintwell

@@ -1,46 +1,108 @@
 #include "module/analysis/level_rows.h"
 
+#include "module/kernels/prefetch.h"
+
 namespace tintwell {
 
-LevelRows::LevelRows(const PixelView& pixels)
-    : pixels_(pixels),
-      separated_(pixels.isInterleaved()
-                     ? pixels.rowPixels * static_cast<std::size_t>(pixels.pixelStep)
-                     : 0),
-      converted_(pixels.bitDepth == 16 ? pixels.rowPixels * 3 : 0) {}
+LevelRows::LevelRows(const PixelView& pixels) : pixels_(pixels) {}
 
-template <class Sample>
-LevelRows::Samples LevelRows::separate(std::int32_t y) {
-    Samples channels;
-    Sample* const rows = reinterpret_cast<Sample*>(separated_.data());
-    Sample* const planes[4] = {rows, rows + rowPixels(), rows + 2 * rowPixels(),
-                               rows + 3 * rowPixels()};
-    kernels::kernelsFor<Sample>().split(pixels_.data + y * pixels_.rowStep, rowPixels(), planes);
-    for (std::size_t c = 0; c < channels.size(); ++c) {
-        const auto position = static_cast<std::size_t>(pixels_.channels[c]) / sizeof(Sample);
-        channels[c] = reinterpret_cast<const std::byte*>(planes[position]);
+std::int32_t LevelRows::bandRows() const {
+    constexpr std::size_t kBandPixels = 2048;
+    if (!pixels_.isInterleaved()) {
+        return 1;
     }
-    return channels;
+    return static_cast<std::int32_t>(std::clamp<std::size_t>(
+        kBandPixels / std::max<std::size_t>(rowPixels(), 1), 1, kBandPixels));
 }
 
-std::array<const std::uint8_t*, 3> LevelRows::channels(std::int32_t y) {
-    const bool deep = pixels_.bitDepth == 16;
-    Samples samples = {pixels_.row(0, y), pixels_.row(1, y), pixels_.row(2, y)};
-    if (pixels_.isInterleaved()) {
-        samples = deep ? separate<std::uint16_t>(y) : separate<std::uint8_t>(y);
+/// A row of the band; the samples themselves where they are levels.
+const std::uint8_t* LevelRows::interleavedLevels(std::int32_t row) const {
+    if (pixels_.bitDepth == 16) {
+        return converted_.data() + static_cast<std::size_t>(row) * 4 * rowPixels();
     }
-    std::array<const std::uint8_t*, 3> levels;
-    for (std::size_t c = 0; c < levels.size(); ++c) {
-        if (deep) {
-            std::uint8_t* converted = converted_.data() + c * rowPixels();
+    return reinterpret_cast<const std::uint8_t*>(pixels_.data +
+                                                 (firstRow_ + row) * pixels_.rowStep);
+}
+
+void LevelRows::convertRow(std::int32_t row) {
+    const std::byte* samples = pixels_.data + (firstRow_ + row) * pixels_.rowStep;
+    kernels::kernelsFor<std::uint16_t>().levels(
+        reinterpret_cast<const std::uint16_t*>(samples), 4 * rowPixels(),
+        converted_.data() + static_cast<std::size_t>(row) * 4 * rowPixels());
+}
+
+kernels::ColorRow LevelRows::rowOfPlanes(std::int32_t y) {
+    std::array<const std::uint8_t*, 3> channels;
+    for (std::size_t c = 0; c < channels.size(); ++c) {
+        channels[c] = reinterpret_cast<const std::uint8_t*>(pixels_.row(c, y));
+        if (pixels_.bitDepth == 16) {
+            std::uint8_t* const levels = converted_.data() + c * rowPixels();
             kernels::kernelsFor<std::uint16_t>().levels(
-                reinterpret_cast<const std::uint16_t*>(samples[c]), rowPixels(), converted);
-            levels[c] = converted;
-        } else {
-            levels[c] = reinterpret_cast<const std::uint8_t*>(samples[c]);
+                reinterpret_cast<const std::uint16_t*>(pixels_.row(c, y)), rowPixels(), levels);
+            channels[c] = levels;
         }
     }
-    return levels;
+    return {channels[0], channels[1], channels[2]};
+}
+
+kernels::ColorRow LevelRows::band(std::int32_t y, std::int32_t count) {
+    firstRow_ = y;
+    rowCount_ = count;
+    const std::size_t bandPixels = static_cast<std::size_t>(count) * rowPixels();
+    if (pixels_.bitDepth == 16) {
+        converted_.resize(std::max(converted_.size(), 4 * bandPixels));
+    }
+    if (!pixels_.isInterleaved()) {
+        return band_ = rowOfPlanes(y);
+    }
+    separated_.resize(std::max(separated_.size(), 4 * bandPixels));
+    std::array<std::uint8_t*, 4> planes;
+    for (std::size_t k = 0; k < planes.size(); ++k) {
+        planes[k] = separated_.data() + k * bandPixels;
+    }
+    const auto planeOf = [&](std::size_t channel) {
+        return planes[static_cast<std::size_t>(pixels_.channels[channel] /
+                                               sampleBytes(pixels_.bitDepth))];
+    };
+    band_ = {planeOf(0), planeOf(1), planeOf(2)};
+    for (std::int32_t row = 0; row < count; ++row) {
+        if (pixels_.bitDepth == 16) {
+            convertRow(row);
+        }
+        kernels::kernelsFor<std::uint8_t>().split(
+            reinterpret_cast<const std::byte*>(interleavedLevels(row)), rowPixels(), planes.data());
+        for (std::uint8_t*& plane : planes) {
+            plane += rowPixels();
+        }
+    }
+    return band_;
+}
+
+CountedPixels LevelRows::countedPixels() {
+    const std::size_t rowBytes = 4 * rowPixels();
+    counted_.resize(std::max(counted_.size(), static_cast<std::size_t>(rowCount_) * rowBytes));
+    if (!pixels_.isInterleaved()) {
+        const std::vector<std::uint8_t> ones(rowPixels(), 1);
+        const std::uint8_t* const planes[4] = {ones.data(), band_.red, band_.green, band_.blue};
+        kernels::kernelsFor<std::uint8_t>().merge(planes, rowPixels(),
+                                                  reinterpret_cast<std::byte*>(counted_.data()));
+        return {counted_.data(), true};
+    }
+    const bool isAlphaFirst = pixels_.channels[0] < pixels_.channels[2];
+    for (std::int32_t row = 0; row < rowCount_; ++row) {
+        kernels::levelKernels().makeCounted(
+            interleavedLevels(row), isAlphaFirst ? 0 : 3, rowPixels(),
+            counted_.data() + static_cast<std::size_t>(row) * rowBytes);
+    }
+    return {counted_.data(), isAlphaFirst};
+}
+
+void LevelRows::prefetch(std::int32_t y) const {
+    const std::int32_t end = std::min(rows(), y + bandRows());
+    for (; y < end && pixels_.isInterleaved(); ++y) {
+        kernels::prefetchPages(pixels_.data + y * pixels_.rowStep,
+                               rowPixels() * static_cast<std::size_t>(pixels_.pixelStep));
+    }
 }
 
 } // namespace tintwell

@@ -8,6 +8,7 @@
 #include "module/analysis/neutral_midtones.h"
 
 #include "module/analysis/level_rows.h"
+#include "module/analysis/top_sums.h"
 #include "module/apply/levels_tables.h"
 #include "module/numeric/real_functions.h"
 #include "module/numeric/rounding.h"
@@ -43,9 +44,10 @@ public:
 
     void find(std::int32_t y, std::uint8_t* neutralities) {
         const std::size_t pixels = levels_.rowPixels();
-        const auto rows = levels_.channels(y);
+        const kernels::ColorRow row = levels_.row(y);
+        const std::array<const std::uint8_t*, 3> channels = {row.red, row.green, row.blue};
         for (std::size_t c = 0; c < maps_.size(); ++c) {
-            kernels::kernelsFor<std::uint8_t>().lookUp(rows[c], pixels, maps_[c].data(),
+            kernels::kernelsFor<std::uint8_t>().lookUp(channels[c], pixels, maps_[c].data(),
                                                        mapped_[c].data());
         }
         kernels::levelKernels().neutralities(
@@ -60,56 +62,56 @@ private:
 
 /// The indices of all pixels but the first of each row and the first row: for each the least of
 /// itself, its left neighbour and the two above them.
-class NeutralPixels {
+class NeutralIndices {
 public:
-    NeutralPixels(LevelRows& levels, const LevelsPairs& pairs, SpareMemory* spares)
-        : levels_(levels), rowIndices_(std::max<std::size_t>(levels.rowPixels(), 1) - 1),
-          indices_(makeFrameMemory(rowIndices_ * rowsOfIndices(), spares)) {
-        NeutralityRows neutralities(levels, pairs);
-        std::vector<std::uint8_t> above(levels.rowPixels());
-        std::vector<std::uint8_t> own(levels.rowPixels());
-        for (std::int32_t y = 0; y < levels.rows(); ++y) {
-            neutralities.find(y, own.data());
-            if (y > 0) {
-                kernels::levelKernels().leastOfSquares(above.data(), own.data(), rowIndices_,
-                                                       row(y));
+    NeutralIndices(const PixelView& pixels, const LevelsPairs& pairs)
+        : levels_(pixels), neutralities_(levels_, pairs), above_(levels_.rowPixels()),
+          own_(levels_.rowPixels()), indices_(std::max<std::size_t>(levels_.rowPixels(), 1) - 1) {}
+
+    /// Calls visit(indices, count) for every `step`th row.
+    template <class Visit>
+    void forEachRow(std::int32_t step, Visit visit) {
+        for (std::int32_t y = 1; y < levels_.rows(); y += std::min(step, levels_.rows() - y)) {
+            if (y == 1 || step > 1) {
+                neutralities_.find(y - 1, above_.data());
             }
-            std::swap(own, above);
+            neutralities_.find(y, own_.data());
+            kernels::levelKernels().leastOfSquares(above_.data(), own_.data(), indices_.size(),
+                                                   indices_.data());
+            visit(indices_.data(), indices_.size());
+            std::swap(own_, above_);
         }
     }
 
-    std::size_t size() const { return rowIndices_ * rowsOfIndices(); }
+    /// The pixels of the indices that were visited last.
+    CountedPixels pixels() { return levels_.countedPixels().from(1); }
 
-    LevelCounts count() const {
-        LevelCounter counter;
-        counter.add(indices(), size());
-        return counter.take();
-    }
-
-    std::optional<Rgb> meanOf(const TopBand& band) {
-        TopSums top(band.lowest);
-        for (std::int32_t y = 1; y < levels_.rows(); ++y) {
-            const kernels::ColorRow levels = levels_.row(y);
-            top.add(row(y), {levels.red + 1, levels.green + 1, levels.blue + 1}, rowIndices_);
-        }
-        return top.mean(band);
+    std::size_t size() const {
+        return indices_.size() * static_cast<std::size_t>(std::max(levels_.rows(), 1) - 1);
     }
 
 private:
-    std::size_t rowsOfIndices() const {
-        return static_cast<std::size_t>(std::max(levels_.rows(), 1) - 1);
-    }
-
-    std::uint8_t* indices() const { return reinterpret_cast<std::uint8_t*>(indices_.get()); }
-
-    std::uint8_t* row(std::int32_t y) const {
-        return indices() + static_cast<std::size_t>(y - 1) * rowIndices_;
-    }
-
-    LevelRows& levels_;
-    std::size_t rowIndices_;
-    FrameMemory indices_;
+    LevelRows levels_;
+    NeutralityRows neutralities_;
+    std::vector<std::uint8_t> above_;
+    std::vector<std::uint8_t> own_;
+    std::vector<std::uint8_t> indices_; ///< of a row
 };
+
+/// What the band needs of the table of neutral pixels, as far as a sample of the rows tells.
+TableTop expectedTop(NeutralIndices& indices) {
+    constexpr std::int32_t kSampleStep = 32;
+    SampleCounter sample;
+    indices.forEachRow(kSampleStep,
+                       [&](const std::uint8_t* row, std::size_t count) { sample.add(row, count); });
+    return {kMidtoneBand.largestShare, kMidtoneBand.lowestIndex, sample.counts()};
+}
+
+void gather(NeutralIndices& indices, TableTop& top) {
+    indices.forEachRow(1, [&](const std::uint8_t* row, std::size_t count) {
+        top.add(row, indices.pixels(), count);
+    });
+}
 
 /// log2 of how often `offset` goes into `range`: the exponent of the gamma that moves `offset` to
 /// the middle of `range`.
@@ -132,19 +134,21 @@ double gammaRatio(const LevelsPair& black, const LevelsPair& white, std::uint8_t
 
 } // namespace
 
-std::optional<Rgb> findNeutralMidtone(const PlanarImage& image, const LevelsPairs& pairs,
-                                      SpareMemory* spares) {
-    LevelRows levels(viewOfPlanes(image));
-    NeutralPixels pixels(levels, pairs, spares);
-    const std::optional<TopBand> band =
-        findTopBand(pixels.count(), weightOf(pixels.size()), kMidtoneBand);
-    return band ? pixels.meanOf(*band) : std::nullopt;
+std::optional<Rgb> findNeutralMidtone(const PixelView& pixels, const LevelsPairs& pairs) {
+    NeutralIndices indices(pixels, pairs);
+    TableTop top = expectedTop(indices);
+    gather(indices, top);
+    if (!top.suffices(indices.size())) {
+        top = TableTop(kMidtoneBand.largestShare, kMidtoneBand.lowestIndex);
+        gather(indices, top);
+    }
+    return top.color(indices.size(), kMidtoneBand);
 }
 
-bool snapMidtoneGammas(Gammas& gammas, const LevelsPairs& pairs, const PlanarImage& image,
-                       const RgbBytes& midtoneColor, SpareMemory* spares) {
+bool snapMidtoneGammas(Gammas& gammas, const LevelsPairs& pairs, const PixelView& pixels,
+                       const RgbBytes& midtoneColor) {
     gammas = kNeutralGammas;
-    const std::optional<Rgb> midtone = findNeutralMidtone(image, pairs, spares);
+    const std::optional<Rgb> midtone = findNeutralMidtone(pixels, pairs);
     if (!midtone) {
         return false;
     }

@@ -1,83 +1,83 @@
 #pragma once
 
-#include "module/analysis/level_counter.h"
-#include "module/frame/planar_image.h"
-#include "module/kernels/kernels.h"
+#include "module/analysis/analyzed_frame.h"
+#include "module/analysis/level_rows.h"
+#include "module/analysis/top_sums.h"
 
-#include <array>
-#include <optional>
+#include <vector>
 
 namespace tintwell {
 
-/// Red, green and blue on the scale of levels, 0..255.
-using Rgb = std::array<double, 3>;
-
 /// What the search of one frame knows of its dark and its light colour.
 struct ToneSearchContext {
-    explicit ToneSearchContext(const PlanarImage& source) : image(source) {}
+    explicit ToneSearchContext(const AnalyzedFrame& analyzed) : frame(analyzed) {}
 
     bool searched = false; ///< a searched context is not searched again
     bool hasDarkColor = false;
     Rgb darkColor = {0.0, 0.0, 0.0};
     bool hasLightColor = false;
     Rgb lightColor = {255.0, 255.0, 255.0};
-    const PlanarImage& image; ///< must outlive the context
+    AnalyzedFrame frame;
 };
 
-/// Looks for the colours of the darkest and of the lightest parts of the image. Leaves a flag clear
-/// where the image has no such part.
+/// Looks for the colours of the darkest and of the lightest parts of the frame. Leaves a flag clear
+/// where the frame has no such part.
 void findToneColors(ToneSearchContext& context);
 
-/// Which part of a table of indices 0..255 makes a colour, as shares of the table's weight. Its
-/// high end is what is sought.
-struct ToneBand {
-    double largestShare;  ///< how much the band may hold
-    double smallestShare; ///< a band that holds less is rejected
-    int lowestIndex;      ///< the band ends here at the latest
-};
-
-/// Where a band lies in a table: from `lowest` up, with full share from `edge` up.
-struct TopBand {
-    int lowest;
-    int edge;
-};
-
-/// What that many pixels weigh in a table: 255 each.
-double weightOf(std::size_t pixels);
-
-/// The band of a table of the given weight. None where its top is too thin. Only the counts of the
-/// band itself and of the entry below it are looked at.
-std::optional<TopBand> findTopBand(const LevelCounts& counts, double total, const ToneBand& band);
-
-/// The levels of the pixels at the top of a table, summed up row by row.
-class TopSums {
+/// One of the two tables. What is asked of its low end is where a small budget runs out, of its
+/// high end a band of a few per cent; most pixels are in neither and need no more than comparing.
+class ToneTable {
 public:
-    /// Pixels whose index is below `lowest` are passed over.
-    explicit TopSums(int lowest) : lowest_(static_cast<std::uint8_t>(lowest)) {}
+    /// Both ends reach over the whole table.
+    ToneTable();
+    /// Ends that hold enough if the whole frame is about like this sample of it.
+    explicit ToneTable(const LevelCounts& sample);
 
-    void add(const std::uint8_t* indices, const kernels::ColorRow& row, std::size_t count);
+    void add(const std::uint8_t* indices, const CountedPixels& row, std::size_t count);
 
-    /// Pixels per index; 0 below the lowest.
-    LevelCounts counts();
+    /// Whether the ends hold all that is asked of them, once `pixels` have been added.
+    bool suffices(std::size_t pixels);
 
-    /// The mean colour of a band at or above the lowest; the share of an index rises linearly from
-    /// the band's lower end to its edge. None of an empty band.
-    std::optional<Rgb> mean(const TopBand& band);
+    /// Where the budget of the extremes runs out.
+    int extreme(std::size_t pixels) const;
+
+    std::optional<Rgb> color(std::size_t pixels, int lowestIndex);
 
 private:
-    struct Sums {
-        std::uint64_t red = 0;
-        std::uint64_t green = 0;
-        std::uint64_t blue = 0;
-        std::uint64_t count = 0;
+    std::uint8_t highestLow_;
+    LevelCounts low_{};
+    TableTop top_;
+};
+
+/// The same search for those who walk over the rows for other reasons too: made with a look at some
+/// of the rows, it is handed all of them once and then finishes.
+class ToneSearch {
+public:
+    explicit ToneSearch(const PixelView& pixels);
+
+    /// A band of rows, at most LevelRows::bandRows() of them, and the same as pixels.
+    void add(const kernels::ColorRow& band, const CountedPixels& pixels, std::size_t count);
+
+    /// The same with all pixels of the frame.
+    void addAll();
+
+    /// Marks the context as searched.
+    void finish(ToneSearchContext& context);
+
+private:
+    struct Tables {
+        ToneTable dark;
+        ToneTable light;
     };
 
-    void settle();
+    void findIndices(const kernels::ColorRow& band, std::size_t count);
+    Tables expectedTables();
 
-    std::uint8_t lowest_;
-    std::array<kernels::ToneSums, 256> recent_{}; ///< not yet in sums_
-    std::size_t recentPixels_ = 0;                ///< looked at since
-    std::array<Sums, 256> sums_{};
+    LevelRows levels_;
+    std::size_t pixels_;                  ///< of the frame
+    std::vector<std::uint8_t> darkness_;  ///< of a band: 255 less the largest level
+    std::vector<std::uint8_t> lightness_; ///< of a band: the smallest level
+    Tables tables_;
 };
 
 } // namespace tintwell

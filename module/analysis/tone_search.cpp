@@ -3,7 +3,6 @@
 #include "module/analysis/clip_points.h"
 #include "module/analysis/levels_lines.h"
 #include "module/analysis/neutral_midtones.h"
-#include "module/analysis/tone_colors.h"
 
 #include <algorithm>
 
@@ -36,9 +35,10 @@ bool hasEnoughRange(const std::array<ClipPoints, 3>& points) {
 } // namespace
 
 void findToneLevels(LevelsPairs& pairs, Gammas& gammas, const ChannelHistogram& histogram,
-                    const PlanarImage& image, SpareMemory* spares) {
-    AutoCorrectionOptions options = optionsFor(image);
-    options.snapNeutralMidtones = image.snapNeutralMidtones != 0 ? 1 : 0;
+                    ToneSearchContext& context) {
+    const AnalysisControls& controls = context.frame.controls;
+    AutoCorrectionOptions options = optionsFor(controls);
+    options.snapNeutralMidtones = controls.snapNeutralMidtones != 0 ? 1 : 0;
     options.algorithm = kColorSearchAlgorithm;
     pairs = neutralPairs(options);
     gammas = kNeutralGammas;
@@ -48,12 +48,11 @@ void findToneLevels(LevelsPairs& pairs, Gammas& gammas, const ChannelHistogram& 
     if (!hasEnoughRange(clipPoints)) {
         return;
     }
-    ToneSearchContext context(image);
     findToneColors(context);
     const OutputTargets targets = {toRgb(options.shadowColor), toRgb(options.highlightColor)};
     solveLevelsLines(pairs, context, clipPoints, targets, kMinimumInputSpan);
     if (options.snapNeutralMidtones != 0) {
-        snapMidtoneGammas(gammas, pairs, image, options.midtoneColor, spares);
+        snapMidtoneGammas(gammas, pairs, context.frame.pixels, options.midtoneColor);
     }
 }
 

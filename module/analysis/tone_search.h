@@ -1,16 +1,16 @@
 #pragma once
 
-// The colour search: levels from an image's shadows, midtones and highlights.
+// The colour search: levels from a frame's shadows, midtones and highlights.
 
 #include "module/analysis/channel_histogram.h"
 #include "module/analysis/levels_pairs.h"
-#include "module/frame/frame_memory.h"
+#include "module/analysis/tone_colors.h"
 
 namespace tintwell {
 
-/// Writes pairs and gammas of all channels with the image's clips and snap flag. An image of too
-/// little range gets neutral ones.
+/// Writes pairs and gammas of all channels with the clips and the snap flag of the context's frame.
+/// A frame of too little range gets neutral ones. The context may have been searched before.
 void findToneLevels(LevelsPairs& pairs, Gammas& gammas, const ChannelHistogram& histogram,
-                    const PlanarImage& image, SpareMemory* spares);
+                    ToneSearchContext& context);
 
 } // namespace tintwell

@@ -1,6 +1,5 @@
 #include "module/apply/levels_application.h"
 
-#include "module/apply/levels_tables.h"
 #include "module/kernels/kernels.h"
 
 namespace tintwell {
@@ -27,18 +26,20 @@ void lookUpPlanes(const PlanarImage& image, const std::array<LevelsTable, 4>& ta
 
 } // namespace
 
-void applyLevels(const PlanarImage& image, const LevelsRecord& levels) {
-    const bool deep = image.bitDepth == 16;
-    if (!deep && image.bitDepth != 8) {
+LevelsApplication::LevelsApplication(const LevelsRecord& levels, int bitDepth)
+    : bitDepth_(bitDepth), tables_{LevelsTable(bitDepth == 16), LevelsTable(bitDepth == 16),
+                                   LevelsTable(bitDepth == 16), LevelsTable(bitDepth == 16)} {
+    buildChannelTables(levels, tables_);
+}
+
+void LevelsApplication::applyTo(const PlanarImage& image) const {
+    if (image.bitDepth != bitDepth_) {
         return;
     }
-    std::array<LevelsTable, 4> tables = {LevelsTable(deep), LevelsTable(deep), LevelsTable(deep),
-                                         LevelsTable(deep)};
-    buildChannelTables(levels, tables);
-    if (deep) {
-        lookUpPlanes<std::uint16_t>(image, tables);
-    } else {
-        lookUpPlanes<std::uint8_t>(image, tables);
+    if (bitDepth_ == 16) {
+        lookUpPlanes<std::uint16_t>(image, tables_);
+    } else if (bitDepth_ == 8) {
+        lookUpPlanes<std::uint8_t>(image, tables_);
     }
 }
 

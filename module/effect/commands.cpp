@@ -103,13 +103,12 @@ ErrorCode setUpParams(const Call& call) {
 }
 
 ErrorCode render(const Call& call) {
-    if (call.inData == nullptr || call.params == nullptr || call.params[0] == nullptr ||
-        call.output == nullptr) {
+    if (call.inData == nullptr || call.params == nullptr || call.params[0] == nullptr) {
         return error::kMissingRecord;
     }
-    RenderRequest request = {*call.inData, call.params, call.output, {}};
+    SmoothingRequest request = {*call.inData, call.params, {}};
     const ErrorCode read = readControls(call.params, request.controls);
-    return read != error::kNone ? read : renderFrame(request);
+    return read != error::kNone ? read : renderFrame(request, call.output);
 }
 
 ErrorCode foundNothingIsFine(ErrorCode code) {

@@ -1,153 +1,94 @@
 #include "module/effect/render_driver.h"
 
 #include "module/analysis/automatic_correction.h"
-#include "module/apply/blend.h"
-#include "module/apply/levels_application.h"
-#include "module/services/frame_time.h"
+#include "module/render/frame_correction.h"
+#include "module/services/parameter_checkout.h"
 #include "module/services/world_view.h"
-#include "module/temporal/frame_cache.h"
-#include "module/temporal/neighbour_frames.h"
-#include "module/temporal/smoothing_tintwell.h"
-#include "module/temporal/split_frame.h"
-
-#include <memory>
 
 namespace tintwell {
 namespace {
 
-const EffectWorld& inputOf(const RenderRequest& request) {
+const EffectWorld& inputOf(const SmoothingRequest& request) {
     return request.params[static_cast<std::size_t>(Param::InputLayer)]->layer;
 }
 
-FrameCacheEntry* cachedEntry(const RenderRequest& request) {
-    return frameCacheOf(request.inData)
-        ->find(frameAt(request.inData.currentTime, request.inData.timeStep));
+Measuring measuringOf(const SmoothingRequest& request) {
+    return {request.mode, frameCacheOf(request.inData)->secret()};
 }
 
 /// The fingerprint of what the host hands out for the current time; counted when the frame was a
 /// neighbour, as a rule.
-ErrorCode readCurrentFingerprint(const RenderRequest& request, KeyedFingerprint& fingerprint) {
-    const FrameCacheEntry* cached = cachedEntry(request);
-    if (cached != nullptr && cached->source.key != AnalysisKey{}) {
-        fingerprint = {cached->source.key, *cached->histogram};
+ErrorCode readCurrentFingerprint(const SmoothingRequest& request, KeyedFingerprint& current) {
+    const FrameCacheEntry* cached = currentCacheEntry(request.inData);
+    const bool expected = cached != nullptr && cached->source.key.isKnown();
+    if (expected) {
+        current = {cached->source.key, *cached->histogram};
     }
-    return readFingerprint(request.inData, request.inData.currentTime, request.mode, fingerprint);
+    return readParameter(request.inData, static_cast<std::int32_t>(Param::InputLayer),
+                         request.inData.currentTime, [&](const ParamDef& param) {
+                             if (lacksPixels(param.layer)) {
+                                 return error::kMissingRecord;
+                             }
+                             measureFingerprint(pixelsOf(request.inData, param.layer),
+                                                measuringOf(request), expected, current);
+                             return error::kNone;
+                         });
 }
 
-/// Finds the current frame's own levels, or takes those that were found of the same before. The
-/// input need not be what the host hands out for the current time.
-FrameAnalysis analyzeCurrent(const RenderRequest& request, const SplitFrame& frame,
-                             const KeyedFingerprint& fingerprint) {
+/// Finds the current frame's own levels from the fingerprint, or takes those that were found of the
+/// same before. The input need not be what the host hands out for the current time.
+FrameAnalysis analyzeCurrent(const SmoothingRequest& request, const AnalyzedFrame& frame,
+                             const KeyedFingerprint& current) {
     FrameAnalysis analysis;
-    analysis.fingerprint = std::make_unique<ChannelHistogram>(fingerprint.histogram);
-    const AnalysisKey key(viewOf(inputOf(request)), channelOrderOf(request.inData), request.mode);
-    if (key == fingerprint.key) {
-        analysis.source = {key, request.controls.analysis};
-        const FrameCacheEntry* cached = cachedEntry(request);
+    analysis.fingerprint = std::make_unique<ChannelHistogram>(current.histogram);
+    const AnalysisKey key = keyOf(frame.pixels, measuringOf(request));
+    if (isSameFrame(key, current.key)) {
+        analysis.source = {key, frame.controls};
+        const FrameCacheEntry* cached = currentCacheEntry(request.inData);
         if (cached != nullptr && cached->source == analysis.source) {
             analysis.levels = std::make_unique<LevelsRecord>(*cached->levels);
         }
     }
-    analyzeFrame(request.mode, frame.image, spareMemoryOf(request.inData), analysis.levels,
-                 analysis.fingerprint);
+    analyzeFrame(request.mode, frame, analysis.levels, analysis.fingerprint);
     return analysis;
 }
 
-/// The entry of the current frame, holding what was found of it by itself.
-Held<FrameCacheEntry> currentEntry(const RenderRequest& request, FrameAnalysis& analysis) {
-    FrameCacheEntry* cached = cachedEntry(request);
-    Held<FrameCacheEntry> entry =
-        cached != nullptr ? Held<FrameCacheEntry>::lent(cached)
-                          : Held<FrameCacheEntry>::owned(std::make_unique<FrameCacheEntry>());
-    if (!entry->levels) {
-        entry->levels = std::make_unique<LevelsRecord>();
-    }
-    entry->histogram = std::move(analysis.fingerprint);
-    copySmoothedEntries(*analysis.levels, *entry->levels);
-    entry->source = analysis.source;
-    entry->isStale = false;
-    return entry;
-}
-
 /// The levels this frame is to be corrected with: its own, smoothed over its neighbours if asked.
-ErrorCode findLevels(const RenderRequest& request, const SplitFrame& frame,
-                     const KeyedFingerprint& fingerprint, FrameAnalysis& analysis) {
+ErrorCode findLevels(const SmoothingRequest& request, const KeyedFingerprint& current,
+                     FrameAnalysis& analysis) {
+    const AnalyzedFrame frame = {pixelsOf(request.inData, inputOf(request)),
+                                 request.controls.analysis};
     if (!isSmoothed(request)) {
-        analyzeFrame(request.mode, frame.image, spareMemoryOf(request.inData), analysis.levels,
-                     analysis.fingerprint);
+        analyzeFrame(request.mode, frame, analysis.levels, analysis.fingerprint);
         return error::kNone;
     }
-    analysis = analyzeCurrent(request, frame, fingerprint);
+    analysis = analyzeCurrent(request, frame, current);
     return smoothLevels(request, analysis);
-}
-
-ErrorCode splitInput(const RenderRequest& request, SplitFrame& frame) {
-    return splitFrame(request.inData, inputOf(request), request.controls.analysis,
-                      spareMemoryOf(request.inData), frame);
-}
-
-ErrorCode writeOutput(const RenderRequest& request, const SplitFrame& frame,
-                      const LevelsRecord& levels) {
-    applyLevels(frame.image, levels);
-    const ErrorCode merged = frame.store->MergePlanes(request.output);
-    if (merged != error::kNone || request.controls.blend == 0) {
-        return merged;
-    }
-    const InterleavedFrame output = viewOf(*request.output);
-    const InterleavedFrame original = viewOf(inputOf(request));
-    return blendWithOriginal(output, &original, request.controls.blend,
-                             channelOrderOf(request.inData), &output);
 }
 
 } // namespace
 
-bool isSmoothed(const RenderRequest& request) {
-    return request.controls.smoothingSeconds != 0.0 && request.inData.quality == kQualityHigh;
-}
-
-ErrorCode smoothLevels(const RenderRequest& request, FrameAnalysis& analysis) {
-    CTemporalSmoothingTintwell smoothing;
-    smoothing.Init(&request.inData, request.params, request.controls.smoothingSeconds,
-                   request.controls.sceneDetect, frameCacheOf(request.inData));
-    smoothing.setMode(request.mode);
-    ErrorCode code = smoothing.UpdateState();
-    if (code != error::kNone) {
-        return code;
-    }
-    smoothing.SetResult(currentEntry(request, analysis));
-    FrameCacheEntry smoothed;
-    smoothed.levels = std::make_unique<LevelsRecord>();
-    code = smoothing.Compute(&smoothed);
-    if (code == error::kNone) {
-        copySmoothedEntries(*smoothed.levels, *analysis.levels);
-    }
-    return code;
-}
-
-ErrorCode correctFrame(const RenderRequest& request, const LevelsRecord& levels) {
-    SplitFrame frame;
-    const ErrorCode code = splitInput(request, frame);
-    return code == error::kNone ? writeOutput(request, frame, levels) : code;
-}
-
-ErrorCode renderFrame(const RenderRequest& request) {
+ErrorCode renderFrame(const SmoothingRequest& request, EffectWorld* output) {
     if (frameCacheOf(request.inData) == nullptr) {
         return error::kMissingRecord;
     }
+    KeyedFingerprint current;
     ErrorCode code = error::kNone;
-    KeyedFingerprint fingerprint;
     if (isSmoothed(request)) {
-        code = readCurrentFingerprint(request, fingerprint);
+        code = readCurrentFingerprint(request, current);
     }
-    SplitFrame frame;
     if (code == error::kNone) {
-        code = splitInput(request, frame);
+        code = checkWorld(inputOf(request));
     }
     FrameAnalysis analysis;
     if (code == error::kNone) {
-        code = findLevels(request, frame, fingerprint, analysis);
+        code = findLevels(request, current, analysis);
     }
-    return code == error::kNone ? writeOutput(request, frame, *analysis.levels) : code;
+    if (code != error::kNone) {
+        return code;
+    }
+    return correctFrame(inputOf(request), output,
+                        {*analysis.levels, request.controls.blend, channelOrderOf(request.inData)});
 }
 
 } // namespace tintwell

@@ -24,6 +24,11 @@ struct PixelView {
         return data + channels[channel] + y * rowStep;
     }
 
+    /// The first sample of a pixel, where they are interleaved.
+    const std::byte* pixel(std::int32_t y, std::size_t x) const {
+        return data + y * rowStep + static_cast<std::ptrdiff_t>(x) * pixelStep;
+    }
+
     bool isInterleaved() const { return pixelStep == 4 * sampleBytes(bitDepth); }
 };
 

@@ -217,8 +217,6 @@ struct Vectors {
 
     static void store(void* to, __m256i value) { kernels::store(to, value); }
 
-    static __m256i ones() { return _mm256_set1_epi8(1); }
-
     template <class Sample>
     static Channels loadPixels(const Sample* pixels) {
         Channels channels;
@@ -270,8 +268,8 @@ struct Vectors {
         return static_cast<std::uint32_t>(_mm256_movemask_epi8(mask));
     }
 
-    static std::uint32_t sumOf(const std::uint8_t* bytes, __m256i mask) {
-        return kernels::sumOf(_mm256_and_si256(load(bytes), mask));
+    static std::uint32_t sumOf(__m256i bytes, __m256i mask) {
+        return kernels::sumOf(_mm256_and_si256(bytes, mask));
     }
 
     static void addPixel(ToneSums& sums, const std::uint8_t* pixel) {
@@ -293,8 +291,9 @@ void addAvx2Kernels(KernelSet& kernels) {
                      toLevels<std::uint8_t>, lookUpBytes, blendWide<Vectors, std::uint8_t>};
     kernels.words = {splitWide<Vectors, std::uint16_t>, mergeWide<Vectors, std::uint16_t>,
                      levelsOfWords, lookUpWords, blendWide<Vectors, std::uint16_t>};
-    kernels.levels = {tones, neutralities, leastOfSquares, countLowestWide<Vectors>,
-                      addTonesWide<Vectors>};
+    kernels.levels = {
+        tones,      neutralities, leastOfSquares, countLowestWide<Vectors>, addTonesWide<Vectors>,
+        makeCounted};
 }
 
 } // namespace tintwell::kernels

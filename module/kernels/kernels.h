@@ -39,17 +39,21 @@ struct ColorRow {
     const std::uint8_t* red;
     const std::uint8_t* green;
     const std::uint8_t* blue;
+
+    /// The row from its pixel `first` on.
+    ColorRow from(std::size_t first) const { return {red + first, green + first, blue + first}; }
 };
 
-/// What is summed up of the pixels that share an index: their levels per channel and their number.
+/// What is summed up of the pixels that share an index: their levels, in the order in which a pixel
+/// holds them, and in the place of alpha their number.
 struct ToneSums {
-    std::uint32_t red;
-    std::uint32_t green;
-    std::uint32_t blue;
-    std::uint32_t count;
+    std::uint32_t samples[4];
 };
 
 static_assert(sizeof(ToneSums) == 16); // one vector
+
+/// Entries of a table of ToneSums.
+inline constexpr std::size_t kToneIndices = 256;
 
 /// Pixels whose levels surely fit in ToneSums.
 inline constexpr std::size_t kMostToneSums = std::size_t{1} << 24U;
@@ -67,10 +71,14 @@ struct LevelKernels {
     /// Adds 1 to the count (of 256) of each index that is at most `highest`.
     void (*countLowest)(const std::uint8_t* indices, std::uint8_t highest, std::size_t count,
                         std::uint32_t* counts);
-    /// Adds each pixel whose index is at or above `lowest` to the entry (of 256) of its index. An
-    /// entry holds kMostToneSums pixels at most.
-    void (*addTones)(const std::uint8_t* indices, std::uint8_t lowest, const ColorRow& row,
-                     std::size_t count, ToneSums* sums);
+    /// Adds each pixel whose index is at or above `lowest` to the entry of its index in one of two
+    /// tables of 256, which follow each other and are to be added up: neighbours of one index need
+    /// not wait for each other. An entry holds kMostToneSums pixels at most.
+    void (*addTones)(const std::uint8_t* indices, std::uint8_t lowest,
+                     const std::uint8_t* countedPixels, std::size_t count, ToneSums* sums);
+    /// Pixels of four levels each with a 1 at `alphaIndex` (0 or 3), for addTones.
+    void (*makeCounted)(const std::uint8_t* pixels, std::size_t alphaIndex, std::size_t count,
+                        std::uint8_t* countedPixels);
 };
 
 template <class Sample>

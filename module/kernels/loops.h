@@ -8,6 +8,7 @@
 #include "module/kernels/kernels.h"
 #include "module/numeric/level_scale.h"
 
+#include <bit>
 #include <cstring>
 
 namespace tintwell::kernels {
@@ -194,16 +195,31 @@ inline void countLowest(const std::uint8_t* indices, std::uint8_t highest, std::
     }
 }
 
-inline void addTones(const std::uint8_t* indices, std::uint8_t lowest, const ColorRow& row,
-                     std::size_t count, ToneSums* sums) {
+inline void addTones(const std::uint8_t* indices, std::uint8_t lowest,
+                     const std::uint8_t* countedPixels, std::size_t count, ToneSums* sums) {
     for (std::size_t i = 0; i < count; ++i) {
         if (indices[i] >= lowest) {
-            ToneSums& entry = sums[indices[i]];
-            entry.red += row.red[i];
-            entry.green += row.green[i];
-            entry.blue += row.blue[i];
-            entry.count += 1;
+            for (std::size_t k = 0; k < 4; ++k) {
+                sums[indices[i]].samples[k] += countedPixels[4 * i + k];
+            }
         }
+    }
+}
+
+/// In whole words, which compilers make vectors of.
+inline void makeCounted(const std::uint8_t* pixels, std::size_t alphaIndex, std::size_t count,
+                        std::uint8_t* countedPixels) {
+    using Bytes = Pixel<std::uint8_t>;
+    const bool isFirst = alphaIndex == 0;
+    const auto color = std::bit_cast<std::uint32_t>(isFirst ? Bytes{{0, 255, 255, 255}}
+                                                            : Bytes{{255, 255, 255, 0}});
+    const auto one =
+        std::bit_cast<std::uint32_t>(isFirst ? Bytes{{1, 0, 0, 0}} : Bytes{{0, 0, 0, 1}});
+    for (std::size_t i = 0; i < count; ++i) {
+        std::uint32_t pixel = 0;
+        std::memcpy(&pixel, pixels + i * sizeof(pixel), sizeof(pixel));
+        pixel = (pixel & color) | one;
+        std::memcpy(countedPixels + i * sizeof(pixel), &pixel, sizeof(pixel));
     }
 }
 

@@ -76,8 +76,6 @@ struct Vectors {
 
     static void store(std::uint16_t* to, uint16x8_t samples) { vst1q_u16(to, samples); }
 
-    static uint8x16_t ones() { return vdupq_n_u8(1); }
-
     static uint8x16x4_t loadPixels(const std::uint8_t* from) { return vld4q_u8(from); }
 
     static uint16x8x4_t loadPixels(const std::uint16_t* from) { return vld4q_u16(from); }
@@ -128,8 +126,8 @@ struct Vectors {
         return vget_lane_u64(vreinterpret_u64_u8(halves), 0) & 0x1111111111111111U;
     }
 
-    static std::uint32_t sumOf(const std::uint8_t* bytes, uint8x16_t mask) {
-        return vaddlvq_u8(vandq_u8(load(bytes), mask));
+    static std::uint32_t sumOf(uint8x16_t bytes, uint8x16_t mask) {
+        return vaddlvq_u8(vandq_u8(bytes, mask));
     }
 
     static void addPixel(ToneSums& sums, const std::uint8_t* pixel) {
@@ -148,8 +146,9 @@ void addNeonKernels(KernelSet& kernels) {
                      toLevels<std::uint8_t>, lookUpBytes, blendWide<Vectors, std::uint8_t>};
     kernels.words = {splitWide<Vectors, std::uint16_t>, mergeWide<Vectors, std::uint16_t>,
                      levelsOfWords, lookUp<std::uint16_t>, blendWide<Vectors, std::uint16_t>};
-    kernels.levels = {tones, neutralities, leastOfSquares, countLowestWide<Vectors>,
-                      addTonesWide<Vectors>};
+    kernels.levels = {
+        tones,      neutralities, leastOfSquares, countLowestWide<Vectors>, addTonesWide<Vectors>,
+        makeCounted};
 }
 
 } // namespace tintwell::kernels

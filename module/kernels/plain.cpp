@@ -13,7 +13,7 @@ constexpr SampleKernels<Sample> kLoops = {split<Sample>, merge<Sample>, toLevels
 KernelSet plainKernels() {
     return {kLoops<std::uint8_t>,
             kLoops<std::uint16_t>,
-            {tones, neutralities, leastOfSquares, countLowest, addTones}};
+            {tones, neutralities, leastOfSquares, countLowest, addTones, makeCounted}};
 }
 
 } // namespace tintwell::kernels

@@ -4,13 +4,13 @@
 // struct V of functions, which must have internal linkage as everything here has (see loops.h):
 //
 //   kBytes, kLaneBits               size of a vector; bits that stand for one of its bytes
-//   load, store, ones               a vector of samples at any alignment; 1 in each byte
+//   load, store                     a vector of samples at any alignment
 //   loadPixels, storePixels         as many pixels as fill four vectors `val`, one per channel
 //   haveSameAlpha                   in all pixels of two vectors the same alpha, and nowhere 0
 //   mix                             blendOfSameAlpha of two vectors
 //   atMost, atLeast, equal          which bytes of a block compare so with one, as a mask
 //   lanesOf                         the mask's bytes, the lowest bit of each as Lanes
-//   sumOf                           the sum of a block's bytes under a mask
+//   sumOf                           the sum of a vector's bytes under a mask
 //   addPixel                        adds four bytes to four sums
 
 #include "module/kernels/loops.h"
@@ -122,49 +122,46 @@ void countLowestWide(const std::uint8_t* indices, std::uint8_t highest, std::siz
     countLowest(indices + done, highest, count - done, counts);
 }
 
-/// The chosen pixels of a block one by one, each with a single addition of four sums.
+/// The chosen pixels of a block one by one, each with a single addition of four sums, in turn in
+/// both tables.
 template <class V>
-void addSingleTones(const std::uint8_t* indices, Lanes chosen, const ColorRow& row,
+void addSingleTones(const std::uint8_t* indices, Lanes chosen, const std::uint8_t* countedPixels,
                     ToneSums* sums) {
-    std::uint8_t pixels[V::kBytes * 4];
-    V::storePixels(pixels, {{V::load(row.red), V::load(row.green), V::load(row.blue), V::ones()}});
-    for (; chosen != 0; chosen &= chosen - 1) {
+    for (std::size_t table = 0; chosen != 0; chosen &= chosen - 1, table ^= kToneIndices) {
         const std::size_t i = firstOf<V>(chosen);
-        V::addPixel(sums[indices[i]], pixels + i * 4);
+        V::addPixel(sums[table + indices[i]], countedPixels + 4 * i);
     }
 }
 
 /// Where one index has most of the pixels, as in flat parts, they are added at once.
 template <class V>
-void addTonesOfBlock(const std::uint8_t* indices, Lanes chosen, const ColorRow& row,
+void addTonesOfBlock(const std::uint8_t* indices, Lanes chosen, const std::uint8_t* countedPixels,
                      ToneSums* sums) {
     while (chosen != 0) {
         const std::uint8_t index = indices[firstOf<V>(chosen)];
         const auto mask = V::equal(indices, index);
         const Lanes same = V::lanesOf(mask);
         if (2 * sizeOf(same) <= sizeOf(chosen)) {
-            addSingleTones<V>(indices, chosen, row, sums);
+            addSingleTones<V>(indices, chosen, countedPixels, sums);
             return;
         }
-        ToneSums& entry = sums[index];
-        entry.red += V::sumOf(row.red, mask);
-        entry.green += V::sumOf(row.green, mask);
-        entry.blue += V::sumOf(row.blue, mask);
-        entry.count += sizeOf(same);
+        const auto channels = V::loadPixels(countedPixels);
+        for (std::size_t k = 0; k < 4; ++k) {
+            sums[index].samples[k] += V::sumOf(channels.val[k], mask);
+        }
         chosen &= ~same;
     }
 }
 
 template <class V>
-void addTonesWide(const std::uint8_t* indices, std::uint8_t lowest, const ColorRow& row,
-                  std::size_t count, ToneSums* sums) {
+void addTonesWide(const std::uint8_t* indices, std::uint8_t lowest,
+                  const std::uint8_t* countedPixels, std::size_t count, ToneSums* sums) {
     std::size_t done = 0;
     for (; done + V::kBytes <= count; done += V::kBytes) {
         addTonesOfBlock<V>(indices + done, V::lanesOf(V::atLeast(indices + done, lowest)),
-                           {row.red + done, row.green + done, row.blue + done}, sums);
+                           countedPixels + 4 * done, sums);
     }
-    addTones(indices + done, lowest, {row.red + done, row.green + done, row.blue + done},
-             count - done, sums);
+    addTones(indices + done, lowest, countedPixels + 4 * done, count - done, sums);
 }
 
 } // namespace

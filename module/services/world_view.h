@@ -3,6 +3,8 @@
 #include "module/frame/interleaved_frame.h"
 #include "module/interface/host_interface.h"
 
+#include <limits>
+
 namespace tintwell {
 
 inline int depthOf(const EffectWorld& world) {
@@ -22,9 +24,26 @@ inline std::int32_t channelOrderOf(const InData& inData) {
     return inData.applicationCode == kApplicationWithBgraPixels ? 1 : 0;
 }
 
+/// 0 for a width or height at or below 0.
+inline std::size_t pixelCount(const EffectWorld& world) {
+    return viewOf(world).rowPixels() * static_cast<std::size_t>(viewOf(world).rows());
+}
+
 /// An empty frame needs no pixels.
 inline bool lacksPixels(const EffectWorld& world) {
-    return world.data == nullptr && world.width > 0 && world.height > 0;
+    return world.data == nullptr && pixelCount(world) > 0;
+}
+
+/// 0 for a world that can be worked on, 512 without its pixels, 4 where a row of one of its planes
+/// has more bytes than a record can tell.
+inline ErrorCode checkWorld(const EffectWorld& world) {
+    if (lacksPixels(world)) {
+        return error::kMissingRecord;
+    }
+    const bool isTooWide =
+        pixelCount(world) > 0 &&
+        world.width > std::numeric_limits<std::int32_t>::max() / sampleBytes(depthOf(world));
+    return isTooWide ? error::kOutOfMemory : error::kNone;
 }
 
 } // namespace tintwell

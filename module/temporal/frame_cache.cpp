@@ -30,7 +30,7 @@ FrameCacheEntry& FrameCache::insert(std::int32_t frame, std::unique_ptr<FrameCac
 void FrameCache::clear() {
     slots_.clear();
     if (beside_) {
-        beside_->beyond.key = {};
+        beside_->beyond.found.key = {};
     }
 }
 
@@ -57,11 +57,6 @@ void FrameCache::invalidate(std::int32_t from, std::int32_t to, Invalidation mod
 FrameCache* frameCacheOf(const InData& inData) {
     return inData.sequenceData == nullptr ? nullptr
                                           : static_cast<FrameCache*>(*inData.sequenceData);
-}
-
-SpareMemory* spareMemoryOf(const InData& inData) {
-    FrameCache* cache = frameCacheOf(inData);
-    return cache != nullptr ? &cache->spareMemory() : nullptr;
 }
 
 } // namespace tintwell

@@ -6,12 +6,11 @@
 // the handle's bytes are the old ones but its pointers mean nothing, so SequenceResetup replaces it
 // without looking inside.
 
+#include "module/analysis/analysis_key.h"
 #include "module/analysis/channel_histogram.h"
 #include "module/apply/levels_record.h"
 #include "module/frame/analysis_controls.h"
-#include "module/frame/frame_memory.h"
 #include "module/interface/host_interface.h"
-#include "module/temporal/analysis_key.h"
 #include "module/temporal/color_signature.h"
 
 #include <cstddef>
@@ -88,19 +87,23 @@ public:
     /// Frames from..to-1, or up to the last one when `to` is 0.
     void invalidate(std::int32_t from, std::int32_t to, Invalidation mode);
 
-    /// The last fingerprint that was read of a frame beyond a window: rendering on, that frame is
-    /// the next to enter. Once the cache is cleared it is no frame's.
-    KeyedFingerprint& beyond() { return beside().beyond; }
+    /// The last frame that was looked at beyond a window: rendering on, it is the next to enter.
+    struct Beyond {
+        std::int32_t frame = 0;
+        KeyedFingerprint found; ///< no frame's once the cache is cleared
+    };
 
-    /// What renders of this sequence leave for the next. Clearing the cache keeps it.
-    SpareMemory& spareMemory() { return beside().spareMemory; }
+    Beyond& beyond() { return beside().beyond; }
+
+    /// What keys of this sequence's frames are made with; null where there are no random numbers.
+    const KeySecret* secret() { return beside().secret.get(); }
 
     StateToken state{};
 
 private:
     struct Beside {
-        KeyedFingerprint beyond;
-        SpareMemory spareMemory;
+        Beyond beyond;
+        std::unique_ptr<const KeySecret> secret = KeySecret::draw();
     };
 
     Beside& beside();
@@ -113,8 +116,5 @@ static_assert(sizeof(FrameCache) == 48);
 
 /// The cache in the sequence handle, or null.
 FrameCache* frameCacheOf(const InData& inData);
-
-/// The spare memory of the sequence, or null where there is none. Throws std::bad_alloc.
-SpareMemory* spareMemoryOf(const InData& inData);
 
 } // namespace tintwell

@@ -1,16 +1,36 @@
 #include "module/temporal/neighbour_frames.h"
 
 #include "module/analysis/automatic_correction.h"
-#include "module/frame/pixel_view.h"
+#include "module/analysis/frame_measures.h"
 #include "module/services/frame_time.h"
 #include "module/services/parameter_checkout.h"
 #include "module/services/world_view.h"
-#include "module/temporal/split_frame.h"
 
 namespace tintwell {
 namespace {
 
-constexpr auto kInputLayer = static_cast<std::int32_t>(Param::InputLayer);
+/// Levels, fingerprint and source of a frame of which nothing is known yet but what `known` may be.
+/// The frame is read once, unless `known` proves to be another's.
+void analyzeNewFrame(const AnalyzedFrame& frame, const Measuring& measuring,
+                     const KeyedFingerprint* known, FrameAnalysis& analysis) {
+    const bool expected = known != nullptr && known->key.isKnown();
+    analysis.fingerprint = std::make_unique<ChannelHistogram>();
+    ChannelHistogram* const histogram = analysis.fingerprint.get();
+    ToneSearchContext context(frame);
+    KeyHash hash(measuring.secret, frame.pixels, measuring.mode);
+    measureFrame(frame.pixels, measuring.mode,
+                 {.histogram = expected ? nullptr : histogram,
+                  .tones = searchesTones(measuring.mode) ? &context : nullptr,
+                  .key = &hash});
+    analysis.source = {hash.key(), frame.controls};
+    if (expected && isSameFrame(known->key, analysis.source.key)) {
+        *histogram = known->histogram;
+    } else if (expected) {
+        measureFrame(frame.pixels, measuring.mode, {.histogram = histogram});
+    }
+    analysis.levels = std::make_unique<LevelsRecord>();
+    computeAutoLevels(measuring.mode, *analysis.levels, *histogram, 0, context);
+}
 
 } // namespace
 
@@ -19,53 +39,47 @@ std::int32_t timeOfFrame(const InData& inData, std::int32_t frame) {
     return saturate(frame * step);
 }
 
-ErrorCode readFingerprint(const InData& inData, std::int32_t time, AutoCorrectionMode mode,
-                          KeyedFingerprint& fingerprint) {
-    return readParameter(inData, kInputLayer, time, [&](const ParamDef& param) {
-        if (lacksPixels(param.layer)) {
-            return error::kMissingRecord;
-        }
-        const InterleavedFrame frame = viewOf(param.layer);
-        const AnalysisKey key(frame, channelOrderOf(inData), mode);
-        if (fingerprint.key != key) {
-            fingerprint.key = {}; // until the counting, which may throw, is done
-            gatherHistogram(fingerprint.histogram, viewOfPixels(frame, channelOrderOf(inData)),
-                            combinesColors(mode), mode);
-            fingerprint.key = key;
-        }
-        return error::kNone;
-    });
+PixelView pixelsOf(const InData& inData, const EffectWorld& world) {
+    return viewOfPixels(viewOf(world), channelOrderOf(inData));
 }
 
-ErrorCode analyzeWorld(const InData& inData, const EffectWorld& world,
-                       const AnalysisControls& controls, AutoCorrectionMode mode,
-                       const KeyedFingerprint& known, FrameAnalysis& analysis) {
-    SpareMemory* const spares = spareMemoryOf(inData);
-    SplitFrame frame;
-    const ErrorCode split = splitFrame(inData, world, controls, spares, frame);
-    if (split != error::kNone) {
-        return split;
-    }
-    if (!analysis.fingerprint) {
-        const AnalysisKey key(viewOf(world), channelOrderOf(inData), mode);
-        analysis.source = {key, controls};
-        if (key == known.key) {
-            analysis.fingerprint = std::make_unique<ChannelHistogram>(known.histogram);
-        }
-    }
-    analyzeFrame(mode, frame.image, spares, analysis.levels, analysis.fingerprint);
-    return error::kNone;
+AnalysisKey keyOf(const PixelView& pixels, const Measuring& measuring) {
+    KeyHash hash(measuring.secret, pixels, measuring.mode);
+    measureFrame(pixels, measuring.mode, {.key = &hash});
+    return hash.key();
 }
 
-ErrorCode analyzeInput(const InData& inData, std::int32_t time, AutoCorrectionMode mode,
-                       const KeyedFingerprint& known, FrameAnalysis& analysis) {
+void measureFingerprint(const PixelView& pixels, const Measuring& measuring, bool expected,
+                        KeyedFingerprint& fingerprint) {
+    if (expected && isSameFrame(fingerprint.key, keyOf(pixels, measuring))) {
+        return;
+    }
+    fingerprint.key = {}; // until the counting, which may throw, is done
+    KeyHash hash(measuring.secret, pixels, measuring.mode);
+    measureFrame(pixels, measuring.mode, {.histogram = &fingerprint.histogram, .key = &hash});
+    fingerprint.key = hash.key();
+}
+
+ErrorCode analyzeInput(const InData& inData, std::int32_t time, const Measuring& measuring,
+                       const KeyedFingerprint* known, FrameAnalysis& analysis) {
     AnalysisControls controls;
     const ErrorCode read = checkOutAnalysisControls(inData, time, controls);
     if (read != error::kNone) {
         return read;
     }
+    constexpr auto kInputLayer = static_cast<std::int32_t>(Param::InputLayer);
     return readParameter(inData, kInputLayer, time, [&](const ParamDef& param) {
-        return analyzeWorld(inData, param.layer, controls, mode, known, analysis);
+        const ErrorCode code = checkWorld(param.layer);
+        if (code != error::kNone) {
+            return code;
+        }
+        const AnalyzedFrame frame = {pixelsOf(inData, param.layer), controls};
+        if (analysis.fingerprint) {
+            analyzeFrame(measuring.mode, frame, analysis.levels, analysis.fingerprint);
+        } else {
+            analyzeNewFrame(frame, measuring, known, analysis);
+        }
+        return error::kNone;
     });
 }
 

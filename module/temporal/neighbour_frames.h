@@ -3,6 +3,7 @@
 // Reads frames other than the one being rendered from the host: the input layer at the frame's
 // time. Whatever is checked out is checked in before a call returns, on every path.
 
+#include "module/analysis/analyzed_frame.h"
 #include "module/analysis/correction_mode.h"
 #include "module/apply/levels_record.h"
 #include "module/interface/host_interface.h"
@@ -17,6 +18,9 @@ namespace tintwell {
 /// Time at which the host holds a frame: index times step, where a step of 0 counts as 1.
 std::int32_t timeOfFrame(const InData& inData, std::int32_t frame);
 
+/// The pixels of a world, as the analysis reads them.
+PixelView pixelsOf(const InData& inData, const EffectWorld& world);
+
 /// What was found of a frame.
 struct FrameAnalysis {
     std::unique_ptr<LevelsRecord> levels;
@@ -24,20 +28,25 @@ struct FrameAnalysis {
     AnalysisSource source;
 };
 
-/// Makes the fingerprint that of the input layer at a time, counted from its interleaved pixels
-/// unless it is theirs already.
-ErrorCode readFingerprint(const InData& inData, std::int32_t time, AutoCorrectionMode mode,
-                          KeyedFingerprint& fingerprint);
+/// How frames are measured, and what their keys are made with (or null).
+struct Measuring {
+    AutoCorrectionMode mode;
+    const KeySecret* secret;
+};
 
-/// Finds the levels of a frame's pixels, as a frame that is looked at for its neighbours' sake. An
-/// empty fingerprint slot is filled, with `known` where it is the frame's; a filled one is what the
+/// The key of pixels that nothing else is asked of.
+AnalysisKey keyOf(const PixelView& pixels, const Measuring& measuring);
+
+/// Makes the fingerprint that of these pixels. Where it is `expected` to be theirs already, and is,
+/// it costs a look at their key only.
+void measureFingerprint(const PixelView& pixels, const Measuring& measuring, bool expected,
+                        KeyedFingerprint& fingerprint);
+
+/// Finds the levels of the input layer at a time as of a frame that is looked at for its
+/// neighbours' sake, with the control values in force at that time. An empty fingerprint slot is
+/// filled, with `known` (which may be null) where it is the frame's; a filled one is what the
 /// levels are found from.
-ErrorCode analyzeWorld(const InData& inData, const EffectWorld& world,
-                       const AnalysisControls& controls, AutoCorrectionMode mode,
-                       const KeyedFingerprint& known, FrameAnalysis& analysis);
-
-/// The same of the input layer at a time, with the control values in force at that time.
-ErrorCode analyzeInput(const InData& inData, std::int32_t time, AutoCorrectionMode mode,
-                       const KeyedFingerprint& known, FrameAnalysis& analysis);
+ErrorCode analyzeInput(const InData& inData, std::int32_t time, const Measuring& measuring,
+                       const KeyedFingerprint* known, FrameAnalysis& analysis);
 
 } // namespace tintwell

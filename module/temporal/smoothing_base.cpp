@@ -116,7 +116,8 @@ ErrorCode CTemporalSmoothingBase::Gather(Side side) {
     double spent = 0.0;
     bool isCut = false;
     std::int64_t lastStep = window.count;
-    for (std::int64_t step = 0; step <= lastStep && isInClip(frameOn(side, step)); ++step) {
+    for (std::int64_t step = 0; step <= lastStep && (step == 0 || isInClip(frameOn(side, step)));
+         ++step) {
         const std::int32_t frame = saturate(frameOn(side, step));
         ErrorCode code = askAbort();
         Held<ColorSignature> signature;

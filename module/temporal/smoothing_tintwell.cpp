@@ -3,6 +3,7 @@
 #include "module/frame/pixel_view.h"
 #include "module/numeric/rounding.h"
 #include "module/services/frame_time.h"
+#include "module/services/parameter_checkout.h"
 #include "module/services/world_view.h"
 #include "module/temporal/neighbour_frames.h"
 
@@ -40,7 +41,7 @@ double normalised(double distance, double pixels) {
     return pixels > 0.0 ? std::min(1.0, distance / pixels) : 0.0;
 }
 
-double pixelsOf(const LevelCounts& counts) {
+double totalOf(const LevelCounts& counts) {
     return static_cast<double>(std::accumulate(counts.begin(), counts.end(), std::uint64_t{0}));
 }
 
@@ -67,7 +68,7 @@ struct Mix {
 NeighbourWeights frameDistance(const ChannelHistogram& previous, const ChannelHistogram& visited,
                                AutoCorrectionMode mode) {
     const bool luminance = mode == AutoCorrectionMode::MonochromaticContrast;
-    const double pixels = pixelsOf(visited.channels[luminance ? 0 : 1]);
+    const double pixels = totalOf(visited.channels[luminance ? 0 : 1]);
     const auto distance = [&](std::size_t channel) {
         return normalised(countDistance(previous.channels[channel], visited.channels[channel]),
                           pixels);
@@ -156,8 +157,10 @@ ErrorCode CTemporalSmoothingTintwell::measureFrame(std::int32_t frame, MeasuredS
         // A stale frame has other controls but the same pixels.
         analysis.fingerprint = std::make_unique<ChannelHistogram>(*entry->histogram);
     }
-    const ErrorCode code =
-        analyzeInput(*inData_, timeOfFrame(*inData_, frame), mode_, cache_->beyond(), analysis);
+    const FrameCache::Beyond& beyond = cache_->beyond();
+    const KeyedFingerprint* known = beyond.frame == frame ? &beyond.found : nullptr;
+    const ErrorCode code = analyzeInput(*inData_, timeOfFrame(*inData_, frame),
+                                        {mode_, cache_->secret()}, known, analysis);
     if (code == error::kNone) {
         measured.levels.push_back(Held<LevelsRecord>::owned(std::move(analysis.levels)));
         measured.sources.push_back(analysis.source);
@@ -177,16 +180,29 @@ ErrorCode CTemporalSmoothingTintwell::measureBeyond(std::int64_t frame, Measured
     if (entry != nullptr) {
         measured.fingerprints.push_back(Held<ChannelHistogram>::lent(entry->histogram.get()));
     } else {
-        KeyedFingerprint& beyond = cache_->beyond();
-        const ErrorCode code =
-            readFingerprint(*inData_, timeOfFrame(*inData_, index), mode_, beyond);
+        const ErrorCode code = readBeyond(index);
         if (code != error::kNone) {
             return code;
         }
-        measured.fingerprints.push_back(
-            Held<ChannelHistogram>::owned(std::make_unique<ChannelHistogram>(beyond.histogram)));
+        measured.fingerprints.push_back(Held<ChannelHistogram>::owned(
+            std::make_unique<ChannelHistogram>(cache_->beyond().found.histogram)));
     }
     return appendWeights(measured);
+}
+
+ErrorCode CTemporalSmoothingTintwell::readBeyond(std::int32_t frame) {
+    FrameCache::Beyond& beyond = cache_->beyond();
+    const bool expected = beyond.frame == frame;
+    beyond.frame = frame;
+    return readParameter(*inData_, static_cast<std::int32_t>(Param::InputLayer),
+                         timeOfFrame(*inData_, frame), [&](const ParamDef& param) {
+                             if (lacksPixels(param.layer)) {
+                                 return error::kMissingRecord;
+                             }
+                             measureFingerprint(pixelsOf(*inData_, param.layer),
+                                                {mode_, cache_->secret()}, expected, beyond.found);
+                             return error::kNone;
+                         });
 }
 
 ErrorCode CTemporalSmoothingTintwell::appendWeights(MeasuredSide& measured) const {
@@ -292,10 +308,9 @@ ErrorCode CTemporalSmoothingTintwell::IsFrameUnchanged(const EffectWorld* world,
         return error::kMissingRecord;
     }
     ChannelHistogram now;
-    gatherHistogram(now, viewOfPixels(viewOf(*world), channelOrderOf(*inData_)),
-                    combinesColors(mode_), mode_);
+    gatherHistogram(now, pixelsOf(*inData_, *world), combinesColors(mode_), mode_);
     const std::size_t channel = mode_ == AutoCorrectionMode::MonochromaticContrast ? 0 : 1;
-    const double pixels = pixelsOf(now.channels[channel]);
+    const double pixels = totalOf(now.channels[channel]);
     unchanged = normalised(countDistance(entry.histogram->channels[channel], now.channels[channel]),
                            pixels) == 0.0;
     return error::kNone;

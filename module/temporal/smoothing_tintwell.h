@@ -65,6 +65,7 @@ private:
 
     ErrorCode measureFrame(std::int32_t frame, MeasuredSide& measured);
     ErrorCode measureBeyond(std::int64_t frame, MeasuredSide& measured);
+    ErrorCode readBeyond(std::int32_t frame);
     ErrorCode appendWeights(MeasuredSide& measured) const;
     ErrorCode storeSide(Side side);
     std::array<double, 4> entryWeights(const NeighbourWeights& weights) const;

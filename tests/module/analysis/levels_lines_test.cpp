@@ -1,5 +1,4 @@
 #include "module/analysis/levels_lines.h"
-#include "planar_frame.h"
 
 #include <gtest/gtest.h>
 
@@ -36,8 +35,7 @@ TEST(LevelsLines, ExtendsALineToTheBordersOfTheSquare) {
 
 TEST(LevelsLines, WidensInputsThatLieTooClose) {
     // Dark and light colour two levels apart in red: {100, 102} becomes {99, 103}.
-    const PlanarImage image;
-    ToneSearchContext context(image);
+    ToneSearchContext context({});
     context.hasDarkColor = context.hasLightColor = true;
     context.darkColor = {100, 50, 50};
     context.lightColor = {102, 200, 200};

@@ -13,11 +13,11 @@ TEST(NeutralMidtones, GammasMoveTheFoundMidtoneToGrey) {
     // log2(255 / level) / log2(255 / 128), and the geometric mean is taken out.
     const PlanarFrame<std::uint8_t> frame(
         8, 8, std::vector(64, PlanarFrame<std::uint8_t>::Color{132, 128, 124}));
-    const auto midtone = findNeutralMidtone(frame.image, {}, nullptr);
+    const auto midtone = findNeutralMidtone(viewOfPlanes(frame.image), {});
     ASSERT_TRUE(midtone);
     EXPECT_EQ(*midtone, (Rgb{132, 128, 124}));
     Gammas gammas{};
-    EXPECT_TRUE(snapMidtoneGammas(gammas, {}, frame.image, kMiddleGrey, nullptr));
+    EXPECT_TRUE(snapMidtoneGammas(gammas, {}, viewOfPlanes(frame.image), kMiddleGrey));
     EXPECT_EQ(gammas, (Gammas{100, 96, 100, 105}));
 }
 
@@ -28,7 +28,7 @@ TEST(NeutralMidtones, TooLittleMidtoneLeavesGammasNeutral) {
     const Frame oneColumn(1, 8, std::vector(8, Frame::Color{128, 128, 128}));
     for (const PlanarImage* image : {&coloured.image, &oneRow.image, &oneColumn.image}) {
         Gammas gammas{};
-        EXPECT_FALSE(snapMidtoneGammas(gammas, {}, *image, kMiddleGrey, nullptr));
+        EXPECT_FALSE(snapMidtoneGammas(gammas, {}, viewOfPlanes(*image), kMiddleGrey));
         EXPECT_EQ(gammas, kNeutralGammas);
     }
 }

@@ -26,7 +26,7 @@ std::unique_ptr<Frame> ramp() {
 LevelsRecord levelsOf(Mode mode, const PlanarImage& image) {
     std::unique_ptr<LevelsRecord> levels;
     std::unique_ptr<ChannelHistogram> histogram;
-    analyzeFrame(mode, image, nullptr, levels, histogram);
+    analyzeFrame(mode, analyzedPlanes(image), levels, histogram);
     return *levels;
 }
 
@@ -53,12 +53,12 @@ TEST(AutomaticCorrection, FilledSlotsStayAsTheyAre) {
     levels->entries[1].gamma = 123;
     auto histogram = std::make_unique<ChannelHistogram>();
     const LevelsRecord before = *levels;
-    analyzeFrame(Mode::ColorSearch, frame->image, nullptr, levels, histogram);
+    analyzeFrame(Mode::ColorSearch, analyzedPlanes(frame->image), levels, histogram);
     EXPECT_EQ(*levels, before);
     EXPECT_EQ(*histogram, ChannelHistogram{});
 
     levels.reset();
-    analyzeFrame(Mode::ColorSearch, frame->image, nullptr, levels, histogram);
+    analyzeFrame(Mode::ColorSearch, analyzedPlanes(frame->image), levels, histogram);
     EXPECT_EQ(*levels, LevelsRecord{}) << "the stored histogram is empty, so nothing is found";
 }
 
@@ -98,7 +98,8 @@ TEST(AutomaticCorrection, LevelsStayInRangeForAnyHistogramAndControls) {
         for (const Mode mode :
              {Mode::PerChannelContrast, Mode::MonochromaticContrast, Mode::ColorSearch}) {
             LevelsRecord levels;
-            computeAutoLevels(mode, levels, histogram, 0, frame.image, nullptr);
+            ToneSearchContext context(analyzedPlanes(frame.image));
+            computeAutoLevels(mode, levels, histogram, 0, context);
             for (const LevelsEntry& entry : levels.entries) {
                 // Only the colour search sees to it that something is left between the ends.
                 EXPECT_GE(entry.inputWhite, entry.inputBlack + (mode == Mode::ColorSearch ? 4 : 0));

@@ -1,4 +1,4 @@
-#include "module/analysis/tone_colors.h"
+#include "module/analysis/top_sums.h"
 
 #include <gtest/gtest.h>
 
@@ -9,9 +9,13 @@ namespace {
 
 TEST(TopSums, HoldMorePixelsThanTheKernelsSums) {
     constexpr std::size_t kPixels = kernels::kMostToneSums + (std::size_t{1} << 17U);
-    const std::vector<std::uint8_t> white(kPixels, 255);
+    const std::vector<std::uint8_t> indices(kPixels, 255);
+    std::vector<std::uint8_t> white(4 * kPixels, 255);
+    for (std::size_t i = 0; i < kPixels; ++i) {
+        white[4 * i] = 1;
+    }
     TopSums top(255);
-    top.add(white.data(), {white.data(), white.data(), white.data()}, kPixels);
+    top.add(indices.data(), {white.data(), true}, kPixels);
     EXPECT_EQ(top.counts()[255], kPixels);
     EXPECT_EQ(top.mean({255, 255}), (Rgb{255, 255, 255}));
 }

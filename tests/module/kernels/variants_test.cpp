@@ -189,6 +189,17 @@ protected:
         });
     }
 
+    /// Which of both tables a pixel went to is the variant's choice.
+    static void addUp(ToneSums* sums) {
+        for (std::size_t k = 0; k < kToneIndices; ++k) {
+            ToneSums& other = sums[kToneIndices + k];
+            for (std::size_t i = 0; i < 4; ++i) {
+                sums[k].samples[i] += other.samples[i];
+            }
+            other = {};
+        }
+    }
+
     static std::uint8_t* levelsOf(Row& row) { return row.as<std::uint8_t>(); }
 
     static ColorRow colors(Rows& rows) {
@@ -240,14 +251,20 @@ TEST_P(VariantsTest, LeastOfSquares) {
 
 TEST_P(VariantsTest, CountsAndSumsOfIndices) {
     forWidths([](std::size_t count) {
-        Rows rows = filledRows<std::uint8_t>(4, count);
-        rows.push_back(Row::filled<std::uint8_t, ToneSums>(256 * sizeof(ToneSums)));
+        Rows rows = filledRows<std::uint8_t>(1, count);
+        rows.push_back(Row::filled<std::uint8_t>(4 * count));
+        rows.push_back(Row::filled<std::uint8_t, ToneSums>(2 * kToneIndices * sizeof(ToneSums)));
         rows.push_back(Row::filled<std::uint8_t, std::uint32_t>(256 * sizeof(std::uint32_t)));
         const std::uint32_t bounds[] = {0, 128, 255, randomBelow(256)};
         const auto bound = static_cast<std::uint8_t>(bounds[randomBelow(4)]);
+        rows.push_back(Row::filled<std::uint8_t>(4 * count));
+        const std::size_t alphaIndex = randomBelow(2) * 3;
         compare(rows, count, [=](const KernelSet& kernels, Rows& r) {
-            kernels.levels.addTones(levelsOf(r[3]), bound, colors(r), count, r[4].as<ToneSums>());
-            kernels.levels.countLowest(levelsOf(r[3]), bound, count, r[5].as<std::uint32_t>());
+            kernels.levels.makeCounted(levelsOf(r[1]), alphaIndex, count, levelsOf(r[4]));
+            kernels.levels.addTones(levelsOf(r[0]), bound, levelsOf(r[4]), count,
+                                    r[2].as<ToneSums>());
+            addUp(r[2].as<ToneSums>());
+            kernels.levels.countLowest(levelsOf(r[0]), bound, count, r[3].as<std::uint32_t>());
         });
     });
 }

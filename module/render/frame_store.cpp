@@ -1,4 +1,4 @@
-#include "module/temporal/frame_store.h"
+#include "module/render/frame_store.h"
 
 #include "module/kernels/kernels.h"
 #include "module/services/world_view.h"
@@ -26,16 +26,6 @@ struct SampleScale<std::uint16_t> {
     static constexpr std::uint16_t kMax = 32768;
 };
 
-std::size_t pixelCount(std::int32_t width, std::int32_t height) {
-    return width > 0 && height > 0
-               ? static_cast<std::size_t>(width) * static_cast<std::size_t>(height)
-               : 0;
-}
-
-std::size_t pixelCount(const EffectWorld& world) {
-    return pixelCount(world.width, world.height);
-}
-
 /// Planes at one row, in the order in which the host's pixels hold their samples.
 template <class T>
 std::array<T*, 4> inPixelOrder(T* planes, std::size_t planeSamples, std::size_t offset,
@@ -55,16 +45,28 @@ std::size_t CFrameStore<T>::planeSamples() const {
 }
 
 template <class T>
-T* CFrameStore<T>::planeOf(const FrameMemory& buffer, std::int32_t k) const {
+T* CFrameStore<T>::planeOf(const Buffer& buffer, std::int32_t k) const {
     T* samples = samplesOf(buffer);
     return samples != nullptr ? samples + static_cast<std::size_t>(k) * planeSamples() : nullptr;
 }
 
 template <class T>
+void CFrameStore<T>::reserve(std::size_t samples) {
+    if (samples > capacity_ || inputBuffer_ == nullptr) {
+        capacity_ = 0;
+        inputBuffer_ = nullptr;
+        outputBuffer_ = nullptr;
+        inputBuffer_ = std::make_unique_for_overwrite<T[]>(samples);
+        if (inPlace_ == 0) {
+            outputBuffer_ = std::make_unique_for_overwrite<T[]>(samples);
+        }
+        capacity_ = samples;
+    }
+}
+
+template <class T>
 ErrorCode CFrameStore<T>::Setup(const EffectWorld* world) {
     world_ = nullptr;
-    inputBuffer_ = {};
-    outputBuffer_ = {};
     if (world == nullptr || lacksPixels(*world)) {
         return error::kMissingRecord;
     }
@@ -72,11 +74,7 @@ ErrorCode CFrameStore<T>::Setup(const EffectWorld* world) {
     if (pixelCount(*world) > std::numeric_limits<std::size_t>::max() / kPixelBytes) {
         return error::kOutOfMemory;
     }
-    const std::size_t bytes = pixelCount(*world) * kPixelBytes;
-    inputBuffer_ = makeFrameMemory(bytes, spares_);
-    if (inPlace_ == 0) {
-        outputBuffer_ = makeFrameMemory(bytes, spares_);
-    }
+    reserve(pixelCount(*world) * 4);
     world_ = world;
     bitDepth_ = depthOf(*world);
     channelCount_ = 4;
@@ -103,8 +101,7 @@ ErrorCode CFrameStore<T>::SplitPlanes() {
 
 template <class T>
 ErrorCode CFrameStore<T>::MergePlanes(EffectWorld* destination) {
-    if (destination == nullptr || lacksPixels(*destination) || depthOf(*destination) != bitDepth_ ||
-        pixelCount(*destination) > planeSamples()) {
+    if (destination == nullptr || world_ == nullptr || !fitsPlanesOf(*world_, *destination)) {
         return error::kMissingRecord;
     }
     const InterleavedFrame frame = viewOf(*destination);
@@ -121,20 +118,23 @@ template class CFrameStore<std::uint8_t>;
 template class CFrameStore<std::uint16_t>;
 
 CreatedFrameStore CreateFrameStore(std::int32_t bitDepth, std::int32_t channelOrder,
-                                   std::int32_t inPlace, SpareMemory* spares) {
+                                   std::int32_t inPlace) {
     if (channelOrder != 0 && channelOrder != 1) {
         return {error::kUnsupportedChannelOrder, nullptr};
     }
     switch (bitDepth) {
     case 8:
-        return {error::kNone,
-                std::make_unique<CFrameStore<std::uint8_t>>(channelOrder, inPlace, spares)};
+        return {error::kNone, std::make_unique<CFrameStore<std::uint8_t>>(channelOrder, inPlace)};
     case 16:
-        return {error::kNone,
-                std::make_unique<CFrameStore<std::uint16_t>>(channelOrder, inPlace, spares)};
+        return {error::kNone, std::make_unique<CFrameStore<std::uint16_t>>(channelOrder, inPlace)};
     default:
         return {error::kOutOfMemory, nullptr};
     }
+}
+
+bool fitsPlanesOf(const EffectWorld& world, const EffectWorld& destination) {
+    return !lacksPixels(destination) && depthOf(destination) == depthOf(world) &&
+           pixelCount(destination) <= pixelCount(world);
 }
 
 } // namespace tintwell

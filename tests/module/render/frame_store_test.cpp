@@ -1,4 +1,4 @@
-#include "module/temporal/frame_store.h"
+#include "module/render/frame_store.h"
 
 #include <gtest/gtest.h>
 
@@ -22,7 +22,7 @@ EffectWorld worldOf(std::vector<std::uint16_t>& samples, std::int32_t width) {
 TEST(FrameStore, MergesASeparateOutputOfItsOwn) {
     std::vector<std::uint16_t> pixels = {1, 2, 3, 4};
     EffectWorld world = worldOf(pixels, 1);
-    auto [code, store] = CreateFrameStore(16, 1, 0, nullptr);
+    auto [code, store] = CreateFrameStore(16, 1, 0);
     EXPECT_EQ(store->ChannelCount(), 0);
     ASSERT_EQ(store->Setup(&world), 0);
     ASSERT_EQ(store->SplitPlanes(), 0);
@@ -41,7 +41,7 @@ TEST(FrameStore, MergesASeparateOutputOfItsOwn) {
 TEST(FrameStore, KnowsTheScalesOfItsDepths) {
     std::vector<std::uint16_t> pixel(4);
     const EffectWorld deep = worldOf(pixel, 1);
-    CFrameStore<std::uint16_t> store(0, 1, nullptr);
+    CFrameStore<std::uint16_t> store(0, 1);
     EXPECT_EQ(store.bitDepth(), 8);
     EXPECT_EQ(store.maxValue(), 0);
     ASSERT_EQ(store.Setup(&deep), 0);
@@ -53,12 +53,12 @@ TEST(FrameStore, KnowsTheScalesOfItsDepths) {
 }
 
 TEST(FrameStore, RefusesWhatIsMissingOrDoesNotFit) {
-    EXPECT_EQ(CreateFrameStore(10, 0, 1, nullptr).code, 4);
-    EXPECT_EQ(CreateFrameStore(8, 2, 1, nullptr).code, 10002);
+    EXPECT_EQ(CreateFrameStore(10, 0, 1).code, 4);
+    EXPECT_EQ(CreateFrameStore(8, 2, 1).code, 10002);
     std::vector<std::uint16_t> pixels(8, 3);
     const EffectWorld one = worldOf(pixels, 1);
     EffectWorld two = worldOf(pixels, 2);
-    auto [code, store] = CreateFrameStore(16, 0, 1, nullptr);
+    auto [code, store] = CreateFrameStore(16, 0, 1);
     EXPECT_EQ(store->SplitPlanes(), 512) << "nothing set up";
     ASSERT_EQ(store->Setup(&one), 0);
     EXPECT_EQ(store->MergePlanes(nullptr), 512);

@@ -1,10 +1,9 @@
 #pragma once
 
-// One frame of the host's pixels as four planes, so that analysis and application work channel by
-// channel. The planes are always in the order alpha, red, green, blue, whatever the host's order;
-// 16-bit samples keep the host's scale, 0..32768.
+// A frame of the host's pixels, or a band of its rows, as four planes, so that the application
+// works channel by channel. The planes are always in the order alpha, red, green, blue, whatever
+// the host's order; 16-bit samples keep the host's scale, 0..32768.
 
-#include "module/frame/frame_memory.h"
 #include "module/interface/host_interface.h"
 
 #include <cstdint>
@@ -13,7 +12,8 @@
 namespace tintwell {
 
 /// Made by CreateFrameStore and owned by its caller. Setup binds it to a world, which must outlive
-/// its use; the planes belong to the store and live until the next Setup or its destruction.
+/// its use; the planes belong to the store and live until the next Setup or its destruction. A
+/// Setup for no more pixels than the last one uses its memory again.
 class CFrameStoreBase {
 public:
     CFrameStoreBase() = default;
@@ -44,8 +44,8 @@ public:
 template <class T>
 class CFrameStore final : public CFrameStoreBase {
 public:
-    CFrameStore(std::int32_t channelOrder, std::int32_t inPlace, SpareMemory* spares)
-        : channelOrder_(channelOrder), inPlace_(inPlace), spares_(spares) {}
+    CFrameStore(std::int32_t channelOrder, std::int32_t inPlace)
+        : channelOrder_(channelOrder), inPlace_(inPlace) {}
 
     ErrorCode Setup(const EffectWorld* world) override;
     ErrorCode SplitPlanes() override;
@@ -54,9 +54,9 @@ public:
 
     void* OutputPlane(std::int32_t k) override { return planeOf(outputSide(), k); }
 
-    void* InputBuffer() override { return inputBuffer_.get(); }
+    void* InputBuffer() override { return samplesOf(inputBuffer_); }
 
-    void* OutputBuffer() override { return outputBuffer_.get(); }
+    void* OutputBuffer() override { return samplesOf(outputBuffer_); }
 
     ErrorCode MergePlanes(EffectWorld* destination) override;
 
@@ -71,24 +71,28 @@ public:
     T maxValue() const { return maxValue_; }
 
 private:
-    static T* samplesOf(const FrameMemory& buffer) { return reinterpret_cast<T*>(buffer.get()); }
+    using Buffer = std::unique_ptr<T[]>;
+
+    /// Null before Setup, whatever memory is kept.
+    T* samplesOf(const Buffer& buffer) const { return world_ != nullptr ? buffer.get() : nullptr; }
 
     std::size_t planeSamples() const;
-    T* planeOf(const FrameMemory& buffer, std::int32_t k) const;
+    T* planeOf(const Buffer& buffer, std::int32_t k) const;
+    void reserve(std::size_t samples);
 
-    const FrameMemory& outputSide() const { return inPlace_ != 0 ? inputBuffer_ : outputBuffer_; }
+    const Buffer& outputSide() const { return inPlace_ != 0 ? inputBuffer_ : outputBuffer_; }
 
     const EffectWorld* world_ = nullptr;
     std::int32_t bitDepth_ = 8;
     std::int32_t channelCount_ = 0;
-    FrameMemory inputBuffer_;
-    FrameMemory outputBuffer_;
+    Buffer inputBuffer_;
+    Buffer outputBuffer_;
+    std::size_t capacity_ = 0; ///< samples each buffer holds
     T midValue_ = 0;
     T bitCount_ = 0;
     T maxValue_ = 0;
     std::int32_t channelOrder_; ///< 0: pixels are A,R,G,B; 1: B,G,R,A
     std::int32_t inPlace_;      ///< not 0: the input planes serve as output too
-    SpareMemory* spares_;
 };
 
 struct CreatedFrameStore {
@@ -97,9 +101,12 @@ struct CreatedFrameStore {
 };
 
 /// `bitDepth` is 8 or 16; anything else gives code 4. `channelOrder` 0 is A,R,G,B, 1 is B,G,R,A;
-/// anything else gives code 10002. The planes' memory is taken from and given back to the spares,
-/// which must outlive the store or be null.
+/// anything else gives code 10002. Throws std::bad_alloc.
 CreatedFrameStore CreateFrameStore(std::int32_t bitDepth, std::int32_t channelOrder,
-                                   std::int32_t inPlace, SpareMemory* spares);
+                                   std::int32_t inPlace);
+
+/// Whether the planes of one world can be merged into the other: it has its pixels, as deep and no
+/// more of them.
+bool fitsPlanesOf(const EffectWorld& world, const EffectWorld& destination);
 
 } // namespace tintwell
