@@ -2,8 +2,11 @@
 
 #include "media/clip_info.h"
 #include "media/ffmpeg_objects.h"
-#include "media/read/copied_packets.h"
-#include "media/read/input_file.h"
+#include "media/input/input_file.h"
+#include "media/moment.h"
+#include "media/read/clip_streams.h"
+#include "media/read/missing_frames.h"
+#include "media/read/span_gate.h"
 
 #include <cstdint>
 #include <optional>
@@ -39,15 +42,15 @@ public:
     const ClipInfo& info() const { return info_; }
 
     /// For the writer, which takes over streams and metadata; not while another thread reads.
-    const AVFormatContext& container() const { return *file_.container; }
+    const AVFormatContext& container() const { return *streams_.file().container; }
 
-    const AVStream& video() const { return *file_.video; }
+    const AVStream& video() const { return *streams_.file().video; }
 
     /// From now on only packets of these streams are delivered. Before the first read.
-    void keepStreams(const std::vector<int>& indices);
+    void keepStreams(const std::vector<int>& indices) { streams_.keepOnly(indices); }
 
     /// From now on up to so many frames behind the span are passed over too. Before the first read.
-    void readBeyondSpan(std::int64_t frames) { framesBeyond_ = frames; }
+    void readBeyondSpan(std::int64_t frames) { gate_.passBehind(frames); }
 
     /// Goes to a key frame at or before the frame of this pts, where the input can: what is read
     /// next is decoded from there, may begin with pictures that lack what they were predicted from,
@@ -65,53 +68,28 @@ public:
 
     /// The moment of the clip that is time 0 of what is delivered; known from the first frame on,
     /// and from any thread that has been handed one.
-    const std::optional<Moment>& start() const { return copied_.start(); }
+    const std::optional<Moment>& start() const { return streams_.copied().start(); }
 
     /// What the user should hear about the clip; complete at the end.
     std::vector<std::string> warnings() const;
 
 private:
-    enum class Step : std::uint8_t { Frame, Fed, End };
-
-    void openDecoder();
-    void decodeFirstFrame();
-    void describe();
-    void describeTiming();
-    void checkSpan() const;
-
-    Step step();
-    void feedDecoder();
-    PacketPtr readPacket();
-    bool endedEarly() const;
-    bool seekTime(std::int64_t time);
     bool hasClipSize() const;
-    void checkFrame() const;
+    void checkSize() const;
     Moment timeOfFrame() const;
-    void noteMissingFrames();
+
+    ReadItem readFrame();
     ReadItem takeFrame();
-    ReadItem skipFrame();
-    ReadItem passBeyond();
-    ReadItem finish(const std::optional<Moment>& end);
-    void readPacketsUntil(const Moment& end);
-    [[noreturn]] void throwOutsideClip(std::int64_t frameCount) const;
+    ReadItem passFrame();
+    ReadItem takePackets();
+    ReadItem finish();
 
     std::string name_;
-    ReaderOptions options_;
-    InputFile file_;
-    CodecContextPtr decoder_;
+    SpanGate gate_;
+    ClipStreams streams_;
     ClipInfo info_;
-    CopiedPackets copied_;
-    FramePtr frame_;             ///< decoded and not delivered yet
-    std::int64_t nextIndex_ = 0; ///< of the frame that is delivered or skipped next
-    std::int64_t damaged_ = 0;   ///< packets that could not be decoded, and frames with flaws
-    std::int64_t missing_ = 0;   ///< frames that the timestamps of a steady clip leave out
-    std::int64_t previousTime_ = AV_NOPTS_VALUE; ///< of the last frame taken
-    int failuresInARow_ = 0;
-    std::string readFailure_; ///< why reading ended before the end of the file
-    std::int64_t framesBeyond_ = 0;
-    std::optional<Moment> spanEnd_; ///< known once a frame behind the span is
-    bool inputEnded_ = false;
-    std::int64_t lastTime_ = AV_NOPTS_VALUE; ///< end of what was read so far, in microseconds
+    MissingFrames missing_;
+    std::int64_t nextIndex_ = 0; ///< of the frame that is delivered or passed over next
     bool finished_ = false;
 };
 

@@ -1,23 +1,13 @@
 #pragma once
 
 #include "media/ffmpeg_objects.h"
+#include "media/moment.h"
 
-#include <cstdint>
+#include <cstddef>
 #include <optional>
 #include <vector>
 
 namespace tintwell::media {
-
-/// A point in time or a span of it: a number of time bases.
-struct Moment {
-    std::int64_t ticks = 0;
-    AVRational timeBase{1, AV_TIME_BASE};
-};
-
-bool operator<(const Moment& left, const Moment& right);
-
-/// The moment in another time base, rounded.
-std::int64_t ticksOf(const Moment& moment, AVRational timeBase);
 
 /// Packets of the streams that are copied, on their way past the video: cut to the span of the
 /// frames that are delivered, and shifted with them so that the span starts at time 0.

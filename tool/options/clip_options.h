@@ -2,7 +2,7 @@
 
 #include "inspect/clip_walk.h"
 #include "media/clip_info.h"
-#include "media/read/input_file.h"
+#include "media/input/input_file.h"
 #include "tool/values/render_options.h"
 
 #include <CLI/CLI.hpp>

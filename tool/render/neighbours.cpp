@@ -2,9 +2,9 @@
 
 #include "inspect/correction_finder.h"
 #include "media/image_sequence.h"
+#include "media/input/input_file.h"
 #include "media/neighbours/file_neighbours.h"
 #include "media/read/clip_for_effect.h"
-#include "media/read/input_file.h"
 #include "tool/options/clip_options.h"
 #include "tool/terminal/user_error.h"
 

@@ -1,4 +1,4 @@
-#include "media/read/input_file.h"
+#include "media/input/input_file.h"
 
 #include "media/ffmpeg_log.h"
 #include "media/image_sequence.h"

@@ -1,0 +1,128 @@
+#include "media/input/video_decoder.h"
+
+#include "media/clip_info.h"
+#include "media/ffmpeg_log.h"
+#include "media/input/input_file.h"
+#include "media/media_error.h"
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+#include <string_view>
+#include <thread>
+
+namespace tintwell::media {
+namespace {
+
+/// A decoder that fails this often without taking a packet will not recover.
+constexpr int kMaximumFailuresInARow = 100;
+
+/// Every thread of a decoder holds frames, so that many threads are memory before they are speed.
+int decoderThreads(const AVCodecParameters& parameters) {
+    const bool large = std::int64_t{parameters.width} * parameters.height > 1920 * 1200;
+    const int processors = static_cast<int>(std::max(1U, std::thread::hardware_concurrency()));
+    return std::min(processors, large ? 4 : 8);
+}
+
+/// Where a stream is damaged, decoders can leave parts of a picture as they find them. They must
+/// not find what was there before: the same clip is to give the same pictures, always.
+int getClearedBuffer(AVCodecContext* decoder, AVFrame* frame, int flags) {
+    const int code = avcodec_default_get_buffer2(decoder, frame, flags);
+    for (AVBufferRef* buffer : frame->buf) {
+        if (code == 0 && buffer != nullptr) {
+            std::memset(buffer->data, 0, static_cast<std::size_t>(buffer->size));
+        }
+    }
+    return code;
+}
+
+void clearNewPictures(AVCodecContext& decoder) {
+    decoder.get_buffer2 = getClearedBuffer;
+#if FF_API_THREAD_SAFE_CALLBACKS
+    // FFmpeg 5 calls it from one thread at a time, and decodes more slowly, unless told not to.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+    decoder.thread_safe_callbacks = 1;
+#pragma GCC diagnostic pop
+#endif
+}
+
+/// FFmpeg's own decoders of VP8 and VP9 leave the transparency out.
+const AVCodec* findDecoder(const AVStream& stream) {
+    const AVCodecID id = stream.codecpar->codec_id;
+    const AVDictionaryEntry* alpha = av_dict_get(stream.metadata, "alpha_mode", nullptr, 0);
+    const AVCodec* codec = nullptr;
+    if (alpha != nullptr && std::string_view(alpha->value) == "1") {
+        codec = id == AV_CODEC_ID_VP9   ? avcodec_find_decoder_by_name("libvpx-vp9")
+                : id == AV_CODEC_ID_VP8 ? avcodec_find_decoder_by_name("libvpx")
+                                        : nullptr;
+    }
+    return codec != nullptr ? codec : avcodec_find_decoder(id);
+}
+
+} // namespace
+
+VideoDecoder::VideoDecoder(const std::string& input, const AVStream& stream) {
+    const AVCodecParameters& parameters = *stream.codecpar;
+    const AVCodec* codec = findDecoder(stream);
+    if (codec == nullptr) {
+        throw MediaError(input + ": there is no decoder for its video (" +
+                         avcodec_get_name(parameters.codec_id) + ")");
+    }
+    checkPictureSize(input, parameters.width, parameters.height);
+    context_.reset(avcodec_alloc_context3(codec));
+    if (!context_ || avcodec_parameters_to_context(context_.get(), &parameters) < 0) {
+        throw std::bad_alloc();
+    }
+    context_->pkt_timebase = stream.time_base;
+    context_->thread_count = decoderThreads(parameters);
+    context_->max_pixels = kMaximumPixels;
+    clearNewPictures(*context_);
+    if (const int code = avcodec_open2(context_.get(), codec, nullptr); code < 0) {
+        throw MediaError(input + ": its video (" + codec->name + ") cannot be decoded (" +
+                         explainFailure(code) + ")");
+    }
+}
+
+FramePtr VideoDecoder::receive() {
+    FramePtr frame = makeFrame();
+    while (true) {
+        const int code = avcodec_receive_frame(context_.get(), frame.get());
+        if (code == 0) {
+            failuresInARow_ = 0;
+            if (frame->decode_error_flags != 0 || (frame->flags & AV_FRAME_FLAG_CORRUPT) != 0) {
+                ++damaged_;
+            }
+            return frame;
+        }
+        if (code == AVERROR(ENOMEM)) {
+            throw std::bad_alloc();
+        }
+        if (code == AVERROR(EAGAIN)) {
+            return nullptr;
+        }
+        if (code == AVERROR_EOF || ++failuresInARow_ > kMaximumFailuresInARow) {
+            ended_ = true;
+            return nullptr;
+        }
+        ++damaged_;
+    }
+}
+
+void VideoDecoder::feed(const AVPacket* packet) {
+    const int code = avcodec_send_packet(context_.get(), packet);
+    if (code == AVERROR(ENOMEM)) {
+        throw std::bad_alloc();
+    }
+    if (code < 0 && code != AVERROR_EOF) {
+        ++damaged_;
+    }
+}
+
+void VideoDecoder::startAnew() {
+    avcodec_flush_buffers(context_.get());
+    ended_ = false;
+    failuresInARow_ = 0;
+}
+
+} // namespace tintwell::media

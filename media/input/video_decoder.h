@@ -1,0 +1,43 @@
+#pragma once
+
+#include "media/ffmpeg_objects.h"
+
+#include <cstdint>
+#include <string>
+
+namespace tintwell::media {
+
+/// Turns the packets of a video stream into frames in the order of presentation. What cannot be
+/// decoded is passed over and counted. The same packets always give the same pictures.
+class VideoDecoder {
+public:
+    /// `input` is what messages call the stream's file. Throws MediaError where there is no decoder
+    /// for the stream.
+    VideoDecoder(const std::string& input, const AVStream& stream);
+
+    /// Empty where more packets are needed, and at the end.
+    FramePtr receive();
+
+    /// Whether no more frames will come: those before the end of the video are delivered, or the
+    /// decoder has given up.
+    bool ended() const { return ended_; }
+
+    /// After an empty receive(); nullptr is the end of the video.
+    void feed(const AVPacket* packet);
+
+    /// What is fed next belongs to another place of the stream.
+    void startAnew();
+
+    /// Packets that could not be decoded, and frames with flaws.
+    std::int64_t damaged() const { return damaged_; }
+
+    void forgetDamage() { damaged_ = 0; }
+
+private:
+    CodecContextPtr context_;
+    bool ended_ = false;
+    int failuresInARow_ = 0;
+    std::int64_t damaged_ = 0;
+};
+
+} // namespace tintwell::media

@@ -1,0 +1,116 @@
+#include "media/read/clip_description.h"
+
+#include "media/read/frame_spacing.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+
+extern "C" {
+#include <libavutil/display.h>
+}
+
+namespace tintwell::media {
+namespace {
+
+constexpr AVRational kUsualFrameRate{25, 1};
+
+bool isRate(AVRational rate) {
+    return rate.num > 0 && rate.den > 0;
+}
+
+bool isClose(double value, double other) {
+    return std::abs(value / other - 1.0) < 0.002;
+}
+
+double rotationOf(const AVStream& stream) {
+    std::size_t size = 0;
+    const std::uint8_t* matrix = av_stream_get_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, &size);
+    if (matrix == nullptr || size < 9 * sizeof(std::int32_t)) {
+        return 0.0;
+    }
+    const double angle = av_display_rotation_get(reinterpret_cast<const std::int32_t*>(matrix));
+    return std::isnan(angle) ? 0.0 : angle;
+}
+
+ColorTags colorTagsOf(const AVFrame& frame, const AVCodecParameters& stream) {
+    const auto stated = [](auto frameTag, auto streamTag, auto unspecified) {
+        return frameTag != unspecified ? frameTag : streamTag;
+    };
+    ColorTags tags;
+    tags.matrix = stated(frame.colorspace, stream.color_space, AVCOL_SPC_UNSPECIFIED);
+    tags.range = stated(frame.color_range, stream.color_range, AVCOL_RANGE_UNSPECIFIED);
+    tags.primaries = stated(frame.color_primaries, stream.color_primaries, AVCOL_PRI_UNSPECIFIED);
+    tags.transfer = stated(frame.color_trc, stream.color_trc, AVCOL_TRC_UNSPECIFIED);
+    tags.chromaLocation =
+        stated(frame.chroma_location, stream.chroma_location, AVCHROMA_LOC_UNSPECIFIED);
+    return tags;
+}
+
+void describePicture(const InputFile& file, AVFrame& first, ClipInfo& info) {
+    info.width = first.width;
+    info.height = first.height;
+    info.pixelFormat = static_cast<AVPixelFormat>(first.format);
+    const PixelFormatTraits traits = traitsOf(info.pixelFormat);
+    info.bitsPerChannel = traits.depth;
+    info.alpha = traits.alpha;
+    info.tags = colorTagsOf(first, *file.video->codecpar);
+    info.color = resolveColor(info.pixelFormat, info.width, info.height, info.tags);
+    info.sampleAspectRatio = av_guess_sample_aspect_ratio(file.container.get(), file.video, &first);
+    info.rotation = rotationOf(*file.video);
+}
+
+void describeRate(AVStream& stream, ClipInfo& info) {
+    const AVRational average = stream.avg_frame_rate;
+    const AVRational smallest = stream.r_frame_rate; // the rate that all timestamps fit in
+    const bool fieldRate = stream.codecpar->field_order > AV_FIELD_PROGRESSIVE;
+    const std::optional<bool> even = isEvenlySpaced(stream);
+    if (!isRate(average) || !isRate(smallest)) {
+        info.frameRate = isRate(average) ? average : kUsualFrameRate;
+    } else if (even.value_or(isClose(av_q2d(average), av_q2d(smallest)))) {
+        info.frameRate = isClose(av_q2d(average), av_q2d(smallest)) ? smallest : average;
+    } else if (!even && fieldRate && isClose(2 * av_q2d(average), av_q2d(smallest))) {
+        info.frameRate = av_mul_q(smallest, {1, 2});
+    } else {
+        info.frameRate = average;
+        info.variableFrameRate = true;
+    }
+    info.rateIsExact = even.value_or(av_cmp_q(av_inv_q(info.timeBase), info.frameRate) == 0);
+}
+
+std::optional<FrameCount> countFrames(const InputFile& file, AVRational frameRate) {
+    if (file.sequenceLength) {
+        return file.sequenceLength;
+    }
+    const AVStream& stream = *file.video;
+    if (stream.nb_frames > 0) {
+        return FrameCount{stream.nb_frames, true};
+    }
+    const std::int64_t duration =
+        stream.duration != AV_NOPTS_VALUE
+            ? av_rescale_q(stream.duration, stream.time_base, AVRational{1, AV_TIME_BASE})
+            : file.container->duration;
+    if (duration <= 0) {
+        return {};
+    }
+    const std::int64_t frames =
+        av_rescale(duration, frameRate.num, std::int64_t{AV_TIME_BASE} * frameRate.den);
+    return FrameCount{std::max<std::int64_t>(1, frames), false};
+}
+
+} // namespace
+
+ClipInfo describeClip(const InputFile& file, AVFrame& first) {
+    ClipInfo info;
+    describePicture(file, first, info);
+    info.timeBase = file.video->time_base;
+    describeRate(*file.video, info);
+    info.frameCount = countFrames(file, info.frameRate);
+    info.formatName = file.container->iformat->name;
+    info.codecName = avcodec_get_name(file.video->codecpar->codec_id);
+    return info;
+}
+
+} // namespace tintwell::media

@@ -1,0 +1,101 @@
+#include "media/read/clip_streams.h"
+
+#include "media/ffmpeg_log.h"
+#include "media/media_error.h"
+#include "media/read/leap.h"
+
+#include <utility>
+
+namespace tintwell::media {
+
+ClipStreams::ClipStreams(const std::string& name, InputFile file, bool copyOthers)
+    : copyOthers_(copyOthers), packets_(std::move(file)), decoder_(name, packets_.video()) {
+    if (!copyOthers_) {
+        packets_.keepOnly({});
+    }
+    decodeFirstFrame(name);
+}
+
+void ClipStreams::decodeFirstFrame(const std::string& name) {
+    while (!frame_) {
+        if (!advance()) {
+            const std::string& failure = packets_.failure();
+            const std::string reason = failure.empty() ? takeFfmpegMessage() : failure;
+            throw MediaError(name + ": no picture in it can be decoded" +
+                             (reason.empty() ? "" : " (" + reason + ")"));
+        }
+    }
+    checkPictureSize(name, frame_->width, frame_->height);
+}
+
+void ClipStreams::keepOnly(const std::vector<int>& streams) {
+    packets_.keepOnly(streams);
+    copied_.keepOnly(streams);
+}
+
+bool ClipStreams::advance() {
+    frame_ = decoder_.receive();
+    if (!frame_ && !decoder_.ended()) {
+        readPacket();
+    }
+    return !decoder_.ended();
+}
+
+void ClipStreams::readPacket() {
+    PacketPtr packet = packets_.read();
+    if (!packet || packet->stream_index == packets_.video().index) {
+        decoder_.feed(packet.get());
+    } else if (copyOthers_) {
+        const AVStream& stream = packets_.streamOf(*packet);
+        copied_.add(std::move(packet), stream);
+    }
+}
+
+void ClipStreams::finish(const std::optional<Moment>& end) {
+    frame_.reset();
+    if (!end || !copyOthers_) {
+        return;
+    }
+    // They may lie in the file behind the video that they accompany, but hardly by a second.
+    const AVStream& video = packets_.video();
+    const std::int64_t enough =
+        ticksOf(*end, video.time_base) + av_rescale_q(1, {1, 1}, video.time_base);
+    while (PacketPtr packet = packets_.read()) {
+        const AVStream& stream = packets_.streamOf(*packet);
+        if (&stream != &video) {
+            copied_.add(std::move(packet), stream);
+        } else if (packet->dts != AV_NOPTS_VALUE && packet->dts > enough) {
+            return;
+        }
+    }
+}
+
+bool ClipStreams::seek(std::int64_t time) {
+    if (!packets_.seek(time)) {
+        return false;
+    }
+    decoder_.startAnew();
+    frame_.reset();
+    return true;
+}
+
+ClipStreams::Landing ClipStreams::leapTo(std::int64_t index) {
+    const std::optional<Leap> leap = Leap::plan(packets_.video(), frame_->pts, index);
+    if (!leap) {
+        return Landing::Stayed;
+    }
+    if (!seek(leap->start())) {
+        return Landing::Failed;
+    }
+    while (!frame_ || leap->isBefore(*frame_)) {
+        if (!advance()) {
+            return Landing::Failed;
+        }
+    }
+    // Of pictures that lack what they were predicted from.
+    packets_.forgetDamage();
+    decoder_.forgetDamage();
+    return leap->hasArrived(*frame_) ? Landing::Arrived : Landing::Failed;
+}
+
+} // namespace tintwell::media
