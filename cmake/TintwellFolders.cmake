@@ -1,7 +1,8 @@
 # A folder of the project sees the headers of the folders it is linked with, and no others: every
 # target offers its headers through a view of its own in the build tree, in which each stands under
 # its path from the root of the project. Including a header of a folder that is not linked does not
-# compile. What the targets may include is written to house.json in the build tree, for scripts/house.
+# compile. What the targets may include is written to house.json in the build tree; scripts/house
+# reads it.
 
 # Offers the headers of the current folder (all of it, or only the HEADERS named) to TARGET's users.
 function(tintwell_offer_headers target scope)
