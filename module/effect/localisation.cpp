@@ -7,6 +7,8 @@ namespace {
 
 // The host resolves an index to the text after the equals sign, or to a translation of it, and
 // expands "#{cr}" to a line break.
+// Hosts take the count of the descriptor as the number of entries, or as one more: the last entry
+// is there for those that read it, and says nothing.
 constexpr StringTableEntry kEntries[] = {
     {"$$$/QX/Tintwell/LStr/0000=Tintwell, v%d.%d#{cr}#{cr}"
      "Copyright 2026 the Tintwell authors.#{cr}#{cr}"
@@ -19,9 +21,10 @@ constexpr StringTableEntry kEntries[] = {
     {"$$$/QX/Tintwell/LStr/0005=White Clip", {}},
     {"$$$/QX/Tintwell/LStr/0006=Snap Neutral Midtones", {}},
     {"$$$/QX/Tintwell/LStr/0007=Blend With Original", {}},
+    {nullptr, {}},
 };
 
-constexpr StringTableDescriptor kDescriptor = {"", std::size(kEntries) + 1, kEntries};
+constexpr StringTableDescriptor kDescriptor = {"", std::size(kEntries), kEntries};
 
 } // namespace
 

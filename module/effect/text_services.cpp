@@ -3,7 +3,6 @@
 #include "module/effect/identity.h"
 
 #include <algorithm>
-#include <cstring>
 #include <string>
 #include <string_view>
 
@@ -14,23 +13,32 @@ bool isContinuationByte(char byte) {
     return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U;
 }
 
-/// The longest beginning of the text that fits `size` bytes with its terminator and ends between
-/// two characters.
-std::string cutToFit(std::string_view text, std::size_t size) {
+/// How much of the text fits `size` bytes with its terminator, cut between two characters.
+std::size_t fittingLength(std::string_view text, std::size_t size) {
     std::size_t length = std::min(text.size(), size - 1);
     while (length > 0 && length < text.size() && isContinuationByte(text[length])) {
         --length;
     }
-    return std::string(text.substr(0, length));
+    return length;
 }
 
-/// A text cut inside a conversion would end in a lone percent sign.
-void dropCutConversion(std::string_view text, char* end) {
-    const std::size_t last = text.find_last_not_of('%');
-    const std::size_t signs = text.size() - (last == std::string_view::npos ? 0 : last + 1);
-    if (signs % 2 == 1) {
-        *(end - 1) = '\0';
-    }
+/// A format that was cut inside a conversion would end in a lone percent sign.
+std::string_view withoutCutConversion(std::string_view format) {
+    const std::size_t last = format.find_last_not_of('%');
+    const std::size_t signs = format.size() - (last == std::string_view::npos ? 0 : last + 1);
+    return format.substr(0, format.size() - signs % 2);
+}
+
+bool canLookUp(const InData& inData) {
+    return globalDataOf(inData) != nullptr && inData.lookupString != nullptr &&
+           inData.utilities != nullptr && inData.utilities->copyString != nullptr;
+}
+
+/// What the host has for a text; nothing counts as empty.
+std::string_view lookUp(const InData& inData, Text text) {
+    const char* found = inData.lookupString(globalDataOf(inData)->stringTable,
+                                            static_cast<std::int32_t>(text), 0, 0);
+    return found == nullptr ? "" : found;
 }
 
 } // namespace
@@ -69,30 +77,28 @@ ErrorCode releaseStringTable(const InData& inData, GlobalData& global) {
 }
 
 ErrorCode getString(const InData& inData, Text text, char* destination, std::size_t size) {
-    const GlobalData* global = globalDataOf(inData);
-    if (global == nullptr || inData.lookupString == nullptr || inData.utilities == nullptr ||
-        inData.utilities->copyString == nullptr) {
+    if (!canLookUp(inData)) {
         return error::kMissingRecord;
     }
-    const char* found =
-        inData.lookupString(global->stringTable, static_cast<std::int32_t>(text), 0, 0);
-    inData.utilities->copyString(destination,
-                                 cutToFit(found == nullptr ? "" : found, size).c_str());
+    const std::string_view found = lookUp(inData, text);
+    const std::string fitting(found.substr(0, fittingLength(found, size)));
+    inData.utilities->copyString(destination, fitting.c_str());
     return error::kNone;
 }
 
 ErrorCode formatAbout(const InData& inData, OutData& outData) {
-    if (inData.utilities == nullptr || inData.utilities->format == nullptr) {
+    if (inData.utilities == nullptr || inData.utilities->format == nullptr || !canLookUp(inData)) {
         return error::kMissingRecord;
     }
-    char format[sizeof(outData.message)] = {};
-    const ErrorCode code = getString(inData, Text::About, format, sizeof(format));
-    if (code == error::kNone) {
-        dropCutConversion(format, format + std::strlen(format));
-        inData.utilities->format(outData.message, format, identity::kMajorVersion,
-                                 identity::kMinorVersion);
-    }
-    return code;
+    const std::string_view found = lookUp(inData, Text::About);
+    const std::string_view fitting = found.substr(0, fittingLength(found, sizeof(outData.message)));
+    const std::string format(fitting.size() < found.size() ? withoutCutConversion(fitting)
+                                                           : fitting);
+    char copy[sizeof(outData.message)] = {};
+    inData.utilities->copyString(copy, format.c_str());
+    inData.utilities->format(outData.message, copy, identity::kMajorVersion,
+                             identity::kMinorVersion);
+    return error::kNone;
 }
 
 } // namespace tintwell

@@ -27,7 +27,7 @@ ErrorCode releaseSuite(const InData& inData, const char* name, std::int32_t vers
 
 ErrorCode newHandle(const AcquiredSuite<HandleSuite>& suite, std::uint64_t bytes,
                     HostHandle* handle) {
-    if (suite->newHandle == nullptr || suite->disposeHandle == nullptr) {
+    if (suite->newHandle == nullptr) {
         return error::kMissingRecord;
     }
     *handle = suite->newHandle(bytes);
@@ -35,7 +35,9 @@ ErrorCode newHandle(const AcquiredSuite<HandleSuite>& suite, std::uint64_t bytes
         return error::kOutOfMemory;
     }
     if (**handle == nullptr) {
-        suite->disposeHandle(*handle);
+        if (suite->disposeHandle != nullptr) {
+            suite->disposeHandle(*handle);
+        }
         return error::kOutOfMemory;
     }
     return error::kNone;

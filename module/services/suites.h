@@ -64,8 +64,8 @@ private:
     const Suite* table_;
 };
 
-/// A new handle of `bytes`: 4 when the host has no memory, 512 when it lacks the functions to make
-/// and to dispose one.
+/// A new handle of `bytes`: 4 when the host has no memory, 512 when it lacks the function to make
+/// one.
 ErrorCode newHandle(const AcquiredSuite<HandleSuite>& suite, std::uint64_t bytes,
                     HostHandle* handle);
 

@@ -75,6 +75,7 @@ TEST(GlobalSetup, RegistersTheseTexts) {
         EXPECT_EQ(text.substr(0, start.size()), start);
         EXPECT_EQ(text.size() > start.size(), i == 0) << "only the first one goes on";
     }
+    EXPECT_EQ(host.descriptor.entries[8].keyString, nullptr) << "for hosts that read nine";
     const std::string about = host.descriptor.entries[0].keyString;
     EXPECT_TRUE(about.ends_with("#{cr}#{cr}Automatically adjust color by searching for shadows, "
                                 "midtones and highlights."));
@@ -93,6 +94,11 @@ TEST(GlobalSetdown, ReleasesTheTextsAndTheHandle) {
     EXPECT_EQ(host.handles.size(), 0U);
     EXPECT_EQ(host.in.sequenceData, nullptr);
     EXPECT_EQ(host.out.sequenceData, nullptr);
+}
+
+/// A host's formatting that leaves conversions as they are.
+int copyFormat(char* message, const char* format, ...) {
+    return static_cast<int>(std::strlen(std::strcpy(message, format)));
 }
 
 TEST(About, FormatsTheTextAndCutsItBetweenCharacters) {
@@ -116,6 +122,10 @@ TEST(About, FormatsTheTextAndCutsItBetweenCharacters) {
     host.texts[0] = nullptr;
     EXPECT_EQ(host.send(Command::About), 0);
     EXPECT_STREQ(host.out.message, "");
+    host.utilities.format = copyFormat;
+    host.texts[0] = "50%";
+    EXPECT_EQ(host.send(Command::About), 0);
+    EXPECT_STREQ(host.out.message, "50%") << "what fits stays as it is";
 }
 
 bool haveSameBytes(const ParamDef& a, const ParamDef& b) {

@@ -98,6 +98,15 @@ TEST(SmoothingBase, SummedDifferencesPastTheBudgetEndTheWindow) {
     }
 }
 
+TEST(SmoothingBase, VisitsTheCurrentFrameAlsoBehindTheClipsEnd) {
+    GenericRun run({1, 2, 3, 4});
+    run.host.inData.totalDuration = 2 * run.host.inData.timeStep;
+    EXPECT_EQ(run.compute(3, 0.0, false), 0);
+    EXPECT_EQ(run.host.framesRead.front(), 3);
+    ASSERT_NE(run.cache.find(3), nullptr);
+    EXPECT_TRUE(run.cache.find(3)->signature);
+}
+
 TEST(SmoothingBase, StoresTheCurrentFramesSignatureAndDifferences) {
     GenericRun run({0, 4, 6});
     ASSERT_EQ(run.compute(1, 2.0, false), 0);
