@@ -1,6 +1,7 @@
 // The whole Render command through the module, beside a plain copy of the same frame.
 
 #include "content.h"
+#include "counted_memory.h"
 #include "host/effect_instance.h"
 
 #include <benchmark/benchmark.h>
@@ -56,7 +57,13 @@ void render(benchmark::State& state, const FrameSize& size, SampleDepth depth, C
     effect.setUp();
     host::FrameBuffer output(size.width, size.height, depth);
     std::int32_t frame = 0;
+    CountedMemory& memory = countedMemory();
+    const std::size_t before = memory.held;
+    memory.most = before;
     effect.render(frame, *clip.frame(frame), output); // fills the window
+    const auto kibibytes = [](std::size_t bytes) { return static_cast<double>(bytes) / 1024.0; };
+    state.counters["held_kib"] = kibibytes(memory.most - before);
+    state.counters["kept_kib"] = kibibytes(memory.held - before);
     for ([[maybe_unused]] auto iteration : state) {
         ++frame;
         effect.render(frame, *clip.frame(frame), output);

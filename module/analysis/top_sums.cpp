@@ -40,7 +40,7 @@ BandEnd findBandEnd(const LevelCounts& counts, double total, const ToneBand& ban
 
 /// Below this index a band lies only if its table is unlike the sample.
 int expectedLowest(double largestShare, int floor, const LevelCounts& sample) {
-    constexpr double kMargin = 1.15;
+    constexpr double kMargin = 1.3;
     const double budget = kMargin * largestShare * totalOf(sample);
     return std::max(floor, walkBudget(sample, kTopLevel, -1, budget) - kWidening);
 }

@@ -226,6 +226,73 @@ private:
     }
 };
 
+/// Pixels that are to be added, put side by side: bits of a mask looked up one by one take as long
+/// as the additions, and the processor cannot foresee where they end.
+class ListedTones {
+public:
+    explicit ListedTones(ToneSums* sums) : sums_(sums) {}
+
+    ListedTones(const ListedTones&) = delete;
+    ListedTones& operator=(const ListedTones&) = delete;
+
+    ~ListedTones() { add(); }
+
+    /// Of a block, which has kBlockPixels.
+    void list(const std::uint8_t* indices, Lanes chosen, const std::uint8_t* countedPixels) {
+        for (std::size_t first = 0; first < kBlockPixels; first += kAtOnce) {
+            const auto mask = static_cast<__mmask16>(chosen >> first);
+            const __m512i wide = _mm512_cvtepu8_epi32(
+                _mm_loadu_si128(reinterpret_cast<const __m128i*>(indices + first)));
+            store(indices_ + size_, _mm512_maskz_compress_epi32(mask, wide));
+            store(pixels_ + size_,
+                  _mm512_maskz_compress_epi32(mask, load(countedPixels + 4 * first)));
+            size_ += sizeOf(mask);
+        }
+        if (size_ > kMost - kBlockPixels) {
+            add();
+        }
+    }
+
+private:
+    static constexpr std::size_t kBlockPixels = Vectors::kBytes;
+    static constexpr std::size_t kAtOnce = 16;
+    static constexpr std::size_t kMost = 512;
+
+    void add() {
+        for (std::size_t i = 0; i < size_; ++i) {
+            const std::size_t table = i % 2 * kToneIndices;
+            Vectors::addPixel(sums_[table + indices_[i]],
+                              reinterpret_cast<const std::uint8_t*>(pixels_ + i));
+        }
+        size_ = 0;
+    }
+
+    ToneSums* sums_;
+    std::size_t size_ = 0;
+    std::uint32_t indices_[kMost + kAtOnce]; // the last vector may reach beyond
+    std::uint32_t pixels_[kMost + kAtOnce];
+};
+
+void addListedTones(const std::uint8_t* indices, std::uint8_t lowest,
+                    const std::uint8_t* countedPixels, std::size_t count, ToneSums* sums) {
+    ListedTones listed(sums);
+    std::size_t done = 0;
+    for (; done + Vectors::kBytes <= count; done += Vectors::kBytes) {
+        const std::uint8_t* block = indices + done;
+        const Lanes chosen = Vectors::lanesOf(Vectors::atLeast(block, lowest));
+        if (chosen == 0) {
+            continue;
+        }
+        const Lanes same = Vectors::lanesOf(Vectors::equal(block, block[firstOf<Vectors>(chosen)]));
+        if (2 * sizeOf(same) > sizeOf(chosen)) {
+            addTonesOfBlock<Vectors>(block, chosen, countedPixels + 4 * done, sums);
+        } else {
+            listed.list(block, chosen, countedPixels + 4 * done);
+        }
+    }
+    addTones(indices + done, lowest, countedPixels + 4 * done, count - done, sums);
+}
+
 } // namespace
 
 void addAvx512Kernels(KernelSet& kernels) {
@@ -236,9 +303,8 @@ void addAvx512Kernels(KernelSet& kernels) {
     kernels.words.merge = mergeWide<Vectors, std::uint16_t>;
     kernels.words.levels = levelsOfWords;
     kernels.words.blend = blendWide<Vectors, std::uint16_t>;
-    kernels.levels = {
-        tones,      neutralities, leastOfSquares, countLowestWide<Vectors>, addTonesWide<Vectors>,
-        makeCounted};
+    kernels.levels = {tones,          neutralities, leastOfSquares, countLowestWide<Vectors>,
+                      addListedTones, makeCounted};
 }
 
 } // namespace tintwell::kernels
