@@ -1,6 +1,7 @@
 #include "module/analysis/channel_histogram.h"
 
 #include "module/analysis/level_rows.h"
+#include "module/kernels/prefetch.h"
 #include "module/numeric/level_scale.h"
 
 #include <cstddef>
@@ -49,10 +50,19 @@ void addColorsToCombined(ChannelHistogram& histogram) {
 
 } // namespace
 
-void ColorCounter::add(const kernels::ColorRow& row, std::size_t count) {
-    counters_[0].add(row.red, count);
-    counters_[1].add(row.green, count);
-    counters_[2].add(row.blue, count);
+void ColorCounter::add(const kernels::ColorRow& row, std::size_t count, const std::byte* soon,
+                       std::size_t pixelBytes) {
+    const std::array<const std::uint8_t*, 3> channels = {row.red, row.green, row.blue};
+    for (std::size_t c = 0; c < channels.size(); ++c) {
+        // Each channel asks for other lines of what the levels of a block come from.
+        const bool asks = soon != nullptr && c * kernels::kCacheLineBytes < 32 * pixelBytes;
+        if (asks) {
+            counters_[c].add(channels[c], count, soon + c * kernels::kCacheLineBytes, pixelBytes);
+        } else {
+            counters_[c].add(channels[c], count, reinterpret_cast<const std::byte*>(channels[c]),
+                             0);
+        }
+    }
 }
 
 void ColorCounter::writeTo(ChannelHistogram& histogram, bool combine) const {
@@ -76,7 +86,7 @@ void gatherHistogram(ChannelHistogram& histogram, const PixelView& pixels, bool 
         LevelRows levels(pixels);
         ColorCounter counter;
         forEachBand(levels, [&](const kernels::ColorRow& band, std::size_t count) {
-            counter.add(band, count);
+            counter.add(band, count, nullptr, 0);
         });
         counter.writeTo(histogram, combine);
         return;

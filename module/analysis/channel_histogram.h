@@ -36,7 +36,9 @@ bool countsColors(const PixelView& pixels, AutoCorrectionMode mode);
 /// Counts the colours of a frame row by row.
 class ColorCounter {
 public:
-    void add(const kernels::ColorRow& row, std::size_t count);
+    /// `soon` is the memory of as many pixels of `pixelBytes` that come next, or null.
+    void add(const kernels::ColorRow& row, std::size_t count, const std::byte* soon,
+             std::size_t pixelBytes);
 
     /// Writes the colour arrays, and with `combine` array 0 as their sum.
     void writeTo(ChannelHistogram& histogram, bool combine) const;

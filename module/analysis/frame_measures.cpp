@@ -29,7 +29,7 @@ void measureFrame(const PixelView& pixels, AutoCorrectionMode mode, const FrameM
     LevelRows levels(pixels);
     forEachBand(levels, addToKey, [&](const kernels::ColorRow& band, std::size_t count) {
         if (counter) {
-            counter->add(band, count);
+            counter->add(band, count, levels.nextRow(), static_cast<std::size_t>(pixels.pixelStep));
         }
         if (tones) {
             tones->add(band, levels.countedPixels(), count);

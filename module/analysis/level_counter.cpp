@@ -1,5 +1,7 @@
 #include "module/analysis/level_counter.h"
 
+#include "module/kernels/prefetch.h"
+
 #include <algorithm>
 #include <array>
 #include <bit>
@@ -10,12 +12,14 @@ namespace tintwell {
 
 LevelCounter::LevelCounter() : pairs_(kLevels * kLevels) {}
 
-void LevelCounter::add(const std::uint8_t* levels, std::size_t count) {
+void LevelCounter::add(const std::uint8_t* levels, std::size_t count, const std::byte* soon,
+                       std::size_t soonStep) {
     using Words = std::array<std::uint64_t, 4>;
     constexpr std::uint32_t kPairsAtOnce = sizeof(Words) / 2;
     std::uint32_t* const pairs = pairs_.data();
     std::size_t done = 0;
     for (; done + sizeof(Words) <= count; done += sizeof(Words)) {
+        kernels::prefetchLine(soon + done * soonStep);
         Words words;
         std::memcpy(words.data(), levels + done, sizeof(words));
         const std::uint64_t first = words[0];

@@ -17,7 +17,10 @@ class LevelCounter {
 public:
     LevelCounter();
 
-    void add(const std::uint8_t* levels, std::size_t count);
+    /// `soon` is memory that is read soon, `soonStep` bytes for each level, or nothing (0): one
+    /// line of each block's is asked for on the way, so few at a time that nothing waits for them.
+    void add(const std::uint8_t* levels, std::size_t count, const std::byte* soon,
+             std::size_t soonStep);
 
     /// The counts so far.
     LevelCounts counts() const;

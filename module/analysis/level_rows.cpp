@@ -97,6 +97,12 @@ CountedPixels LevelRows::countedPixels() {
     return {counted_.data(), isAlphaFirst};
 }
 
+const std::byte* LevelRows::nextRow() const {
+    const std::int32_t y = firstRow_ + rowCount_;
+    const bool exists = y < rows() && pixels_.isInterleaved() && bandRows() == 1;
+    return exists ? pixels_.data + y * pixels_.rowStep : nullptr;
+}
+
 void LevelRows::prefetch(std::int32_t y) const {
     const std::int32_t end = std::min(rows(), y + bandRows());
     for (; y < end && pixels_.isInterleaved(); ++y) {

@@ -36,6 +36,10 @@ public:
 
     std::size_t rowPixels() const { return pixels_.rowPixels; }
 
+    /// Where the pixels of the row behind the band that was asked for last lie, or null: it pays
+    /// where a band is one row.
+    const std::byte* nextRow() const;
+
     /// For the band that begins with this row, while another one is worked on.
     void prefetch(std::int32_t y) const;
 

@@ -5,6 +5,15 @@
 
 namespace tintwell::kernels {
 
+inline constexpr std::size_t kCacheLineBytes = 64;
+
+/// Asks the processor for memory that is going to be read.
+inline void prefetchLine(const std::byte* memory) {
+#if defined(__GNUC__) || defined(__clang__)
+    __builtin_prefetch(memory);
+#endif
+}
+
 /// Asks the processor for the beginnings of the pages of `bytes` of memory that is going to be read
 /// or written, so that it knows where they are and begins to fetch them while something else is
 /// worked on. The rest follows by its own prediction, which begins anew at every page; to ask for
