@@ -5,7 +5,7 @@
 #include "inspect/frame_findings.h"
 #include "media/clip_info.h"
 #include "media/color/thumbnail.h"
-#include "module/analysis/channel_histogram.h"
+#include "module/counting/channel_histogram.h"
 
 #include <cstdint>
 #include <optional>

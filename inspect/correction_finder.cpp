@@ -189,7 +189,7 @@ LevelsRecord CorrectionFinder::smooth(const FrameFindings& own, const ControlVal
                                       bool highQuality) {
     const InData record = recordFor(own.frame, highQuality);
     const ParameterList params(options_.controls, own.frame, EffectWorld{});
-    const SmoothingRequest request = {record, params.get(), controls, kMode};
+    const RenderRequest request = {record, params.get(), controls, kMode};
     if (!isSmoothed(request)) {
         return own.found;
     }

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "module/analysis/channel_histogram.h"
 #include "module/analysis/clip_points.h"
 #include "module/apply/levels_record.h"
+#include "module/counting/channel_histogram.h"
 #include "module/services/control_values.h"
 #include "module/temporal/frame_cache.h"
 

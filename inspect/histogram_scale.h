@@ -1,6 +1,6 @@
 #pragma once
 
-#include "module/analysis/level_counter.h"
+#include "module/counting/level_counter.h"
 
 #include <algorithm>
 #include <cmath>

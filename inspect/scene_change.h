@@ -1,7 +1,7 @@
 #pragma once
 
-#include "module/analysis/channel_histogram.h"
 #include "module/apply/levels_record.h"
+#include "module/counting/channel_histogram.h"
 
 namespace tintwell::inspect {
 

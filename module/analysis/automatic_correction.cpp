@@ -35,7 +35,8 @@ void analyzeFrame(AutoCorrectionMode mode, const AnalyzedFrame& frame,
     if (!histogram) {
         histogram = std::make_unique<ChannelHistogram>();
         const bool tonesToo = !levels && searchesTones(mode);
-        measureFrame(frame.pixels, mode, {histogram.get(), tonesToo ? &context : nullptr});
+        measureFrame(frame.pixels, mode,
+                     {.histogram = histogram.get(), .tones = tonesToo ? &context : nullptr});
     }
     if (!levels) {
         levels = std::make_unique<LevelsRecord>();

@@ -3,10 +3,10 @@
 // The doorway into the analysis: from one frame to its histogram and its levels.
 
 #include "module/analysis/analyzed_frame.h"
-#include "module/analysis/channel_histogram.h"
-#include "module/analysis/correction_mode.h"
 #include "module/analysis/tone_colors.h"
 #include "module/apply/levels_record.h"
+#include "module/counting/channel_histogram.h"
+#include "module/frame/correction_mode.h"
 
 #include <memory>
 

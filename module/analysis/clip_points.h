@@ -1,7 +1,7 @@
 #pragma once
 
-#include "module/analysis/channel_histogram.h"
 #include "module/analysis/correction_options.h"
+#include "module/counting/channel_histogram.h"
 #include "module/frame/analysis_controls.h"
 
 #include <array>

@@ -1,6 +1,6 @@
 #include "module/analysis/frame_measures.h"
 
-#include "module/analysis/level_rows.h"
+#include "module/counting/level_rows.h"
 
 #include <optional>
 
@@ -14,7 +14,7 @@ void measureFrame(const PixelView& pixels, AutoCorrectionMode mode, const FrameM
         gatherHistogram(*wanted.histogram, pixels, combinesColors(mode), mode);
     }
     std::optional<ToneSearch> tones;
-    if (wanted.tones != nullptr && !wanted.tones->searched) {
+    if (wanted.tones != nullptr && !wanted.tones->searched && hasKnownDepth(pixels)) {
         tones.emplace(pixels);
     }
     const auto addToKey = [&](std::int32_t y, std::int32_t rows) {

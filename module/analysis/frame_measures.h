@@ -3,9 +3,9 @@
 // One walk over a frame's pixels for all that is asked of them: a frame is read from memory once,
 // and its rows stay in the nearest caches.
 
-#include "module/analysis/analysis_key.h"
-#include "module/analysis/channel_histogram.h"
 #include "module/analysis/tone_colors.h"
+#include "module/counting/analysis_key.h"
+#include "module/counting/channel_histogram.h"
 
 namespace tintwell {
 

@@ -7,9 +7,10 @@
 
 #include "module/analysis/neutral_midtones.h"
 
-#include "module/analysis/level_rows.h"
-#include "module/analysis/top_sums.h"
 #include "module/apply/levels_tables.h"
+#include "module/counting/level_rows.h"
+#include "module/counting/top_sums.h"
+#include "module/kernels/kernels.h"
 #include "module/numeric/real_functions.h"
 #include "module/numeric/rounding.h"
 

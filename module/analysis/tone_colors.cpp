@@ -8,6 +8,7 @@
 
 #include "module/analysis/tone_colors.h"
 
+#include "module/kernels/kernels.h"
 #include "module/numeric/level_scale.h"
 #include "module/numeric/rounding.h"
 

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "module/analysis/analyzed_frame.h"
-#include "module/analysis/level_rows.h"
-#include "module/analysis/top_sums.h"
+#include "module/counting/level_rows.h"
+#include "module/counting/top_sums.h"
 
 #include <vector>
 

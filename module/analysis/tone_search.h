@@ -2,9 +2,9 @@
 
 // The colour search: levels from a frame's shadows, midtones and highlights.
 
-#include "module/analysis/channel_histogram.h"
 #include "module/analysis/levels_pairs.h"
 #include "module/analysis/tone_colors.h"
+#include "module/counting/channel_histogram.h"
 
 namespace tintwell {
 

@@ -106,7 +106,7 @@ ErrorCode render(const Call& call) {
     if (call.inData == nullptr || call.params == nullptr || call.params[0] == nullptr) {
         return error::kMissingRecord;
     }
-    SmoothingRequest request = {*call.inData, call.params, {}};
+    RenderRequest request = {*call.inData, call.params, {}};
     const ErrorCode read = readControls(call.params, request.controls);
     return read != error::kNone ? read : renderFrame(request, call.output);
 }

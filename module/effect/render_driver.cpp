@@ -2,42 +2,29 @@
 
 #include "module/analysis/automatic_correction.h"
 #include "module/render/frame_correction.h"
-#include "module/services/parameter_checkout.h"
 #include "module/services/world_view.h"
 
 namespace tintwell {
 namespace {
 
-const EffectWorld& inputOf(const SmoothingRequest& request) {
-    return request.params[static_cast<std::size_t>(Param::InputLayer)]->layer;
-}
-
-Measuring measuringOf(const SmoothingRequest& request) {
+Measuring measuringOf(const RenderRequest& request) {
     return {request.mode, frameCacheOf(request.inData)->secret()};
 }
 
 /// The fingerprint of what the host hands out for the current time; counted when the frame was a
 /// neighbour, as a rule.
-ErrorCode readCurrentFingerprint(const SmoothingRequest& request, KeyedFingerprint& current) {
+ErrorCode readCurrentFingerprint(const RenderRequest& request, KeyedFingerprint& current) {
     const FrameCacheEntry* cached = currentCacheEntry(request.inData);
-    const bool expected = cached != nullptr && cached->source.key.isKnown();
-    if (expected) {
+    if (cached != nullptr && cached->source.key.isKnown()) {
         current = {cached->source.key, *cached->histogram};
     }
-    return readParameter(request.inData, static_cast<std::int32_t>(Param::InputLayer),
-                         request.inData.currentTime, [&](const ParamDef& param) {
-                             if (lacksPixels(param.layer)) {
-                                 return error::kMissingRecord;
-                             }
-                             measureFingerprint(pixelsOf(request.inData, param.layer),
-                                                measuringOf(request), expected, current);
-                             return error::kNone;
-                         });
+    return readFingerprint(request.inData, request.inData.currentTime, measuringOf(request),
+                           current);
 }
 
 /// Finds the current frame's own levels from the fingerprint, or takes those that were found of the
 /// same before. The input need not be what the host hands out for the current time.
-FrameAnalysis analyzeCurrent(const SmoothingRequest& request, const AnalyzedFrame& frame,
+FrameAnalysis analyzeCurrent(const RenderRequest& request, const AnalyzedFrame& frame,
                              const KeyedFingerprint& current) {
     FrameAnalysis analysis;
     analysis.fingerprint = std::make_unique<ChannelHistogram>(current.histogram);
@@ -54,10 +41,9 @@ FrameAnalysis analyzeCurrent(const SmoothingRequest& request, const AnalyzedFram
 }
 
 /// The levels this frame is to be corrected with: its own, smoothed over its neighbours if asked.
-ErrorCode findLevels(const SmoothingRequest& request, const KeyedFingerprint& current,
-                     FrameAnalysis& analysis) {
-    const AnalyzedFrame frame = {pixelsOf(request.inData, inputOf(request)),
-                                 request.controls.analysis};
+ErrorCode findLevels(const RenderRequest& request, const EffectWorld& input,
+                     const KeyedFingerprint& current, FrameAnalysis& analysis) {
+    const AnalyzedFrame frame = {pixelsOf(request.inData, input), request.controls.analysis};
     if (!isSmoothed(request)) {
         analyzeFrame(request.mode, frame, analysis.levels, analysis.fingerprint);
         return error::kNone;
@@ -68,7 +54,7 @@ ErrorCode findLevels(const SmoothingRequest& request, const KeyedFingerprint& cu
 
 } // namespace
 
-ErrorCode renderFrame(const SmoothingRequest& request, EffectWorld* output) {
+ErrorCode renderFrame(const RenderRequest& request, EffectWorld* output) {
     if (frameCacheOf(request.inData) == nullptr) {
         return error::kMissingRecord;
     }
@@ -77,17 +63,19 @@ ErrorCode renderFrame(const SmoothingRequest& request, EffectWorld* output) {
     if (isSmoothed(request)) {
         code = readCurrentFingerprint(request, current);
     }
+    // A copy of the record: what was looked at once is not looked at again after host calls.
+    const EffectWorld input = request.params[static_cast<std::size_t>(Param::InputLayer)]->layer;
     if (code == error::kNone) {
-        code = checkWorld(inputOf(request));
+        code = checkWorld(input);
     }
     FrameAnalysis analysis;
     if (code == error::kNone) {
-        code = findLevels(request, current, analysis);
+        code = findLevels(request, input, current, analysis);
     }
     if (code != error::kNone) {
         return code;
     }
-    return correctFrame(inputOf(request), output,
+    return correctFrame(input, output,
                         {*analysis.levels, request.controls.blend, channelOrderOf(request.inData)});
 }
 

@@ -10,6 +10,6 @@ namespace tintwell {
 /// Needs the sequence's frame cache. The output may be null, which is found only when there is
 /// something to write. On an error it keeps whatever was written so far. Throws std::bad_alloc with
 /// everything it made released.
-ErrorCode renderFrame(const SmoothingRequest& request, EffectWorld* output);
+ErrorCode renderFrame(const RenderRequest& request, EffectWorld* output);
 
 } // namespace tintwell

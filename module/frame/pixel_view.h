@@ -32,6 +32,10 @@ struct PixelView {
     bool isInterleaved() const { return pixelStep == 4 * sampleBytes(bitDepth); }
 };
 
+inline bool hasKnownDepth(const PixelView& pixels) {
+    return pixels.bitDepth == 8 || pixels.bitDepth == 16;
+}
+
 inline PixelView viewOfPlanes(const PlanarImage& image) {
     const std::ptrdiff_t plane = isEmpty(image) ? 0 : std::ptrdiff_t{image.height} * image.rowBytes;
     return {static_cast<const std::byte*>(image.data),

@@ -142,8 +142,8 @@ static_assert(offsetof(ParamDef, slider.precision) == 124);
 static_assert(offsetof(ParamDef, slider.displayFlags) == 126);
 static_assert(sizeof(ParamDef) == 176);
 
-/// What the module hands the host to register its texts: `count` is one more than the number of
-/// `entries`, whose first words point at key strings of the form "key=default text".
+/// What the module hands the host to register its texts: `entries` whose first words point at key
+/// strings of the form "key=default text". The last of the `count` entries is null.
 struct StringTableEntry {
     const char* keyString;
     std::byte reserved8[24];

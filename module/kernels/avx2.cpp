@@ -70,12 +70,12 @@ __m256i levelsOf(__m256i first, __m256i second) {
     return _mm256_permute4x64_epi64(_mm256_packus_epi16(levelsOf(first), levelsOf(second)), 0xD8);
 }
 
-void levelsOfWords(const std::uint16_t* samples, std::size_t count, std::uint8_t* levels) {
+void levelsOfWords(const std::byte* samples, std::size_t count, std::uint8_t* levels) {
     std::size_t done = 0;
     for (; done + 32 <= count; done += 32) {
-        store(levels + done, levelsOf(load(samples + done), load(samples + done + 16)));
+        store(levels + done, levelsOf(load(samples + 2 * done), load(samples + 2 * done + 32)));
     }
-    toLevels(samples + done, count - done, levels + done);
+    toLevels<std::uint16_t>(samples + 2 * done, count - done, levels + done);
 }
 
 /// Half a table of bytes as eight parts of 16, each but the first as its difference (exclusive or)

@@ -92,13 +92,13 @@ __m256i levelsOf(__m512i samples) {
     return _mm512_cvtepi16_epi8(_mm512_add_epi16(high, _mm512_srli_epi16(low, 15)));
 }
 
-void levelsOfWords(const std::uint16_t* samples, std::size_t count, std::uint8_t* levels) {
+void levelsOfWords(const std::byte* samples, std::size_t count, std::uint8_t* levels) {
     std::size_t done = 0;
     for (; done + 32 <= count; done += 32) {
         _mm256_storeu_si256(reinterpret_cast<__m256i*>(levels + done),
-                            levelsOf(load(samples + done)));
+                            levelsOf(load(samples + 2 * done)));
     }
-    toLevels(samples + done, count - done, levels + done);
+    toLevels<std::uint16_t>(samples + 2 * done, count - done, levels + done);
 }
 
 /// original + ((corrected - original) * weight + 32768) / 65536 rounded down, in 16 bits.

@@ -25,7 +25,8 @@ struct SampleKernels {
     void (*split)(const std::byte* pixels, std::size_t count, Sample* const planes[4]);
     /// The inverse of split.
     void (*merge)(const Sample* const planes[4], std::size_t count, std::byte* pixels);
-    void (*levels)(const Sample* samples, std::size_t count, std::uint8_t* levels);
+    /// The samples of a row, interleaved or not.
+    void (*levels)(const std::byte* samples, std::size_t count, std::uint8_t* levels);
     /// The table entry of each sample: table[s] of 256 entries at 8 bits, table[min(s >> 3, 4096)]
     /// of 4097 entries at 16 bits. `results` may be `samples`.
     void (*lookUp)(const Sample* samples, std::size_t count, const Sample* table, Sample* results);
@@ -34,14 +35,11 @@ struct SampleKernels {
                   std::size_t count, BlendWeights weights);
 };
 
-/// The levels of one row of pixels, channel by channel.
+/// The levels of a row of pixels, or of a few rows one after the other, channel by channel.
 struct ColorRow {
     const std::uint8_t* red;
     const std::uint8_t* green;
     const std::uint8_t* blue;
-
-    /// The row from its pixel `first` on.
-    ColorRow from(std::size_t first) const { return {red + first, green + first, blue + first}; }
 };
 
 /// What is summed up of the pixels that share an index: their levels, in the order in which a pixel

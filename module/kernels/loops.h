@@ -49,9 +49,11 @@ void merge(const Sample* const planes[4], std::size_t count, std::byte* pixels) 
 }
 
 template <class Sample>
-void toLevels(const Sample* samples, std::size_t count, std::uint8_t* levels) {
+void toLevels(const std::byte* samples, std::size_t count, std::uint8_t* levels) {
     for (std::size_t i = 0; i < count; ++i) {
-        levels[i] = levelOf(samples[i]);
+        Sample sample = 0;
+        std::memcpy(&sample, samples + i * sizeof(sample), sizeof(sample));
+        levels[i] = levelOf(sample);
     }
 }
 

@@ -13,12 +13,13 @@ uint8x8_t levelsOf(uint16x8_t samples) {
     return vmovn_u16(vcombine_u16(low, high));
 }
 
-void levelsOfWords(const std::uint16_t* samples, std::size_t count, std::uint8_t* levels) {
+void levelsOfWords(const std::byte* samples, std::size_t count, std::uint8_t* levels) {
+    const auto* bytes = reinterpret_cast<const std::uint8_t*>(samples);
     std::size_t done = 0;
     for (; done + 8 <= count; done += 8) {
-        vst1_u8(levels + done, levelsOf(vld1q_u16(samples + done)));
+        vst1_u8(levels + done, levelsOf(vreinterpretq_u16_u8(vld1q_u8(bytes + 2 * done))));
     }
-    toLevels(samples + done, count - done, levels + done);
+    toLevels<std::uint16_t>(samples + 2 * done, count - done, levels + done);
 }
 
 void lookUpBytes(const std::uint8_t* samples, std::size_t count, const std::uint8_t* table,

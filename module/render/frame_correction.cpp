@@ -40,7 +40,8 @@ bool rowsAreApart(const EffectWorld& world) {
            viewOf(world).pixelBytes();
 }
 
-/// The blend walks a world by its row bytes as they are, everything else by whole samples.
+/// The blend walks a world by its row bytes as they are, because hosts expect it so, everything
+/// else by whole samples.
 bool hasWholeSamples(const EffectWorld& world) {
     return viewOf(world).rowBytes == world.rowBytes;
 }
@@ -133,7 +134,8 @@ ErrorCode correctFrame(const EffectWorld& input, EffectWorld* output,
     for (std::int32_t y = 0; y < output->height && code == error::kNone;) {
         const std::int32_t rows = std::min(most, output->height - y);
         const std::int32_t next = y + rows;
-        for (std::int32_t row = next; row < std::min(next + most, output->height); ++row) {
+        const std::int32_t following = std::min(most, output->height - next);
+        for (std::int32_t row = next; row < next + following; ++row) {
             kernels::prefetchPages(viewOf(input).row(row), viewOf(input).pixelBytes());
             kernels::prefetchPages(viewOf(*output).row(row), viewOf(*output).pixelBytes());
         }

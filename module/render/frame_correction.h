@@ -1,7 +1,7 @@
 #pragma once
 
 // Applies levels that have been found. The frame goes through in bands of rows whose planes stay in
-// the nearest caches, so that it is read once and written once and no memory grows with it.
+// the nearest caches: it is read once and written once, and the memory grows with a row only.
 
 #include "module/apply/levels_record.h"
 #include "module/frame/analysis_controls.h"

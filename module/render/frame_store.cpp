@@ -26,6 +26,12 @@ struct SampleScale<std::uint16_t> {
     static constexpr std::uint16_t kMax = 32768;
 };
 
+/// Whether planes of this depth that hold so many pixels can be merged into the world.
+bool fits(const EffectWorld& destination, std::int32_t bitDepth, std::size_t pixels) {
+    return !lacksPixels(destination) && depthOf(destination) == bitDepth &&
+           pixelCount(destination) <= pixels;
+}
+
 /// Planes at one row, in the order in which the host's pixels hold their samples.
 template <class T>
 std::array<T*, 4> inPixelOrder(T* planes, std::size_t planeSamples, std::size_t offset,
@@ -53,13 +59,11 @@ T* CFrameStore<T>::planeOf(const Buffer& buffer, std::int32_t k) const {
 template <class T>
 void CFrameStore<T>::reserve(std::size_t samples) {
     if (samples > capacity_ || inputBuffer_ == nullptr) {
-        capacity_ = 0;
-        inputBuffer_ = nullptr;
-        outputBuffer_ = nullptr;
-        inputBuffer_ = std::make_unique_for_overwrite<T[]>(samples);
+        auto input = std::make_unique_for_overwrite<T[]>(samples);
         if (inPlace_ == 0) {
             outputBuffer_ = std::make_unique_for_overwrite<T[]>(samples);
         }
+        inputBuffer_ = std::move(input);
         capacity_ = samples;
     }
 }
@@ -101,7 +105,7 @@ ErrorCode CFrameStore<T>::SplitPlanes() {
 
 template <class T>
 ErrorCode CFrameStore<T>::MergePlanes(EffectWorld* destination) {
-    if (destination == nullptr || world_ == nullptr || !fitsPlanesOf(*world_, *destination)) {
+    if (destination == nullptr || !fits(*destination, bitDepth_, planeSamples())) {
         return error::kMissingRecord;
     }
     const InterleavedFrame frame = viewOf(*destination);
@@ -133,8 +137,7 @@ CreatedFrameStore CreateFrameStore(std::int32_t bitDepth, std::int32_t channelOr
 }
 
 bool fitsPlanesOf(const EffectWorld& world, const EffectWorld& destination) {
-    return !lacksPixels(destination) && depthOf(destination) == depthOf(world) &&
-           pixelCount(destination) <= pixelCount(world);
+    return fits(destination, depthOf(world), pixelCount(world));
 }
 
 } // namespace tintwell

@@ -1,6 +1,6 @@
 #include "module/temporal/color_signature.h"
 
-#include "module/analysis/level_rows.h"
+#include "module/counting/level_rows.h"
 #include "module/frame/pixel_view.h"
 
 #include <algorithm>

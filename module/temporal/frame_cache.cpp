@@ -29,16 +29,16 @@ FrameCacheEntry& FrameCache::insert(std::int32_t frame, std::unique_ptr<FrameCac
 
 void FrameCache::clear() {
     slots_.clear();
-    if (beside_) {
-        beside_->beyond.found.key = {};
+    if (aside_) {
+        aside_->beyondWindow.found.key = {};
     }
 }
 
-FrameCache::Beside& FrameCache::beside() {
-    if (!beside_) {
-        beside_ = std::make_unique<Beside>();
+FrameCache::Aside& FrameCache::aside() {
+    if (!aside_) {
+        aside_ = std::make_unique<Aside>();
     }
-    return *beside_;
+    return *aside_;
 }
 
 void FrameCache::invalidate(std::int32_t from, std::int32_t to, Invalidation mode) {

@@ -6,9 +6,9 @@
 // the handle's bytes are the old ones but its pointers mean nothing, so SequenceResetup replaces it
 // without looking inside.
 
-#include "module/analysis/analysis_key.h"
-#include "module/analysis/channel_histogram.h"
 #include "module/apply/levels_record.h"
+#include "module/counting/analysis_key.h"
+#include "module/counting/channel_histogram.h"
 #include "module/frame/analysis_controls.h"
 #include "module/interface/host_interface.h"
 #include "module/temporal/color_signature.h"
@@ -33,9 +33,8 @@ struct KeyedFingerprint {
     ChannelHistogram histogram;
 };
 
-/// What a frame's levels were found from. It is known only where their histogram is that of the
-/// key's pixels too. Where one was taken from before without comparing keys it is no frame's, as a
-/// new one is: hosts change frames without telling.
+/// What a frame's levels were found from. The key is known only where the histogram that they were
+/// found from was counted from exactly its pixels; otherwise nothing can be said of them later.
 struct AnalysisSource {
     AnalysisKey key;
     AnalysisControls controls;
@@ -88,28 +87,29 @@ public:
     void invalidate(std::int32_t from, std::int32_t to, Invalidation mode);
 
     /// The last frame that was looked at beyond a window: rendering on, it is the next to enter.
-    struct Beyond {
+    struct BeyondWindow {
         std::int32_t frame = 0;
         KeyedFingerprint found; ///< no frame's once the cache is cleared
     };
 
-    Beyond& beyond() { return beside().beyond; }
+    BeyondWindow& beyondWindow() { return aside().beyondWindow; }
 
     /// What keys of this sequence's frames are made with; null where there are no random numbers.
-    const KeySecret* secret() { return beside().secret.get(); }
+    const KeySecret* secret() { return aside().secret.get(); }
 
     StateToken state{};
 
 private:
-    struct Beside {
-        Beyond beyond;
+    /// What has no room in the handle.
+    struct Aside {
+        BeyondWindow beyondWindow;
         std::unique_ptr<const KeySecret> secret = KeySecret::draw();
     };
 
-    Beside& beside();
+    Aside& aside();
 
     std::vector<Slot> slots_;
-    std::unique_ptr<Beside> beside_; ///< made when first asked for
+    std::unique_ptr<Aside> aside_; ///< made when first asked for: sequences are set up without it
 };
 
 static_assert(sizeof(FrameCache) == 48);

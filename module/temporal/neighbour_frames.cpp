@@ -9,6 +9,8 @@
 namespace tintwell {
 namespace {
 
+constexpr auto kInputLayer = static_cast<std::int32_t>(Param::InputLayer);
+
 /// Levels, fingerprint and source of a frame of which nothing is known yet but what `known` may be.
 /// The frame is read once, unless `known` proves to be another's.
 void analyzeNewFrame(const AnalyzedFrame& frame, const Measuring& measuring,
@@ -49,15 +51,22 @@ AnalysisKey keyOf(const PixelView& pixels, const Measuring& measuring) {
     return hash.key();
 }
 
-void measureFingerprint(const PixelView& pixels, const Measuring& measuring, bool expected,
-                        KeyedFingerprint& fingerprint) {
-    if (expected && isSameFrame(fingerprint.key, keyOf(pixels, measuring))) {
-        return;
-    }
-    fingerprint.key = {}; // until the counting, which may throw, is done
-    KeyHash hash(measuring.secret, pixels, measuring.mode);
-    measureFrame(pixels, measuring.mode, {.histogram = &fingerprint.histogram, .key = &hash});
-    fingerprint.key = hash.key();
+ErrorCode readFingerprint(const InData& inData, std::int32_t time, const Measuring& measuring,
+                          KeyedFingerprint& fingerprint) {
+    return readParameter(inData, kInputLayer, time, [&](const ParamDef& param) {
+        if (lacksPixels(param.layer)) {
+            return error::kMissingRecord;
+        }
+        const PixelView pixels = pixelsOf(inData, param.layer);
+        if (fingerprint.key.isKnown() && isSameFrame(fingerprint.key, keyOf(pixels, measuring))) {
+            return error::kNone;
+        }
+        fingerprint.key = {}; // until the counting, which may throw, is done
+        KeyHash hash(measuring.secret, pixels, measuring.mode);
+        measureFrame(pixels, measuring.mode, {.histogram = &fingerprint.histogram, .key = &hash});
+        fingerprint.key = hash.key();
+        return error::kNone;
+    });
 }
 
 ErrorCode analyzeInput(const InData& inData, std::int32_t time, const Measuring& measuring,
@@ -67,7 +76,6 @@ ErrorCode analyzeInput(const InData& inData, std::int32_t time, const Measuring&
     if (read != error::kNone) {
         return read;
     }
-    constexpr auto kInputLayer = static_cast<std::int32_t>(Param::InputLayer);
     return readParameter(inData, kInputLayer, time, [&](const ParamDef& param) {
         const ErrorCode code = checkWorld(param.layer);
         if (code != error::kNone) {

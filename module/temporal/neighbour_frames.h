@@ -1,11 +1,11 @@
 #pragma once
 
-// Reads frames other than the one being rendered from the host: the input layer at the frame's
-// time. Whatever is checked out is checked in before a call returns, on every path.
+// Measures what the host hands out: the input layer at the time of a frame, the one being rendered
+// or another. Whatever is checked out is checked in before a call returns, on every path.
 
 #include "module/analysis/analyzed_frame.h"
-#include "module/analysis/correction_mode.h"
 #include "module/apply/levels_record.h"
+#include "module/frame/correction_mode.h"
 #include "module/interface/host_interface.h"
 #include "module/services/control_values.h"
 #include "module/temporal/frame_cache.h"
@@ -37,10 +37,11 @@ struct Measuring {
 /// The key of pixels that nothing else is asked of.
 AnalysisKey keyOf(const PixelView& pixels, const Measuring& measuring);
 
-/// Makes the fingerprint that of these pixels. Where it is `expected` to be theirs already, and is,
-/// it costs a look at their key only.
-void measureFingerprint(const PixelView& pixels, const Measuring& measuring, bool expected,
-                        KeyedFingerprint& fingerprint);
+/// Makes the fingerprint that of the input layer at a time. Where it is that already, it costs a
+/// look at its key only; a fingerprint that is no frame's, or unlikely this one's, is cleared
+/// before.
+ErrorCode readFingerprint(const InData& inData, std::int32_t time, const Measuring& measuring,
+                          KeyedFingerprint& fingerprint);
 
 /// Finds the levels of the input layer at a time as of a frame that is looked at for its
 /// neighbours' sake, with the control values in force at that time. An empty fingerprint slot is

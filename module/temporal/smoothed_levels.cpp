@@ -35,7 +35,7 @@ Held<FrameCacheEntry> currentEntry(const InData& inData, FrameAnalysis& analysis
 
 } // namespace
 
-bool isSmoothed(const SmoothingRequest& request) {
+bool isSmoothed(const RenderRequest& request) {
     return request.controls.smoothingSeconds != 0.0 && request.inData.quality == kQualityHigh;
 }
 
@@ -43,7 +43,7 @@ FrameCacheEntry* currentCacheEntry(const InData& inData) {
     return frameCacheOf(inData)->find(frameAt(inData.currentTime, inData.timeStep));
 }
 
-ErrorCode smoothLevels(const SmoothingRequest& request, FrameAnalysis& analysis) {
+ErrorCode smoothLevels(const RenderRequest& request, FrameAnalysis& analysis) {
     CTemporalSmoothingTintwell smoothing;
     smoothing.Init(&request.inData, request.params, request.controls.smoothingSeconds,
                    request.controls.sceneDetect, frameCacheOf(request.inData));

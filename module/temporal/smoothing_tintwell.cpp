@@ -3,7 +3,6 @@
 #include "module/frame/pixel_view.h"
 #include "module/numeric/rounding.h"
 #include "module/services/frame_time.h"
-#include "module/services/parameter_checkout.h"
 #include "module/services/world_view.h"
 #include "module/temporal/neighbour_frames.h"
 
@@ -157,7 +156,7 @@ ErrorCode CTemporalSmoothingTintwell::measureFrame(std::int32_t frame, MeasuredS
         // A stale frame has other controls but the same pixels.
         analysis.fingerprint = std::make_unique<ChannelHistogram>(*entry->histogram);
     }
-    const FrameCache::Beyond& beyond = cache_->beyond();
+    const FrameCache::BeyondWindow& beyond = cache_->beyondWindow();
     const KeyedFingerprint* known = beyond.frame == frame ? &beyond.found : nullptr;
     const ErrorCode code = analyzeInput(*inData_, timeOfFrame(*inData_, frame),
                                         {mode_, cache_->secret()}, known, analysis);
@@ -185,24 +184,19 @@ ErrorCode CTemporalSmoothingTintwell::measureBeyond(std::int64_t frame, Measured
             return code;
         }
         measured.fingerprints.push_back(Held<ChannelHistogram>::owned(
-            std::make_unique<ChannelHistogram>(cache_->beyond().found.histogram)));
+            std::make_unique<ChannelHistogram>(cache_->beyondWindow().found.histogram)));
     }
     return appendWeights(measured);
 }
 
 ErrorCode CTemporalSmoothingTintwell::readBeyond(std::int32_t frame) {
-    FrameCache::Beyond& beyond = cache_->beyond();
-    const bool expected = beyond.frame == frame;
+    FrameCache::BeyondWindow& beyond = cache_->beyondWindow();
+    if (beyond.frame != frame) {
+        beyond.found.key = {};
+    }
     beyond.frame = frame;
-    return readParameter(*inData_, static_cast<std::int32_t>(Param::InputLayer),
-                         timeOfFrame(*inData_, frame), [&](const ParamDef& param) {
-                             if (lacksPixels(param.layer)) {
-                                 return error::kMissingRecord;
-                             }
-                             measureFingerprint(pixelsOf(*inData_, param.layer),
-                                                {mode_, cache_->secret()}, expected, beyond.found);
-                             return error::kNone;
-                         });
+    return readFingerprint(*inData_, timeOfFrame(*inData_, frame), {mode_, cache_->secret()},
+                           beyond.found);
 }
 
 ErrorCode CTemporalSmoothingTintwell::appendWeights(MeasuredSide& measured) const {

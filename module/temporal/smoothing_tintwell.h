@@ -10,7 +10,7 @@
 // A window ends at a cut: with scene detection at a distance of 0.5 in any channel, without it at
 // 1.0 in all three. The frame beyond each end is looked at for its distance only.
 
-#include "module/analysis/correction_mode.h"
+#include "module/frame/correction_mode.h"
 #include "module/temporal/smoothing_base.h"
 
 #include <array>

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "inspect/histogram_scale.h"
-#include "module/analysis/channel_histogram.h"
 #include "module/apply/levels_record.h"
+#include "module/counting/channel_histogram.h"
 #include "tool/preview/canvas.h"
 
 #include <array>

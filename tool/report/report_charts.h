@@ -1,6 +1,6 @@
 #pragma once
 
-#include "module/analysis/channel_histogram.h"
+#include "module/counting/channel_histogram.h"
 #include "tool/findings/level_series.h"
 
 #include <nlohmann/json.hpp>

@@ -46,6 +46,7 @@ TEST(Memory, ARenderHoldsLessThanAMebibyteAndLeavesItsFindings) {
         ASSERT_EQ(host.send(Command::Render), 0);
         EXPECT_LE(memory.most - before, kMostOfRender) << "bytes, deep: " << deep;
         EXPECT_LE(memory.held - before, kFrames * kMostOfFrame) << "bytes, deep: " << deep;
+        ASSERT_EQ(host.send(Command::SequenceSetdown), 0);
     }
 }
 

@@ -141,7 +141,7 @@ protected:
     static void checkLevels(std::size_t count) {
         const Rows rows = {Row::filled<Sample>(count), Row::filled<std::uint8_t>(count)};
         compare(rows, count, [=](const KernelSet& kernels, Rows& r) {
-            kernelsOf<Sample>(kernels).levels(r[0].as<Sample>(), count, r[1].as<std::uint8_t>());
+            kernelsOf<Sample>(kernels).levels(r[0].as<>(), count, r[1].as<std::uint8_t>());
         });
     }
 

@@ -1,4 +1,4 @@
-#include "module/analysis/level_rows.h"
+#include "module/counting/level_rows.h"
 
 #include "module/kernels/prefetch.h"
 
@@ -25,10 +25,10 @@ const std::uint8_t* LevelRows::interleavedLevels(std::int32_t row) const {
 }
 
 void LevelRows::convertRow(std::int32_t row) {
-    const std::byte* samples = pixels_.data + (firstRow_ + row) * pixels_.rowStep;
-    kernels::kernelsFor<std::uint16_t>().levels(
-        reinterpret_cast<const std::uint16_t*>(samples), 4 * rowPixels(),
-        converted_.data() + static_cast<std::size_t>(row) * 4 * rowPixels());
+    const std::byte* samples = pixels_.pixel(firstRow_ + row, 0);
+    kernels::kernelsFor<std::uint16_t>().levels(samples, 4 * rowPixels(),
+                                                converted_.data() + static_cast<std::size_t>(row) *
+                                                                        4 * rowPixels());
 }
 
 kernels::ColorRow LevelRows::rowOfPlanes(std::int32_t y) {
@@ -37,8 +37,7 @@ kernels::ColorRow LevelRows::rowOfPlanes(std::int32_t y) {
         channels[c] = reinterpret_cast<const std::uint8_t*>(pixels_.row(c, y));
         if (pixels_.bitDepth == 16) {
             std::uint8_t* const levels = converted_.data() + c * rowPixels();
-            kernels::kernelsFor<std::uint16_t>().levels(
-                reinterpret_cast<const std::uint16_t*>(pixels_.row(c, y)), rowPixels(), levels);
+            kernels::kernelsFor<std::uint16_t>().levels(pixels_.row(c, y), rowPixels(), levels);
             channels[c] = levels;
         }
     }
@@ -100,13 +99,13 @@ CountedPixels LevelRows::countedPixels() {
 const std::byte* LevelRows::nextRow() const {
     const std::int32_t y = firstRow_ + rowCount_;
     const bool exists = y < rows() && pixels_.isInterleaved() && bandRows() == 1;
-    return exists ? pixels_.data + y * pixels_.rowStep : nullptr;
+    return exists ? pixels_.pixel(y, 0) : nullptr;
 }
 
 void LevelRows::prefetch(std::int32_t y) const {
-    const std::int32_t end = std::min(rows(), y + bandRows());
+    const std::int32_t end = y + std::min(bandRows(), rows() - y);
     for (; y < end && pixels_.isInterleaved(); ++y) {
-        kernels::prefetchPages(pixels_.data + y * pixels_.rowStep,
+        kernels::prefetchPages(pixels_.pixel(y, 0),
                                rowPixels() * static_cast<std::size_t>(pixels_.pixelStep));
     }
 }

@@ -1,4 +1,4 @@
-#include "module/analysis/analysis_key.h"
+#include "module/counting/analysis_key.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "module/analysis/analysis_key.h"
+#include "module/counting/analysis_key.h"
 
 #include <algorithm>
 #include <cstring>
@@ -34,7 +34,7 @@ void add(Wide& sum, const Wide& value) {
 
 constexpr std::uint64_t kPrime = (std::uint64_t{1} << 61U) - 1;
 
-/// Less than 2^61 + 2 and the same modulo the prime, of a product less than 2^124.
+/// Less than 2^61 + 2 and the same modulo the prime, of a product less than 2^123.
 std::uint64_t reduced(const Wide& value) {
     const std::uint64_t sum =
         (value.low & kPrime) + (value.high << 3U | value.low >> 61U); // less than 2^64
@@ -43,6 +43,17 @@ std::uint64_t reduced(const Wide& value) {
 
 constexpr std::size_t kPairBytes = 2 * sizeof(std::uint64_t);
 constexpr std::size_t kBlockBytes = KeySecret::kBlockWords * sizeof(std::uint64_t);
+
+constexpr std::size_t kMostBlocks = std::size_t{1} << 26U;
+
+std::size_t rowBytesOf(const PixelView& pixels) {
+    return pixels.rowPixels * static_cast<std::size_t>(pixels.pixelStep);
+}
+
+std::size_t blocksOf(const PixelView& pixels) {
+    return static_cast<std::size_t>(pixels.rows) *
+           ((rowBytesOf(pixels) + kBlockBytes - 1) / kBlockBytes);
+}
 
 /// Adds what two words of a block give with the secret's at their place.
 void addPair(Wide& sum, const std::byte* bytes, const std::uint64_t* secret) {
@@ -90,7 +101,7 @@ std::unique_ptr<const KeySecret> KeySecret::draw() {
 }
 
 KeyHash::KeyHash(const KeySecret* secret, const PixelView& pixels, AutoCorrectionMode mode)
-    : secret_(secret), pixels_(pixels) {
+    : secret_(blocksOf(pixels) <= kMostBlocks ? secret : nullptr), pixels_(pixels) {
     if (secret_ == nullptr) {
         return;
     }
@@ -111,8 +122,8 @@ void KeyHash::addRow(std::int32_t y) {
     if (secret_ == nullptr) {
         return;
     }
-    const std::byte* row = pixels_.data + y * pixels_.rowStep;
-    const std::size_t bytes = pixels_.rowPixels * static_cast<std::size_t>(pixels_.pixelStep);
+    const std::byte* row = pixels_.pixel(y, 0);
+    const std::size_t bytes = rowBytesOf(pixels_);
     for (std::size_t done = 0; done < bytes; done += kBlockBytes) {
         const Wide hash = hashOfBlock(row + done, std::min(bytes - done, kBlockBytes), *secret_);
         // 128 bits as three coefficients well below the prime.

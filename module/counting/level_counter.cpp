@@ -1,4 +1,4 @@
-#include "module/analysis/level_counter.h"
+#include "module/counting/level_counter.h"
 
 #include "module/kernels/prefetch.h"
 

@@ -4,8 +4,8 @@
 // outermost entries count fully, the rest of the band with a share that falls to its inner end, so
 // that the mean moves smoothly as pixels cross the band's borders.
 
-#include "module/analysis/level_counter.h"
-#include "module/analysis/level_rows.h"
+#include "module/counting/level_counter.h"
+#include "module/counting/level_rows.h"
 #include "module/kernels/kernels.h"
 
 #include <array>

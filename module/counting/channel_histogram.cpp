@@ -1,6 +1,6 @@
-#include "module/analysis/channel_histogram.h"
+#include "module/counting/channel_histogram.h"
 
-#include "module/analysis/level_rows.h"
+#include "module/counting/level_rows.h"
 #include "module/kernels/prefetch.h"
 #include "module/numeric/level_scale.h"
 
@@ -76,8 +76,7 @@ void ColorCounter::writeTo(ChannelHistogram& histogram, bool combine) const {
 }
 
 bool countsColors(const PixelView& pixels, AutoCorrectionMode mode) {
-    return (pixels.bitDepth == 8 || pixels.bitDepth == 16) &&
-           mode != AutoCorrectionMode::MonochromaticContrast;
+    return hasKnownDepth(pixels) && mode != AutoCorrectionMode::MonochromaticContrast;
 }
 
 void gatherHistogram(ChannelHistogram& histogram, const PixelView& pixels, bool combine,

@@ -1,4 +1,4 @@
-#include "module/analysis/top_sums.h"
+#include "module/counting/top_sums.h"
 
 #include "module/numeric/level_scale.h"
 

@@ -10,11 +10,11 @@
 // 2^-63 over the secrets: each block of a row (a KiB, or what is left) is hashed by sums of
 // products of its words and the secret's (NH, which lets two blocks that differ collide with
 // 2^-64 at most), and the hashes are the coefficients of a polynomial of degree d that is evaluated
-// at two secret points modulo 2^61 - 1 (two polynomials that differ agree at both with
-// (d / 2^61)^2 at most; 2^26 blocks make d less than 2^28). So no frame can be made to be taken for
-// another without knowing the secret.
+// at two secret points modulo the prime p = 2^61 - 1 (two polynomials that differ agree at both
+// with (d / p)^2 at most). A frame of more than 2^26 blocks, for which d would be too large, has no
+// key. So no frame can be made to be taken for another without knowing the secret.
 
-#include "module/analysis/correction_mode.h"
+#include "module/frame/correction_mode.h"
 #include "module/frame/pixel_view.h"
 
 #include <array>
@@ -60,8 +60,8 @@ inline bool isSameFrame(const AnalysisKey& a, const AnalysisKey& b) {
 /// Makes the key of a frame while somebody walks over its rows.
 class KeyHash {
 public:
-    /// Without a secret the key is no frame's. The frame, whose pixels are interleaved, and the
-    /// secret must outlive it.
+    /// Without a secret, or of too large a frame, the key is no frame's. The frame, whose pixels
+    /// are interleaved, and the secret must outlive it.
     KeyHash(const KeySecret* secret, const PixelView& pixels, AutoCorrectionMode mode);
 
     /// Takes in each row once, from the first to the last.

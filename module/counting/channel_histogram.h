@@ -1,7 +1,7 @@
 #pragma once
 
-#include "module/analysis/correction_mode.h"
-#include "module/analysis/level_counter.h"
+#include "module/counting/level_counter.h"
+#include "module/frame/correction_mode.h"
 #include "module/frame/pixel_view.h"
 #include "module/kernels/kernels.h"
 

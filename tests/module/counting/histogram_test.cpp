@@ -1,5 +1,5 @@
-#include "module/analysis/channel_histogram.h"
-#include "planar_frame.h"
+#include "../analysis/planar_frame.h"
+#include "module/counting/channel_histogram.h"
 
 #include <gtest/gtest.h>
 
