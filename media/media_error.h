@@ -10,4 +10,10 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+/// Reading or writing was given up because somebody asked for it.
+class Interrupted : public std::runtime_error {
+public:
+    Interrupted() : std::runtime_error("interrupted") {}
+};
+
 } // namespace tintwell::media

@@ -1,4 +1,5 @@
 #include "tool/commands/command_line.h"
+#include "tool/terminal/descriptor_buffer.h"
 #include "tool/terminal/stop_signal.h"
 
 #include <fcntl.h>
@@ -22,5 +23,6 @@ void fillClosedStandardStreams() {
 int main(int argc, char** argv) {
     fillClosedStandardStreams();
     tintwell::tool::catchStopSignals();
+    const tintwell::tool::StandardStreams streams;
     return tintwell::tool::CommandLine().run(argc, argv);
 }

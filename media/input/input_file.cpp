@@ -1,10 +1,14 @@
 #include "media/input/input_file.h"
 
 #include "media/ffmpeg_log.h"
+#include "media/files/named_files.h"
 #include "media/image_sequence.h"
 #include "media/media_error.h"
 
+#include <algorithm>
+#include <array>
 #include <filesystem>
+#include <string_view>
 
 namespace tintwell::media {
 namespace {
@@ -60,6 +64,30 @@ bool prepareSequence(const std::string& input, InputFile& file, Dictionary& sett
     return true;
 }
 
+/// Whether the demuxer takes names rather than an open file, as that of image sequences does. Such
+/// a one may be found by the name alone.
+bool opensItself(const AVInputFormat* format, const std::string& url) {
+    if (format == nullptr) {
+        AVProbeData name{};
+        name.filename = url.c_str();
+        int score = AVPROBE_SCORE_RETRY;
+        format = av_probe_input_format2(&name, 0, &score);
+    }
+    return format != nullptr && (format->flags & AVFMT_NOFILE) != 0;
+}
+
+/// Whether the demuxer opens further files where it cannot be seen.
+bool opensUnasked(const AVInputFormat& format) {
+    constexpr std::array<std::string_view, 2> kNames{"concat", "vobsub"};
+    return std::ranges::find(kNames, format.name) != kNames.end();
+}
+
+void throwIfInterrupted(const InputSource& source) {
+    if (source.interruption().isSet()) {
+        throw Interrupted();
+    }
+}
+
 /// What the user set must have been of use to the demuxer.
 void checkAllTaken(const std::string& name, const AVFormatContext& container,
                    const std::vector<std::string>& left) {
@@ -89,6 +117,9 @@ InputFile openInput(const std::string& input, const InputOptions& options) {
     silenceFfmpeg();
     takeFfmpegMessage();
     InputFile file;
+    file.source = std::make_unique<InputSource>(
+        options.files ? options.files : std::make_shared<InputFiles>(input),
+        options.interruption ? options.interruption : std::make_shared<Interruption>());
     Dictionary settings;
     const AVInputFormat* format = options.format.empty() ? nullptr : findFormat(options.format);
     if (input != kStandardStream && input.find("://") == std::string::npos) {
@@ -106,17 +137,32 @@ InputFile openInput(const std::string& input, const InputOptions& options) {
     }
     // image2 takes the pattern for a name of its own, not for a URL.
     const std::string url = file.sequenceLength ? input : asUrl(input);
-    AVFormatContext* container = nullptr;
+    AVFormatContext* container = avformat_alloc_context();
+    if (container == nullptr) {
+        throw std::bad_alloc();
+    }
+    file.container.reset(container);
+    file.source->attach(*container);
+    if (!opensItself(format, url)) {
+        file.source->open(*container, input);
+    }
+    file.container.release(); // freed where it cannot be opened
     const int code = avformat_open_input(&container, url.c_str(), format, settings.inOut());
     if (code < 0) {
+        throwIfInterrupted(*file.source);
         throw MediaError(inputName(input) +
                          (code == AVERROR_INVALIDDATA ? ": is not a media file that can be read ("
                                                       : ": cannot be opened (") +
                          explainFailure(code) + ")");
     }
     file.container.reset(container);
+    if (opensUnasked(*container->iformat)) {
+        file.source->watchAll();
+    }
     checkAllTaken(inputName(input), *container, settings.keys());
-    if (const int found = avformat_find_stream_info(container, nullptr); found < 0) {
+    const int found = avformat_find_stream_info(container, nullptr);
+    throwIfInterrupted(*file.source);
+    if (found < 0) {
         throw MediaError(inputName(input) + ": cannot be read (" + explainFailure(found) + ")");
     }
     file.video = findVideo(input, *container);

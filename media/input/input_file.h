@@ -2,7 +2,11 @@
 
 #include "media/clip_info.h"
 #include "media/ffmpeg_objects.h"
+#include "media/files/input_files.h"
+#include "media/files/interruption.h"
+#include "media/input/input_source.h"
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -12,10 +16,13 @@ struct InputOptions {
     std::string format;      ///< demuxer's name; empty: find out
     std::string frameRate;   ///< of an image sequence or raw stream; empty: as stored
     NamedValues others = {}; ///< of the demuxer, as FFmpeg names them
+    std::shared_ptr<InputFiles> files = {};          ///< where to note what is read; may be null
+    std::shared_ptr<Interruption> interruption = {}; ///< may be null
 };
 
 /// An opened container and the stream in it that is the video.
 struct InputFile {
+    std::unique_ptr<InputSource> source; ///< outlives the container
     InputPtr container;
     AVStream* video = nullptr;
     std::optional<FrameCount> sequenceLength; ///< of an image sequence
@@ -24,7 +31,7 @@ struct InputFile {
 
 /// Opens a file, an image sequence ("frame.%04d.png"), a single image or standard input ("-") and
 /// finds its video stream; cover pictures do not count as video. Throws MediaError where there is
-/// nothing to open or to see.
+/// nothing to open or to see, Interrupted once the interruption is set.
 InputFile openInput(const std::string& input, const InputOptions& options);
 
 /// For messages: the name, or "standard input".

@@ -1,6 +1,7 @@
 #include "media/input/packet_reader.h"
 
 #include "media/ffmpeg_log.h"
+#include "media/media_error.h"
 
 #include <algorithm>
 #include <new>
@@ -36,6 +37,9 @@ PacketPtr PacketReader::read() {
     }
     if (code == AVERROR(ENOMEM)) {
         throw std::bad_alloc();
+    }
+    if (file_.source->interruption().isSet()) {
+        throw Interrupted();
     }
     // A sequence with a gap ends there with an error; that has been told already.
     if (code != AVERROR_EOF && !file_.sequenceLength) {

@@ -6,6 +6,7 @@
 #include "media/write/stream_copy.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <string_view>
 #include <utility>
 
@@ -26,13 +27,24 @@ std::int64_t firstNumberFor(const std::string& input, const std::optional<FrameS
     return files.first + (span ? span->first : 0);
 }
 
+/// What the muxer is told. It opens nothing by this name, but tells images by its extension, and
+/// numbers them only where it is asked to.
+std::string urlFor(const OutputTarget& target) {
+    if (!target.isSequence()) {
+        return target.name();
+    }
+    return "image%d" + std::filesystem::path(target.name()).extension().string();
+}
+
 } // namespace
 
 ClipWriter::ClipWriter(const std::string& output, const std::string& input,
                        const ClipReader& source, const std::optional<FrameSpan>& span,
                        const WriterOptions& options)
-    : target_(output, input, options.overwrite), name_(target_.name()),
-      source_(&source.container()) {
+    : interruption_(options.interruption ? options.interruption : std::make_shared<Interruption>()),
+      target_(output, options.inputs ? options.inputs : std::make_shared<InputFiles>(input),
+              options.overwrite),
+      name_(target_.name()), source_(&source.container()) {
     findContainer(options.format);
     checkSingleImage(source.info(), span);
     encoder_.emplace(source.info(), source.video().codecpar->field_order, *output_->oformat, name_,
@@ -48,18 +60,12 @@ ClipWriter::ClipWriter(const std::string& output, const std::string& input,
     addStreams(source);
 }
 
-ClipWriter::~ClipWriter() {
-    if (output_ && (output_->oformat->flags & AVFMT_NOFILE) == 0) {
-        avio_closep(&output_->pb);
-    }
-}
-
 void ClipWriter::findContainer(const std::string& format) {
-    const bool pipe = target_.url() == "pipe:1";
-    const std::string name = format.empty() && pipe ? kPipeFormat : format;
+    const std::string name = format.empty() && target_.isOpenFile() ? kPipeFormat : format;
+    const std::string url = urlFor(target_);
     AVFormatContext* context = nullptr;
     const int code = avformat_alloc_output_context2(
-        &context, nullptr, name.empty() ? nullptr : name.c_str(), target_.url().c_str());
+        &context, nullptr, name.empty() ? nullptr : name.c_str(), url.c_str());
     if (code == AVERROR(ENOMEM)) {
         throw std::bad_alloc();
     }
@@ -69,6 +75,9 @@ void ClipWriter::findContainer(const std::string& format) {
                                       : "there is no output format '" + name + "'");
     }
     output_.reset(context);
+    context->opaque = this;
+    context->io_open = openFile;
+    context->io_close2 = closeFile;
     const std::string_view muxer = context->oformat->name;
     if ((context->oformat->flags & AVFMT_NOFILE) != 0 && muxer != "image2") {
         throw MediaError(name_ + ": files of the format " + std::string(muxer) +
@@ -94,6 +103,10 @@ void ClipWriter::checkSingleImage(const ClipInfo& source, const std::optional<Fr
 /// What the encoder does not know may be meant for the container.
 void ClipWriter::checkOptions() const {
     for (const auto& [key, value] : encoder_->leftOptions()) {
+        if (key == "atomic_writing") {
+            throw MediaError("the option 'atomic_writing' is not needed: outputs always appear "
+                             "whole");
+        }
         if (av_opt_find(output_.get(), key.c_str(), nullptr, 0, AV_OPT_SEARCH_CHILDREN) ==
             nullptr) {
             throw MediaError("neither the encoder " + codecName() + " nor the format " +
@@ -158,6 +171,12 @@ std::vector<std::string> ClipWriter::warnings() const {
 }
 
 void ClipWriter::check(int code, const char* action) {
+    if (ioError_) {
+        std::rethrow_exception(std::exchange(ioError_, {}));
+    }
+    if (code < 0 && interruption_->isSet()) {
+        throw Interrupted();
+    }
     if (code == AVERROR(ENOMEM)) {
         throw std::bad_alloc();
     }
@@ -172,14 +191,15 @@ void ClipWriter::begin(const Moment& start) {
     for (const auto& [key, value] : encoder_->leftOptions()) {
         settings.set(key, value);
     }
-    if (target_.isSequence()) {
-        settings.set("start_number", std::to_string(firstNumber_));
-    } else if (singleImage_) {
+    if (singleImage_) {
         settings.set("update", "1");
     }
     takeFfmpegMessage();
     if ((output_->oformat->flags & AVFMT_NOFILE) == 0) {
-        check(avio_open(&output_->pb, target_.url().c_str(), AVIO_FLAG_WRITE), "cannot be created");
+        file_.emplace(target_.open(*interruption_), DescriptorIo::Direction::Write,
+                      target_.isSeekable(), *interruption_);
+        output_->pb = file_->context();
+        output_->flags |= AVFMT_FLAG_CUSTOM_IO;
     }
     check(avformat_write_header(output_.get(), settings.inOut()), "cannot be started");
 }
@@ -198,10 +218,6 @@ void ClipWriter::writePackets() {
     while (PacketPtr packet = encoder_->receive()) {
         av_packet_rescale_ts(packet.get(), encoder_->context().time_base, video_->time_base);
         packet->stream_index = video_->index;
-        if (target_.isSequence()) {
-            target_.addNumber(firstNumber_ + packetsWritten_);
-        }
-        ++packetsWritten_;
         write(*packet);
     }
 }
@@ -238,7 +254,7 @@ void ClipWriter::write(AVPacket& packet) {
         check(code, "cannot be written");
     }
     // Writing is buffered: an error may be noticed here first, long before the end.
-    if (output_->pb != nullptr) {
+    if (file_) {
         check(output_->pb->error, "cannot be written");
     }
 }
@@ -247,10 +263,60 @@ void ClipWriter::finish() {
     encoder_->send(nullptr, 0);
     writePackets();
     check(av_write_trailer(output_.get()), "cannot be completed");
-    if ((output_->oformat->flags & AVFMT_NOFILE) == 0) {
-        check(avio_closep(&output_->pb), "cannot be completed");
+    if (file_) {
+        check(file_->flush(), "cannot be completed");
     }
     target_.commit();
+}
+
+/// FFmpeg would open files by their names, which somebody else may have taken.
+int ClipWriter::openFile(AVFormatContext* container, AVIOContext** io, const char* /*url*/,
+                         int flags, AVDictionary** /*options*/) {
+    auto& writer = *static_cast<ClipWriter*>(container->opaque);
+    try {
+        *io = writer.openFor(flags);
+        return 0;
+    } catch (...) {
+        writer.ioError_ = std::current_exception();
+        return AVERROR_EXTERNAL;
+    }
+}
+
+AVIOContext* ClipWriter::openFor(int flags) {
+    if ((flags & AVIO_FLAG_WRITE) == 0 && file_ && target_.isSeekable()) {
+        file_->flush();
+        readBack_.emplace(target_.descriptor(), DescriptorIo::Direction::Read, true,
+                          *interruption_);
+        return readBack_->context();
+    }
+    if (file_ || image_) {
+        throw MediaError(name_ + ": files of the format " + output_->oformat->name +
+                         " are several at once with these settings, which cannot be written");
+    }
+    const int descriptor = target_.isSequence() ? target_.openNumber(firstNumber_ + imagesBegun_)
+                                                : target_.open(*interruption_);
+    ++imagesBegun_;
+    image_.emplace(descriptor, DescriptorIo::Direction::Write, target_.isSeekable(),
+                   *interruption_);
+    return image_->context();
+}
+
+int ClipWriter::closeFile(AVFormatContext* container, AVIOContext* io) {
+    auto& writer = *static_cast<ClipWriter*>(container->opaque);
+    if (writer.readBack_ && io == writer.readBack_->context()) {
+        writer.readBack_.reset();
+        return 0;
+    }
+    const int code = writer.image_->flush();
+    writer.image_.reset();
+    if (code < 0) {
+        try { // the muxer does not tell
+            writer.check(code, "cannot be written");
+        } catch (...) {
+            writer.ioError_ = std::current_exception();
+        }
+    }
+    return code;
 }
 
 } // namespace tintwell::media

@@ -1,10 +1,14 @@
 #pragma once
 
+#include "media/files/descriptor_io.h"
+#include "media/files/input_files.h"
 #include "media/read/clip_reader.h"
 #include "media/write/output_target.h"
 #include "media/write/video_encoder.h"
 
 #include <cstdint>
+#include <exception>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -15,19 +19,23 @@ struct WriterOptions {
     std::string format; ///< muxer's name; empty: from the output's name
     EncoderOptions encoder;
     bool overwrite = false;
+    std::shared_ptr<InputFiles> inputs = {}; ///< not to be written to; null: those of the name
+    std::shared_ptr<Interruption> interruption = {}; ///< may be null
 };
 
 /// Writes a clip whose video is encoded anew, and everything else that the container can hold as
 /// the source has it: other streams, metadata, chapters, rotation, aspect ratio, colour tags. The
 /// output appears under its name with `finish`; a writer that goes without it leaves nothing. For
-/// one thread at a time; errors are MediaErrors.
+/// one thread at a time; errors are MediaErrors, and Interrupted once the interruption is set.
 class ClipWriter {
 public:
     /// Checks the target and the settings and opens the encoder; takes what it needs of the source
     /// before that is read. `input` is the source's name, `span` the frames that are rendered.
     ClipWriter(const std::string& output, const std::string& input, const ClipReader& source,
                const std::optional<FrameSpan>& span, const WriterOptions& options);
-    ~ClipWriter();
+
+    ClipWriter(const ClipWriter&) = delete;
+    ClipWriter& operator=(const ClipWriter&) = delete;
 
     /// What the frames must be.
     const PictureFormat& pictureFormat() const { return encoder_->pictureFormat(); }
@@ -62,6 +70,10 @@ private:
         std::int64_t lastTime = AV_NOPTS_VALUE;
     };
 
+    static int openFile(AVFormatContext* container, AVIOContext** io, const char* url, int flags,
+                        AVDictionary** options);
+    static int closeFile(AVFormatContext* container, AVIOContext* io);
+    AVIOContext* openFor(int flags);
     void findContainer(const std::string& format);
     void checkSingleImage(const ClipInfo& source, const std::optional<FrameSpan>& span);
     void addStreams(const ClipReader& source);
@@ -71,8 +83,13 @@ private:
     void write(AVPacket& packet);
     void check(int code, const char* action);
 
+    std::shared_ptr<Interruption> interruption_;
     OutputTarget target_;
     std::string name_;
+    std::optional<DescriptorIo> file_;     ///< but for images
+    std::optional<DescriptorIo> readBack_; ///< the same file, for muxers that move what they wrote
+    std::optional<DescriptorIo> image_;    ///< being written
+    std::exception_ptr ioError_;           ///< thrown where FFmpeg cannot have it thrown
     OutputPtr output_;
     std::optional<VideoEncoder> encoder_;
     AVStream* video_ = nullptr;
@@ -82,7 +99,7 @@ private:
     std::vector<std::string> warnings_;
     std::int64_t firstNumber_ = 0; ///< of an image sequence
     std::int64_t frames_ = 0;
-    std::int64_t packetsWritten_ = 0;
+    std::int64_t imagesBegun_ = 0;
     std::int64_t damagedPackets_ = 0; ///< of copied streams
     bool singleImage_ = false;
 };

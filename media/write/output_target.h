@@ -1,60 +1,71 @@
 #pragma once
 
-#include "media/image_sequence.h"
+#include "media/files/descriptor.h"
+#include "media/files/input_files.h"
+#include "media/write/sequence_output.h"
+#include "media/write/target_rules.h"
+#include "media/write/temporary_file.h"
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 
 namespace tintwell::media {
 
-/// Where a clip is written to. Everything goes to temporary names beside the target, and under its
-/// name when it is complete; until then, and if it never is, the target stays as it was. Standard
-/// output and devices are written to directly.
+/// Where a clip is written to. Files take their names when they are complete; until then, and if
+/// they never are, what stood there stays as it was. Pipes, devices and what is open already
+/// (standard output, /dev/fd/3) are written to as they are.
 class OutputTarget {
 public:
     /// Throws MediaError where the target cannot or must not be written: it is the input, it exists
-    /// and `overwrite` is not set, its folder does not exist or is not writable.
-    OutputTarget(const std::string& output, const std::string& input, bool overwrite);
-
-    /// Removes what was written and not committed.
-    ~OutputTarget();
-
-    OutputTarget(const OutputTarget&) = delete;
-    OutputTarget& operator=(const OutputTarget&) = delete;
+    /// and `overwrite` is not set, its folder does not exist or is not writable. Puts away what
+    /// killed processes have left of their work on this target.
+    OutputTarget(const std::string& output, std::shared_ptr<const InputFiles> inputs,
+                 bool overwrite);
 
     /// For messages.
-    const std::string& name() const { return name_; }
-
-    /// What FFmpeg is to open: a URL, or for a sequence the pattern of the temporary names.
-    const std::string& url() const { return url_; }
+    const std::string& name() const { return rules_.name; }
 
     bool isSequence() const { return pattern_.has_value(); }
 
-    /// The file of a sequence with this number is about to be written.
-    void addNumber(std::int64_t number);
+    /// Whether it is standard output or another open file, whose name tells nothing.
+    bool isOpenFile() const { return openFile_.has_value(); }
 
-    /// Puts what was written under its name. Throws MediaError, and leaves nothing, where that
-    /// fails; also where the target has come into being meanwhile and `overwrite` is not set.
+    bool isStandardOutput() const;
+
+    /// Whether `open` gives a file in which one can go back and forth.
+    bool isSeekable() const;
+
+    /// Opens what is to be written to, which stays this target's own; not for sequences. Throws
+    /// MediaError, or Interrupted where a pipe was waited for.
+    int open(const Interruption& interruption);
+
+    /// What `open` gave.
+    int descriptor() const { return file_.isOpen() ? file_.descriptor() : stream_.get(); }
+
+    /// Opens the file of a sequence with this number, and closes the one before. Throws MediaError.
+    int openNumber(std::int64_t number);
+
+    /// Puts what was written under its name. Throws MediaError, and leaves everything as it was,
+    /// where that fails; also where the target has come into being meanwhile and `overwrite` is not
+    /// set.
     void commit();
 
 private:
-    void prepareFile(const std::string& input);
-    void prepareSequence(const std::string& input);
+    void prepareOpenFile();
+    void prepareFile();
+    void prepareSequence();
     void checkFolder(const std::string& folder) const;
-    void discard() noexcept;
 
-    std::string name_;
-    std::string url_;
-    bool overwrite_;
-    bool direct_ = false;   ///< standard output or a device
-    std::string temporary_; ///< of a single file
-    std::string path_;      ///< of a single file, links resolved
+    TargetRules rules_;
+    std::optional<int> openFile_;
     std::optional<SequencePattern> pattern_;
-    std::optional<SequencePattern> temporaryPattern_;
-    std::int64_t firstNumber_ = 0;
-    std::int64_t count_ = 0;     ///< files of the sequence begun
-    std::int64_t committed_ = 0; ///< of these, under their own name
+    std::string path_;      ///< of a file or stream, links resolved
+    bool isStream_ = false; ///< a pipe or a device
+    Descriptor stream_;     ///< what is written to as it is
+    TemporaryFile file_;
+    std::unique_ptr<SequenceOutput> sequence_;
 };
 
 } // namespace tintwell::media

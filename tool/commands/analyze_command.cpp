@@ -59,10 +59,14 @@ void runAnalyze(AnalyzeRequest& request, const std::atomic<bool>& stop) {
     request.clip.controls = resolveControls(request.effect, request.output.path);
     inspect::WalkOptions options = walkOptions(request.clip);
     options.trials = inspect::adviceTrials();
-    TextOutput output(request.output.path, request.clip.input, request.output.overwrite);
-    options.watch = giveUpOn(stop, output.isStandardOutput()
-                                       ? RenderStopped("interrupted; the output is incomplete")
-                                       : RenderStopped());
+    TextOutput output(request.output.path, request.clip.files, request.output.overwrite);
+    const char* const incomplete = "interrupted; the output is incomplete";
+    options.watch = [&output, check = giveUpOn(stop, output.isStandardOutput()
+                                                         ? RenderStopped(incomplete)
+                                                         : RenderStopped())](std::int64_t frame) {
+        check(frame);
+        output.requireReader();
+    };
     inspect::ClipWalk walk(options);
     const auto writer = makeWriter(request, output);
     const AnalysisHeader header = headerOf(request.clip, walk);

@@ -1,5 +1,6 @@
 #include "tool/commands/command_line.h"
 
+#include "media/media_error.h"
 #include "tool/commands/analyze_command.h"
 #include "tool/commands/completion_command.h"
 #include "tool/commands/controls_command.h"
@@ -44,6 +45,9 @@ int flushStandardOutput() {
         return codeOf(ExitCode::Done);
     }
     const std::error_code reason = reasonOfFailure(std::cout);
+    if (reason == std::errc::operation_canceled) {
+        throw media::Interrupted();
+    }
     return reason == std::errc::broken_pipe
                ? codeOf(ExitCode::Done)
                : failure("standard output: cannot be written (" + reason.message() + ")");
@@ -113,6 +117,11 @@ int CommandLine::run(int argumentCount, const char* const* arguments) noexcept {
     } catch (const RenderStopped& stopped) {
         printError(stopped.what());
         return stopExitCode();
+    } catch (const media::Interrupted&) {
+        printError(RenderStopped().what());
+        return stopExitCode();
+    } catch (const ReaderGone&) {
+        return codeOf(ExitCode::Done);
     } catch (const UserError& error) {
         return failure(error.what(), error.exitCode());
     } catch (const std::bad_alloc&) {

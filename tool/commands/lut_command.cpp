@@ -97,7 +97,7 @@ void runLut(LutRequest& request, const std::atomic<bool>& stop) {
     request.clip.controls = resolveControls(request.effect, request.output.path);
     std::optional<TextOutput> output;
     if (format != nullptr) {
-        output.emplace(request.output.path, request.clip.input, request.output.overwrite);
+        output.emplace(request.output.path, request.clip.files, request.output.overwrite);
     }
     LutContent content = contentFor(request, stop);
     std::string decisions;

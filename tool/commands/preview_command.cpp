@@ -95,7 +95,7 @@ void runPreview(PreviewRequest& request, const std::atomic<bool>& stop) {
     if (request.output.path.empty()) {
         request.output.path = nameFor(request.clip.input, index);
     }
-    TextOutput output(request.output.path, request.clip.input, request.output.overwrite);
+    TextOutput output(request.output.path, request.clip.files, request.output.overwrite);
     const inspect::InspectedFrame frame = search.inspect(index);
     request.picture.title = titleOf(request.clip.input, frame.findings);
     request.picture.caption = captionOf(request, frame.findings);

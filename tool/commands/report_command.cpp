@@ -86,8 +86,11 @@ void runReport(ReportRequest& request, const std::atomic<bool>& stop) {
     request.clip.controls = resolveControls(request.effect, request.output.path);
     inspect::WalkOptions options = walkOptions(request.clip);
     options.trials = inspect::adviceTrials();
-    options.watch = giveUpOn(stop);
-    TextOutput output(request.output.path, request.clip.input, request.output.overwrite);
+    TextOutput output(request.output.path, request.clip.files, request.output.overwrite);
+    options.watch = [&output, check = giveUpOn(stop)](std::int64_t frame) {
+        check(frame);
+        output.requireReader();
+    };
     const std::optional<std::int64_t> named = namedFrame(request, options, stop);
     inspect::ClipWalk walk(options);
     const auto progress = makeProgress(progressStyle(request.output));

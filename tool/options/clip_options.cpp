@@ -2,7 +2,10 @@
 
 #include "tool/options/command.h"
 #include "tool/options/output_options.h"
+#include "tool/terminal/stop_signal.h"
 #include "tool/values/option_values.h"
+
+#include <memory>
 
 namespace tintwell::tool {
 namespace {
@@ -29,8 +32,14 @@ CLI::Option* addKeyValueOption(CLI::App& app, const std::string& name, const std
 }
 
 void addInputArgument(CLI::App& app, ClipOptions& options) {
-    app.add_option("INPUT", options.input,
-                   "Video file, image, image sequence (frame.%04d.png), or - for standard input")
+    const auto take = [&options](const std::string& text) {
+        options.input = text;
+        options.files = std::make_shared<media::InputFiles>(text);
+        options.interruption = std::make_shared<media::Interruption>(stopRequested());
+    };
+    app.add_option_function<std::string>(
+           "INPUT", take,
+           "Video file, image, image sequence (frame.%04d.png), or - for standard input")
         ->required()
         ->type_name("")
         ->check(requireText);
@@ -81,7 +90,8 @@ media::NamedValues namedValues(const std::vector<KeyValue>& options) {
 }
 
 media::InputOptions inputOptions(const ClipOptions& options) {
-    return {options.inputFormat, options.frameRate, namedValues(options.inputOptions)};
+    return {options.inputFormat, options.frameRate, namedValues(options.inputOptions),
+            options.files, options.interruption};
 }
 
 std::optional<media::FrameSpan> spanOf(const ClipOptions& options) {

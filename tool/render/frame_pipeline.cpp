@@ -82,6 +82,7 @@ void FramePipeline::fail(std::exception_ptr error) {
         }
     }
     cancelled_ = true;
+    parts_.interruption.set(); // a thread may be waiting for somebody outside
     for (Queue* queue : {&decoded_, &converted_, &corrected_, &ready_}) {
         queue->cancel();
     }

@@ -33,6 +33,7 @@ public:
         media::ClipWriter& writer;
         Progress& progress;
         Neighbours& neighbours;
+        media::Interruption& interruption; ///< of reader, writer and neighbours
     };
 
     FramePipeline(const Parts& parts, host::SampleDepth depth);

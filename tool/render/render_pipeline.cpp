@@ -30,6 +30,8 @@ media::WriterOptions writerOptions(const RenderOptions& options) {
     writer.encoder.pixelFormat = options.pixelFormat;
     writer.encoder.options = namedValues(options.encoderOptions);
     writer.overwrite = options.overwrite;
+    writer.inputs = options.files;
+    writer.interruption = options.interruption;
     return writer;
 }
 
@@ -91,8 +93,9 @@ RenderSummary render(const RenderOptions& options, Progress& progress,
     RenderSummary summary;
     {
         const ProgressSpan span(progress, totalFrames(options, clip.reader.info()));
-        FramePipeline pipeline({clip.reader, effect, clip.writer, progress, clip.neighbours},
-                               clip.depth);
+        FramePipeline pipeline(
+            {clip.reader, effect, clip.writer, progress, clip.neighbours, *options.interruption},
+            clip.depth);
         summary.framesDone = pipeline.run(stop);
         summary.change = pipeline.change();
         clip.writer.finish();

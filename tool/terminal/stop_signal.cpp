@@ -1,6 +1,9 @@
 #include "tool/terminal/stop_signal.h"
 
+#include <cerrno>
 #include <csignal>
+#include <cstdint>
+#include <ctime>
 
 namespace tintwell::tool {
 namespace {
@@ -9,11 +12,35 @@ std::atomic<bool> stopFlag{false};
 std::atomic<int> stopSignal{SIGINT};
 
 // A handler may touch nothing but these.
-static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<int>::is_always_lock_free);
+static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<int>::is_always_lock_free &&
+              std::atomic<std::int64_t>::is_always_lock_free);
+
+std::atomic<int> signalCount{0};
+std::atomic<std::int64_t> firstTime{0}; ///< in milliseconds
+
+/// Programs that stop others send their signal several times at once, which is one wish only. Who
+/// sends it again later does not want to wait.
+constexpr std::int64_t kPatience = 3000;
+constexpr std::int64_t kShortPatience = 1000; ///< with the third signal
+
+std::int64_t now() {
+    timespec time{};
+    clock_gettime(CLOCK_MONOTONIC, &time);
+    return std::int64_t{time.tv_sec} * 1000 + time.tv_nsec / 1'000'000;
+}
 
 extern "C" void noteSignal(int signal) {
-    stopSignal = signal;
-    stopFlag = true;
+    const int error = errno;
+    const int count = ++signalCount;
+    if (count == 1) {
+        firstTime = now();
+        stopSignal = signal;
+        stopFlag = true;
+    } else if (now() - firstTime >= (count == 2 ? kPatience : kShortPatience)) {
+        std::signal(signal, SIG_DFL);
+        std::raise(signal);
+    }
+    errno = error;
 }
 
 } // namespace
@@ -30,7 +57,6 @@ void catchStopSignals() {
         struct sigaction action {};
 
         action.sa_handler = noteSignal;
-        action.sa_flags = static_cast<int>(SA_RESETHAND);
         sigaction(signal, &action, nullptr);
     }
     // Writing fails then, which is told with the file's name.

@@ -5,8 +5,9 @@
 namespace tintwell::tool {
 
 /// From now on the first interrupt, hang-up or termination signal only sets the flag, so that work
-/// can be put away; a second one ends the program at once. A broken pipe and a file that grows
-/// beyond what is allowed become failed writes.
+/// can be put away; a second one ends the program where that takes longer than some seconds, a
+/// third one after a second. A broken pipe and a file that grows beyond what is allowed become
+/// failed writes.
 void catchStopSignals();
 
 /// Set once a signal has asked the program to stop.

@@ -1,6 +1,9 @@
 #include "tool/terminal/text_output.h"
 
 #include "media/clip_info.h"
+#include "media/files/descriptor.h"
+#include "media/media_error.h"
+#include "tool/terminal/stop_signal.h"
 #include "tool/terminal/terminal.h"
 #include "tool/terminal/user_error.h"
 
@@ -9,16 +12,15 @@
 #include <cerrno>
 #include <filesystem>
 #include <iostream>
-#include <string_view>
 #include <system_error>
+#include <utility>
 
 namespace tintwell::tool {
 
-std::error_code reasonOfFailure(std::ostream& stream) {
-    stream.clear();
-    errno = 0;
-    stream.put('\n').flush();
-    return {errno != 0 ? errno : EIO, std::generic_category()};
+std::error_code reasonOfFailure(const std::ostream& stream) {
+    const auto* const buffer = dynamic_cast<const DescriptorBuffer*>(stream.rdbuf());
+    const int error = buffer != nullptr ? buffer->error() : 0;
+    return {error != 0 ? error : EIO, std::generic_category()};
 }
 
 std::string extensionOf(const std::string& path) {
@@ -29,40 +31,46 @@ std::string extensionOf(const std::string& path) {
     return extension;
 }
 
-TextOutput::TextOutput(const std::string& path, const std::string& input, bool overwrite)
-    : stream_(&std::cout) {
-    if (path.empty() || path == media::kStandardStream) {
-        return;
-    }
-    target_.emplace(path, input, overwrite);
-    if (target_->isSequence()) {
+TextOutput::TextOutput(const std::string& path, std::shared_ptr<const media::InputFiles> inputs,
+                       bool overwrite)
+    : interruption_(stopRequested()),
+      target_(path.empty() ? media::kStandardStream : path, std::move(inputs), overwrite),
+      stream_(nullptr) {
+    if (target_.isSequence()) {
         throw UserError(path + ": a numbered name is for an image sequence; name one file",
                         ExitCode::Usage);
     }
-    constexpr std::string_view kScheme = "file:";
-    file_.open(target_->url().substr(kScheme.size()), std::ios::binary);
-    if (!file_) {
-        throw UserError(path + ": cannot be created (" + std::generic_category().message(errno) +
-                        ")");
+    if (isStandardOutput()) {
+        stream_.rdbuf(std::cout.rdbuf()); // what else is printed keeps its place
+    } else {
+        buffer_.emplace(target_.open(interruption_), interruption_);
+        stream_.rdbuf(&*buffer_);
     }
-    stream_ = &file_;
 }
 
 bool TextOutput::isColored() const {
     return isStandardOutput() && standardOutputIsTerminal() && colorsAreWelcome();
 }
 
+void TextOutput::requireReader() const {
+    if (media::readerIsGone(target_.descriptor())) {
+        throw ReaderGone();
+    }
+}
+
 void TextOutput::commit() {
-    if (!target_) {
-        return;
+    stream_.flush();
+    if (!stream_) {
+        const std::error_code reason = reasonOfFailure(stream_);
+        if (isStandardOutput() && reason == std::errc::broken_pipe) {
+            throw ReaderGone();
+        }
+        if (interruption_.isSet()) {
+            throw media::Interrupted();
+        }
+        throw UserError(target_.name() + ": cannot be written (" + reason.message() + ")");
     }
-    file_.flush();
-    if (!file_) {
-        throw UserError(target_->name() + ": cannot be written (" +
-                        reasonOfFailure(file_).message() + ")");
-    }
-    file_.close();
-    target_->commit();
+    target_.commit();
 }
 
 } // namespace tintwell::tool

@@ -2,8 +2,11 @@
 
 #include "host/control_track.h"
 #include "host/frame_buffer.h"
+#include "media/files/input_files.h"
+#include "media/files/interruption.h"
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -34,6 +37,10 @@ struct ClipOptions {
     std::string inputFormat; ///< demuxer name; empty: find out
     std::string frameRate;   ///< rate of an image sequence or raw stream; empty: as stored
     std::vector<KeyValue> inputOptions;
+
+    // Of all that reads the clip together; null where nothing else has to know.
+    std::shared_ptr<media::InputFiles> files;
+    std::shared_ptr<media::Interruption> interruption;
 };
 
 /// Everything `tintwell render` was asked for, already checked for what can be checked without

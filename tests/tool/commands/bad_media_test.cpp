@@ -138,6 +138,7 @@ TEST_F(BadMediaTest, StoppedAtAnyMomentItLeavesTheOldOutputOrTheWholeNewOne) {
         close(input);
         std::this_thread::sleep_for(std::chrono::milliseconds(8 * i));
         kill(child, signal);
+        kill(child, signal); // as timeout does
         const Outcome outcome = finish(child);
         if (contentOf(work_ / "out.mkv") == old) {
             ++stopped;

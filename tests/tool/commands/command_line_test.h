@@ -70,7 +70,8 @@ protected:
         std::ofstream(work_ / name, std::ios::binary) << text;
     }
 
-    pid_t start(const Arguments& arguments, int input) const {
+    /// Without `output` what it prints goes to a file.
+    pid_t start(const Arguments& arguments, int input, int output = -1) const {
         const pid_t child = fork();
         if (child != 0) {
             return child;
@@ -82,7 +83,7 @@ protected:
         words.push_back(nullptr);
         constexpr int kFlags = O_WRONLY | O_CREAT | O_TRUNC;
         dup2(input, STDIN_FILENO);
-        dup2(open((folder_ / "out").c_str(), kFlags, 0600), STDOUT_FILENO);
+        dup2(output < 0 ? open((folder_ / "out").c_str(), kFlags, 0600) : output, STDOUT_FILENO);
         dup2(open((folder_ / "err").c_str(), kFlags, 0600), STDERR_FILENO);
         if (chdir(work_.c_str()) == 0) {
             execv(TINTWELL_PROGRAM, const_cast<char* const*>(words.data()));

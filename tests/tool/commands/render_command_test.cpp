@@ -184,7 +184,7 @@ TEST_P(InterruptTest, RemovesThePartialFileAndExits130) {
     ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
     const pid_t child = start(GetParam(), ends[0]);
     close(ends[0]);
-    // The clip never ends; the signal comes once part of the output exists.
+    // The clip never ends; the signal comes once part of it has been read.
     std::string chunk = clipHeader();
     bool interrupted = false;
     int frame = 0;
@@ -196,7 +196,7 @@ TEST_P(InterruptTest, RemovesThePartialFileAndExits130) {
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
         }
         chunk = clipFrame(frame++);
-        if (!interrupted && filesInWork().size() > 1) {
+        if (!interrupted && frame > 100) {
             kill(child, SIGINT);
             interrupted = true;
         }

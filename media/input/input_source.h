@@ -1,0 +1,50 @@
+#pragma once
+
+#include "media/ffmpeg_objects.h"
+#include "media/files/descriptor_io.h"
+#include "media/files/input_files.h"
+#include "media/files/interruption.h"
+
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace tintwell::media {
+
+/// What a demuxer reads from: notes every file that it opens, and lets it be interrupted. Must
+/// outlive the context it is attached to, and stay where it is.
+class InputSource {
+public:
+    InputSource(std::shared_ptr<InputFiles> files, std::shared_ptr<Interruption> interruption);
+
+    InputSource(const InputSource&) = delete;
+    InputSource& operator=(const InputSource&) = delete;
+
+    /// Before the context is opened.
+    void attach(AVFormatContext& container);
+
+    /// Opens standard input or a local file for the demuxer; addresses, and what demuxers open by
+    /// themselves, are left to FFmpeg. Throws MediaError.
+    void open(AVFormatContext& container, const std::string& url);
+
+    /// From now on: for demuxers that open files without asking.
+    void watchAll() { watchesAll_ = true; }
+
+    const Interruption& interruption() const { return *interruption_; }
+
+private:
+    using Opener = decltype(AVFormatContext::io_open);
+
+    static int isInterrupted(void* self);
+    static int openFurther(AVFormatContext* container, AVIOContext** io, const char* url, int flags,
+                           AVDictionary** options);
+
+    std::shared_ptr<InputFiles> files_;
+    std::shared_ptr<Interruption> interruption_;
+    Opener usualOpener_ = nullptr;
+    bool watchesAll_ = false;
+    Descriptor file_;
+    std::optional<DescriptorIo> io_;
+};
+
+} // namespace tintwell::media
