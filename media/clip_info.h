@@ -4,7 +4,9 @@
 
 #include <cmath>
 #include <cstdint>
+#include <limits>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -21,10 +23,25 @@ inline constexpr char kStandardStream[] = "-";
 inline constexpr int kMaximumSide = 32767;
 inline constexpr std::int64_t kMaximumPixels = std::int64_t{1} << 28;
 
-/// First and last frame, counted from 0, both included.
+/// First and last frame, counted from 0, both included. Never empty, and few enough that numbers
+/// and times of frames can be reckoned with.
 struct FrameSpan {
-    std::int64_t first = 0;
-    std::int64_t last = 0;
+    /// The effect counts with 32 bits.
+    static constexpr std::int64_t kGreatest = std::numeric_limits<std::int32_t>::max() - 1;
+
+    /// Throws std::invalid_argument where that is no such span.
+    FrameSpan(std::int64_t firstFrame, std::int64_t lastFrame)
+        : first(firstFrame), last(lastFrame) {
+        if (first < 0 || last < first || last > kGreatest) {
+            throw std::invalid_argument("is no span of frames; they are counted from 0 to " +
+                                        std::to_string(kGreatest));
+        }
+    }
+
+    std::int64_t count() const { return last - first + 1; }
+
+    std::int64_t first;
+    std::int64_t last;
 };
 
 struct FrameCount {

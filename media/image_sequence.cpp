@@ -41,25 +41,51 @@ bool SequencePattern::covers(const std::string& path) const {
            std::filesystem::equivalent(folder, directory, error) && !error;
 }
 
+/// "%d", "%4d" or "%04d" once; "%%" is a plain "%".
 std::optional<SequencePattern> parseSequence(const std::string& path) {
     const std::filesystem::path whole(path);
     const std::string name = whole.filename().string();
-    const std::size_t percent = name.find('%');
-    const std::size_t letter = name.find('d', percent);
-    if (percent == std::string::npos || letter == std::string::npos) {
-        return {};
-    }
-    // "%d", "%4d" or "%04d"
-    const std::string width = name.substr(percent + 1, letter - percent - 1);
-    if (width.size() > 2 || width.find_first_not_of("0123456789") != std::string::npos) {
-        return {};
-    }
     SequencePattern pattern;
+    std::string* text = &pattern.prefix;
+    for (std::size_t at = 0; at < name.size(); ++at) {
+        if (name[at] != '%') {
+            *text += name[at];
+            continue;
+        }
+        const std::size_t letter = name.find_first_not_of("0123456789", at + 1);
+        const std::size_t width = letter == std::string::npos ? 0 : letter - at - 1;
+        if (letter == std::string::npos || width > 2) {
+            return {};
+        }
+        if (name[letter] == '%' && width == 0) {
+            *text += '%';
+        } else if (name[letter] == 'd' && text == &pattern.prefix) {
+            pattern.digits =
+                width == 0 ? 1 : static_cast<std::size_t>(std::stoi(name.substr(at + 1, width)));
+            text = &pattern.suffix;
+        } else {
+            return {};
+        }
+        at = letter;
+    }
+    if (text == &pattern.prefix) {
+        return {};
+    }
     pattern.directory = whole.has_parent_path() ? whole.parent_path().string() : ".";
-    pattern.prefix = name.substr(0, percent);
-    pattern.suffix = name.substr(letter + 1);
-    pattern.digits = width.empty() ? 1 : static_cast<std::size_t>(std::stoi(width));
     return pattern;
+}
+
+std::string escapedForPattern(const std::string& text) {
+    std::string escaped;
+    for (const char letter : text) {
+        escaped += letter == '%' ? "%%" : std::string(1, letter);
+    }
+    return escaped;
+}
+
+std::string SequencePattern::text() const {
+    return escapedForPattern(directory + "/" + prefix) + "%0" + std::to_string(digits) + "d" +
+           escapedForPattern(suffix);
 }
 
 SequenceFiles findSequence(const SequencePattern& pattern) {

@@ -43,12 +43,12 @@ void checkIsThere(const std::string& input) {
 
 /// Prepares the opening of an image sequence, where the input is one.
 bool prepareSequence(const std::string& input, InputFile& file, Dictionary& settings) {
-    const auto pattern = parseSequence(input);
-    if (!pattern) {
-        return false;
-    }
     if (std::filesystem::exists(input)) {
         settings.set("pattern_type", "none"); // the name of a single image, whatever it looks like
+        return false;
+    }
+    const auto pattern = parseSequence(input);
+    if (!pattern) {
         return false;
     }
     const SequenceFiles files = findSequence(*pattern);
@@ -59,6 +59,7 @@ bool prepareSequence(const std::string& input, InputFile& file, Dictionary& sett
         file.warnings.push_back(input + ": " + pattern->nameOf(files.first + files.run) +
                                 " is missing; the clip ends before it");
     }
+    settings.set("pattern_type", "sequence");
     settings.set("start_number", std::to_string(files.first));
     file.sequenceLength = FrameCount{files.run, true};
     return true;
@@ -136,7 +137,8 @@ InputFile openInput(const std::string& input, const InputOptions& options) {
         settings.set(key, value);
     }
     // image2 takes the pattern for a name of its own, not for a URL.
-    const std::string url = file.sequenceLength ? input : asUrl(input);
+    const std::string url =
+        file.sequenceLength ? parseSequence(input).value().text() : asUrl(input);
     AVFormatContext* container = avformat_alloc_context();
     if (container == nullptr) {
         throw std::bad_alloc();

@@ -6,7 +6,6 @@
 #include "media/write/stream_copy.h"
 
 #include <algorithm>
-#include <filesystem>
 #include <string_view>
 #include <utility>
 
@@ -33,7 +32,7 @@ std::string urlFor(const OutputTarget& target) {
     if (!target.isSequence()) {
         return target.name();
     }
-    return "image%d" + std::filesystem::path(target.name()).extension().string();
+    return "image%d" + escapedForPattern(parseSequence(target.name()).value().suffix);
 }
 
 } // namespace
@@ -50,7 +49,7 @@ ClipWriter::ClipWriter(const std::string& output, const std::string& input,
     encoder_.emplace(source.info(), source.video().codecpar->field_order, *output_->oformat, name_,
                      output, options.encoder);
     if (span) {
-        length_ = Moment{span->last - span->first + 1, av_inv_q(source.info().frameRate)};
+        length_ = Moment{span->count(), av_inv_q(source.info().frameRate)};
     }
     if (target_.isSequence()) {
         firstNumber_ = firstNumberFor(input, span);

@@ -94,15 +94,9 @@ media::InputOptions inputOptions(const ClipOptions& options) {
             options.files, options.interruption};
 }
 
-std::optional<media::FrameSpan> spanOf(const ClipOptions& options) {
-    return options.frames
-               ? std::optional(media::FrameSpan{options.frames->first, options.frames->last})
-               : std::nullopt;
-}
-
 std::optional<std::int64_t> totalFrames(const ClipOptions& options, const media::ClipInfo& info) {
     if (options.frames) {
-        return options.frames->last - options.frames->first + 1;
+        return options.frames->count();
     }
     return info.frameCount ? std::optional(info.frameCount->frames) : std::nullopt;
 }
@@ -111,7 +105,7 @@ inspect::WalkOptions walkOptions(const ClipOptions& options) {
     inspect::WalkOptions walk;
     walk.input = options.input;
     walk.reading = inputOptions(options);
-    walk.frames = spanOf(options);
+    walk.frames = options.frames;
     walk.depth = options.depth;
     walk.controls = options.controls;
     walk.highQuality = options.highQuality;

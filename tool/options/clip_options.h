@@ -32,7 +32,6 @@ media::NamedValues namedValues(const std::vector<KeyValue>& options);
 
 /// How the input is to be read.
 media::InputOptions inputOptions(const ClipOptions& options);
-std::optional<media::FrameSpan> spanOf(const ClipOptions& options);
 
 /// How many frames will be worked on; empty where that cannot be known.
 std::optional<std::int64_t> totalFrames(const ClipOptions& options, const media::ClipInfo& info);

@@ -20,7 +20,7 @@ namespace tintwell::tool {
 namespace {
 
 media::ReaderOptions readerOptions(const RenderOptions& options) {
-    return {inputOptions(options), spanOf(options), true};
+    return {inputOptions(options), options.frames, true};
 }
 
 media::WriterOptions writerOptions(const RenderOptions& options) {
@@ -42,7 +42,7 @@ struct OpenClip {
           reader(options.input, readerOptions(options)),
           depth(media::worldDepth(reader.info(), options.depth)),
           neighbours(options, reader, depth),
-          writer(options.output, options.input, reader, spanOf(options), writerOptions(options)) {}
+          writer(options.output, options.input, reader, options.frames, writerOptions(options)) {}
 
     std::shared_ptr<const host::ModuleLibrary> module;
     media::ClipReader reader;

@@ -1,13 +1,12 @@
 #include "tool/report/shell_command.h"
 
 #include "media/clip_info.h"
-#include "tool/report/page_template.h"
+#include "media/image_sequence.h"
 #include "tool/values/control_catalog.h"
 #include "tool/values/option_values.h"
 
 #include <algorithm>
 #include <cctype>
-#include <cstdio>
 #include <filesystem>
 #include <string_view>
 #include <vector>
@@ -19,31 +18,9 @@ extern "C" {
 namespace tintwell::tool {
 namespace {
 
-bool isControl(unsigned char letter) {
-    return letter < ' ' || letter == 0x7f;
-}
-
 bool needsNoQuotes(unsigned char letter) {
     return std::isalnum(letter) != 0 ||
            std::string_view("_-./:=,+%@").find(static_cast<char>(letter)) != std::string::npos;
-}
-
-std::string quotedBytes(const std::string& word) {
-    std::string quoted = "$'";
-    for (const char letter : word) {
-        const auto byte = static_cast<unsigned char>(letter);
-        if (letter == '\'' || letter == '\\') {
-            quoted += '\\';
-            quoted += letter;
-        } else if (isControl(byte) || byte >= 0x80) {
-            char code[8];
-            std::snprintf(code, sizeof code, "\\%03o", byte); // no digit behind can join it
-            quoted += code;
-        } else {
-            quoted += letter;
-        }
-    }
-    return quoted + "'";
 }
 
 /// A relative name that would be taken for an option is not one with its folder before it.
@@ -59,8 +36,13 @@ std::string outputFor(const ClipOptions& clip) {
     const std::filesystem::path input = clip.input;
     std::string name = "corrected-" + input.filename().string();
     const bool written = av_guess_format(nullptr, name.c_str(), nullptr) != nullptr;
-    if (!written || !clip.inputFormat.empty()) {
+    const bool keepsFormat = written && clip.inputFormat.empty();
+    if (!keepsFormat) {
         name += ".mkv";
+    }
+    // What is one file is not to be taken for a sequence.
+    if (media::parseSequence(name) && (!keepsFormat || std::filesystem::exists(input))) {
+        std::ranges::replace(name, '%', '_');
     }
     return (input.parent_path() / name).string();
 }
@@ -108,9 +90,6 @@ void addClip(const ClipOptions& clip, std::vector<std::string>& words) {
 } // namespace
 
 std::string shellWord(const std::string& word) {
-    if (std::any_of(word.begin(), word.end(), isControl) || validText(word) != word) {
-        return quotedBytes(word);
-    }
     if (!word.empty() && std::all_of(word.begin(), word.end(), needsNoQuotes)) {
         return word;
     }

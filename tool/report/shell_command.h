@@ -8,8 +8,7 @@
 
 namespace tintwell::tool {
 
-/// The word as a shell must be given it. Bytes that do not show are written as octal numbers in
-/// $'...', which bash, zsh and their kin understand.
+/// The word as any POSIX shell must be given it: as it is, in single quotes where it needs them.
 std::string shellWord(const std::string& word);
 
 /// The words of the `tintwell render` command with these settings, as a shell must be given them.

@@ -57,24 +57,23 @@ std::size_t parseCount(std::string_view text, std::size_t minimum, std::size_t m
     return count;
 }
 
-FrameRange parseFrameRange(std::string_view text) {
-    FrameRange range;
+media::FrameSpan parseFrameRange(std::string_view text) {
     const std::size_t dash = text.find('-');
-    const bool readable = dash == std::string_view::npos
-                              ? readFrame(text, range.first)
-                              : readFrame(text.substr(0, dash), range.first) &&
-                                    readFrame(text.substr(dash + 1), range.last);
-    if (!readable) {
+    std::int64_t first = 0;
+    std::int64_t last = 0;
+    if (!readFrame(text.substr(0, dash), first) ||
+        !readFrame(dash == std::string_view::npos ? text : text.substr(dash + 1), last)) {
         refuse(text, "is not a frame range; give FIRST-LAST or one frame, counted from 0, "
                      "for example 0-99");
     }
-    if (dash == std::string_view::npos) {
-        range.last = range.first;
-    }
-    if (range.last < range.first) {
+    if (last < first) {
         refuse(text, "ends before it begins; give the first frame first");
     }
-    return range;
+    if (last > media::FrameSpan::kGreatest) {
+        refuse(text, "goes too far; the greatest frame number is " +
+                         std::to_string(media::FrameSpan::kGreatest));
+    }
+    return {first, last};
 }
 
 KeyValue parseKeyValue(std::string_view text) {

@@ -18,7 +18,7 @@ double parseReal(std::string_view text, double minimum, double maximum, std::str
 std::size_t parseCount(std::string_view text, std::size_t minimum, std::size_t maximum);
 
 /// "A-B" or "A": frames counted from 0, the last not before the first.
-FrameRange parseFrameRange(std::string_view text);
+media::FrameSpan parseFrameRange(std::string_view text);
 
 /// Seconds from "12.5" or "1:02:03.5", to the microsecond; none below 0.
 double parseTime(std::string_view text);

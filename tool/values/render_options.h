@@ -2,6 +2,7 @@
 
 #include "host/control_track.h"
 #include "host/frame_buffer.h"
+#include "media/clip_info.h"
 #include "media/files/input_files.h"
 #include "media/files/interruption.h"
 
@@ -12,12 +13,6 @@
 #include <vector>
 
 namespace tintwell::tool {
-
-/// First and last frame to work on, counted from 0, both included.
-struct FrameRange {
-    std::int64_t first = 0;
-    std::int64_t last = 0;
-};
 
 /// An option of FFmpeg's, by its name there.
 struct KeyValue {
@@ -32,7 +27,7 @@ struct ClipOptions {
     host::ControlTracks controls; ///< values of the six controls over time
     bool highQuality = true;
     std::optional<host::SampleDepth> depth; ///< empty: by the input's
-    std::optional<FrameRange> frames;
+    std::optional<media::FrameSpan> frames;
 
     std::string inputFormat; ///< demuxer name; empty: find out
     std::string frameRate;   ///< rate of an image sequence or raw stream; empty: as stored

@@ -168,6 +168,25 @@ TEST_F(CommandLineTest, AWindowThatAPipeCannotHoldIsForFilesOnly) {
     EXPECT_EQ(render("large.y4m", "10").exitCode, 0);
 }
 
+TEST_F(CommandLineTest, PercentSignsInFoldersAndNamesStayWhatTheyAre) {
+    for (const char* folder : {"50%", "50%d", "%%"}) {
+        fs::create_directory(work_ / folder);
+        const std::string first = std::string(folder) + "/a%02d%%.png";
+        const std::string second = std::string(folder) + "/b%d.png";
+        for (const auto& [input, output] :
+             {std::pair(std::string("clip.y4m"), first), std::pair(first, second)}) {
+            const Outcome outcome = run({"render", input, output, "--frames", "0-2"});
+            EXPECT_EQ(outcome.exitCode, 0) << input << outcome.err;
+        }
+        for (const char* name : {"a00%.png", "a02%.png", "b0.png", "b2.png"}) {
+            EXPECT_TRUE(fs::exists(work_ / folder / name)) << folder << name;
+        }
+        const std::string single = std::string(folder) + "/100%.png";
+        fs::copy_file(work_ / folder / "b0.png", work_ / single);
+        EXPECT_EQ(run({"render", single, single + ".mkv"}).exitCode, 0) << single;
+    }
+}
+
 class InterruptTest : public CommandLineTest, public testing::WithParamInterface<Arguments> {};
 
 INSTANTIATE_TEST_SUITE_P(

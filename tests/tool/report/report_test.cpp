@@ -7,6 +7,9 @@
 
 #include <array>
 #include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <memory>
 #include <stdexcept>
 #include <vector>
@@ -52,8 +55,9 @@ TEST(PageTemplate, JsonInAScriptDoesNotEndIt) {
     EXPECT_EQ(Json::parse(text), document);
 }
 
-std::string spokenByShell(const std::string& word) {
-    const std::string command = "bash -c \"$(cat <<'END'\nprintf %s. " + word + "\nEND\n)\"";
+std::string spokenBy(const std::string& shell, const std::string& word) {
+    const std::string command =
+        shell + " <<'END-OF-SCRIPT'\nprintf %s. " + word + "\nEND-OF-SCRIPT";
     const std::unique_ptr<std::FILE, int (*)(std::FILE*)> pipe(popen(command.c_str(), "r"), pclose);
     std::string spoken;
     for (int letter = std::fgetc(pipe.get()); letter != EOF; letter = std::fgetc(pipe.get())) {
@@ -65,9 +69,12 @@ std::string spokenByShell(const std::string& word) {
 TEST(ShellCommand, AShellReadsTheWordsBack) {
     EXPECT_EQ(shellWord("films/a-b_1.%04d.png"), "films/a-b_1.%04d.png");
     EXPECT_EQ(shellWord("\xC3\xA4 b"), "'\xC3\xA4 b'");
-    for (const std::string word : {"", "a b", "it's", "$(id) `id` \"x\" \\ ! * ~",
-                                   "line\nbreak's \\1", "\xFF\x37\xC3(", "-n"}) {
-        EXPECT_EQ(spokenByShell(shellWord(word)), word + ".") << shellWord(word);
+    for (const std::string word :
+         {"", "a b", "it's", "$(id) `id` \"x\" \\ ! * ~", "line\nbreak's \\1", "'\n$(id)\n'",
+          "\x1b[31m\t\r", "\xFF\x37\xC3(", "-n"}) {
+        for (const char* shell : {"sh", "bash"}) {
+            EXPECT_EQ(spokenBy(shell, shellWord(word)), word + ".") << shellWord(word);
+        }
     }
 }
 
@@ -89,7 +96,7 @@ TEST(ShellCommand, RepeatsWhatWasAskedFor) {
     clip.inputFormat = "rawvideo";
     clip.inputOptions = {{"video_size", "64x48"}};
     clip.frameRate = "30000/1001";
-    clip.frames = FrameRange{3, 7};
+    clip.frames = media::FrameSpan(3, 7);
     clip.depth = host::SampleDepth::Bits16;
     clip.highQuality = false;
     effect.controlsFile = "c d.json";
@@ -98,6 +105,21 @@ TEST(ShellCommand, RepeatsWhatWasAskedFor) {
               "tintwell render clip.bin corrected-clip.bin.mkv --controls 'c d.json' "
               "--temporal-smoothing 0.1 --no-scene-detect --frames 3-7 --input-format rawvideo "
               "--input-option video_size=64x48 --frame-rate 30000/1001 --depth 16 --quality draft");
+}
+
+/// One file must not become a sequence, as which its name could be read, nor a sequence one file.
+TEST(ShellCommand, NumbersInNamesStayWhatTheyAre) {
+    std::string pattern = (std::filesystem::temp_directory_path() / "tintwell-XXXXXX").string();
+    const std::filesystem::path folder = mkdtemp(pattern.data());
+    std::ofstream(folder / "a%d.mp4") << "one file";
+    const std::string beside = folder.string() + "/corrected-";
+    for (const auto& [input, output] : std::vector<std::pair<std::string, std::string>>{
+             {"a%d.mp4", "a_d.mp4"}, {"f%d.png", "f%d.png"}, {"f%02d.cr2", "f_02d.cr2.mkv"}}) {
+        ClipOptions clip;
+        clip.input = folder / input;
+        EXPECT_EQ(renderCommand(clip, {}).at(3), beside + output);
+    }
+    std::filesystem::remove_all(folder);
 }
 
 TEST(LevelSeries, APlaceOfALongClipHasTheRangeOfItsFrames) {

@@ -32,12 +32,13 @@ TEST(OptionValues, FrameRanges) {
     };
 
     for (const Case& good : {Case{"0-0", 0, 0}, Case{"7", 7, 7}, Case{"5-120", 5, 120}}) {
-        const FrameRange range = parseFrameRange(good.text);
+        const media::FrameSpan range = parseFrameRange(good.text);
         EXPECT_EQ(range.first, good.first) << good.text;
         EXPECT_EQ(range.last, good.last) << good.text;
     }
-    for (const char* const text : {"", "-", "-5", "5-", "9-3", "1-2-3", "a-b", "1.5", "1 - 2",
-                                   "1--2", "99999999999999999999"}) {
+    for (const char* const text :
+         {"", "-", "-5", "5-", "9-3", "1-2-3", "a-b", "1.5", "1 - 2", "1--2",
+          "99999999999999999999", "0-9223372036854775807", "2147483647", "4-2147483648"}) {
         EXPECT_THROW(parseFrameRange(text), std::invalid_argument) << text;
     }
 }
