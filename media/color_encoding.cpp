@@ -74,9 +74,13 @@ OutputColor outputColor(AVPixelFormat inputFormat, const ColorTags& inputTags,
     return output;
 }
 
+std::string matrixName(AVColorSpace matrix) {
+    const char* name = av_color_space_name(matrix);
+    return name != nullptr ? name : "number " + std::to_string(matrix);
+}
+
 std::string matrixName(const ColorEncoding& encoding) {
-    const char* name = av_color_space_name(encoding.matrix);
-    return name != nullptr ? name : "unknown";
+    return matrixName(encoding.matrix);
 }
 
 std::string rangeName(const ColorEncoding& encoding) {

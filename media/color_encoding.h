@@ -43,7 +43,8 @@ struct OutputColor {
 OutputColor outputColor(AVPixelFormat inputFormat, const ColorTags& inputTags,
                         AVPixelFormat outputFormat, int width, int height);
 
-/// For messages: "bt709", "smpte170m".
+/// For messages: "bt709", "smpte170m"; "number 15" for one that FFmpeg has no name for.
+std::string matrixName(AVColorSpace matrix);
 std::string matrixName(const ColorEncoding& encoding);
 /// "tv" or "pc".
 std::string rangeName(const ColorEncoding& encoding);

@@ -1,9 +1,5 @@
 #include "media/read/clip_warnings.h"
 
-extern "C" {
-#include <libavutil/pixdesc.h>
-}
-
 namespace tintwell::media {
 
 std::vector<std::string> warningsOf(const std::string& input, const ClipInfo& info,
@@ -28,7 +24,7 @@ std::vector<std::string> warningsOf(const std::string& input, const ClipInfo& in
         warn("ends before the end that it announces; it seems to be cut off");
     }
     if (matrixIsReplaced(info.pixelFormat, info.tags)) {
-        warn("its colour matrix (" + std::string(av_color_space_name(info.tags.matrix)) +
+        warn("its colour matrix (" + matrixName(info.tags.matrix) +
              ") is not supported; taken for " + matrixName(info.color));
     }
     return warnings;

@@ -14,7 +14,6 @@
 #include "tool/terminal/text_output.h"
 #include "tool/terminal/user_error.h"
 
-#include <iostream>
 #include <memory>
 
 namespace tintwell::tool {
@@ -84,7 +83,7 @@ void runAnalyze(AnalyzeRequest& request, const std::atomic<bool>& stop) {
     printWarnings(walk.warnings());
     if (request.csv && !request.output.quiet) {
         for (const auto& [label, text] : summaryLines(summary, header.smoothed)) {
-            std::cerr << "tintwell: " << label << ": " << text << "\n";
+            printNote(label + ": " + text);
         }
     }
     tellWritten(request.output);

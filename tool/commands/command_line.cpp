@@ -14,6 +14,7 @@
 #include "tool/options/module_path.h"
 #include "tool/render/render_pipeline.h"
 #include "tool/terminal/messages.h"
+#include "tool/terminal/printable.h"
 #include "tool/terminal/stop_signal.h"
 #include "tool/terminal/text_output.h"
 #include "tool/terminal/user_error.h"
@@ -80,9 +81,9 @@ std::string describeMismatch(std::string remark) {
 std::string versionText() {
     std::string text = std::string("tintwell ") + TINTWELL_VERSION;
     try {
-        text += "\nmodule: " + describeModule(findModule(std::string()));
+        text += "\nmodule: " + printable(describeModule(findModule(std::string())));
     } catch (const std::exception& error) {
-        text += std::string("\nmodule: none (") + error.what() + ")";
+        text += "\nmodule: none (" + printable(error.what()) + ")";
     }
     return text;
 }

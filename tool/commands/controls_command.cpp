@@ -4,6 +4,7 @@
 #include "host/module_library.h"
 #include "tool/options/effect_options.h"
 #include "tool/options/module_path.h"
+#include "tool/terminal/printable.h"
 #include "tool/values/control_catalog.h"
 #include "tool/values/controls_file.h"
 #include "tool/values/option_values.h"
@@ -101,7 +102,7 @@ void printTable(const std::vector<Row>& rows) {
             line += row[column] + std::string(widths[column] + 2 - row[column].size(), ' ');
         }
         line.erase(line.find_last_not_of(' ') + 1);
-        std::cout << line << "\n";
+        std::cout << printable(line) << "\n";
     }
 }
 
@@ -117,7 +118,8 @@ void runControls(const ControlsRequest& request) {
         for (const host::ControlDeclaration& control : module->declaredControls()) {
             document["controls"].push_back(describeAsJson(control));
         }
-        std::cout << document.dump(2, ' ', false, Json::error_handler_t::replace) << "\n";
+        std::cout << printableJson(document.dump(2, ' ', false, Json::error_handler_t::replace))
+                  << "\n";
         return;
     }
     std::vector<Row> rows{{"Control", "Option", "Range", "Default", "Unit"}};

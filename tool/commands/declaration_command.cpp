@@ -2,6 +2,7 @@
 
 #include "host/declaration/declaration.h"
 #include "tool/options/module_path.h"
+#include "tool/terminal/printable.h"
 
 #include <nlohmann/json.hpp>
 
@@ -65,7 +66,8 @@ Json describeAsJson(const Declaration& declared, const std::filesystem::path& fi
 
 void printAsTable(const Declaration& declared) {
     const auto printRow = [](const char* key, const char* name, const std::string& value) {
-        std::cout << std::left << std::setw(6) << key << std::setw(19) << name << value << "\n";
+        std::cout << std::left << std::setw(6) << key << std::setw(19) << name << printable(value)
+                  << "\n";
     };
     printRow("Key", "Property", "Value");
     for (std::size_t i = 0; i < kProperties.size(); ++i) {
@@ -78,9 +80,9 @@ void runDeclaration(const DeclarationRequest& request) {
     const std::filesystem::path file = findModule(request.module);
     const Declaration declared = declaration::readDeclaration(file);
     if (request.json) {
-        std::cout
-            << describeAsJson(declared, file).dump(2, ' ', false, Json::error_handler_t::replace)
-            << "\n";
+        std::cout << printableJson(describeAsJson(declared, file)
+                                       .dump(2, ' ', false, Json::error_handler_t::replace))
+                  << "\n";
     } else {
         printAsTable(declared);
     }

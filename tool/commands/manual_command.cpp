@@ -2,6 +2,7 @@
 
 #include "tool/help/command_outline.h"
 #include "tool/help/manual_page.h"
+#include "tool/terminal/printable.h"
 #include "tool/terminal/user_error.h"
 
 #include <filesystem>
@@ -23,7 +24,7 @@ void writePage(const CLI::App& command, const std::filesystem::path& folder) {
     if (!(file << manualPage(command)).flush()) {
         throw UserError("cannot write '" + path.string() + "'; --all wants a folder that is there");
     }
-    std::cout << path.string() << "\n";
+    std::cout << printable(path.string()) << "\n";
 }
 
 void runManual(const ManualRequest& request, const CLI::App& program) {

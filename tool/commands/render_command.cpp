@@ -9,6 +9,7 @@
 #include "tool/options/progress_option.h"
 #include "tool/render/render_pipeline.h"
 #include "tool/terminal/messages.h"
+#include "tool/terminal/printable.h"
 #include "tool/terminal/user_error.h"
 #include "tool/values/control_values.h"
 #include "tool/values/option_values.h"
@@ -97,7 +98,7 @@ nlohmann::ordered_json planJson(const RenderRequest& request, const RenderPlan& 
 /// File names are bytes; those that are no UTF-8 must not make it fail.
 void printJson(const nlohmann::ordered_json& document) {
     using ErrorHandler = nlohmann::ordered_json::error_handler_t;
-    std::cout << document.dump(2, ' ', false, ErrorHandler::replace) << "\n";
+    std::cout << printableJson(document.dump(2, ' ', false, ErrorHandler::replace)) << "\n";
 }
 
 void printJsonSummary(const RenderRequest& request, const RenderSummary& summary) {
@@ -116,11 +117,11 @@ void printSummaryLines(const RenderSummary& summary) {
                   "%lld frames of %dx%d at %d bits per channel in %.1f s (%.1f per second)",
                   static_cast<long long>(summary.framesDone), static_cast<int>(summary.width),
                   static_cast<int>(summary.height), summary.worldDepth, summary.seconds, rate);
-    std::cerr << "tintwell: " << summary.output << ": " << numbers << "\n";
+    printNote(summary.output + ": " + numbers);
     std::snprintf(numbers, sizeof numbers, "changed the average pixel by %.1f of 255 levels",
                   summary.change.strength);
-    std::cerr << "tintwell: the correction " << numbers << " and "
-              << inspect::castSentence(summary.change) << "\n";
+    printNote(std::string("the correction ") + numbers + " and " +
+              inspect::castSentence(summary.change));
 }
 
 void printJsonPlan(const RenderRequest& request, const RenderPlan& plan) {
@@ -141,10 +142,10 @@ void printPlan(const RenderRequest& request, const RenderPlan& plan) {
                                                    std::to_string(options.frames->last)
                                              : "all";
     const std::string count = plan.frames ? std::to_string(*plan.frames) : "number not known";
-    std::cout << "Input:       " << options.input << " (" << plan.inputFormat << ", "
+    std::cout << "Input:       " << printable(options.input) << " (" << plan.inputFormat << ", "
               << plan.inputCodec << ", " << plan.inputPixelFormat << ", " << plan.colorMatrix << " "
               << plan.colorRange << " range, " << size << ")\n"
-              << "Output:      " << plan.output << " (" << plan.outputFormat << ", "
+              << "Output:      " << printable(plan.output) << " (" << plan.outputFormat << ", "
               << plan.videoCodec << ", " << plan.outputPixelFormat << ")\n"
               << "Frames:      " << range << " (" << count << ")\n"
               << "Controls:    " << controlsText(options.controls) << "\n"
@@ -156,7 +157,7 @@ void printPlan(const RenderRequest& request, const RenderPlan& plan) {
                   << "\n";
     }
     std::cout << "Depth:       " << plan.worldDepth << " bits per channel\n"
-              << "Module:      " << options.modulePath << "\n"
+              << "Module:      " << printable(options.modulePath) << "\n"
               << "Nothing was written.\n";
 }
 

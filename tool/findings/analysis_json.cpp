@@ -1,5 +1,6 @@
 #include "tool/findings/analysis_writer.h"
 #include "tool/findings/summary_text.h"
+#include "tool/terminal/printable.h"
 #include "tool/values/control_values.h"
 
 #include <nlohmann/json.hpp>
@@ -121,7 +122,7 @@ public:
 private:
     /// File names are bytes; those that are no UTF-8 must not make the output fail.
     static std::string textOf(const Json& value) {
-        return value.dump(-1, ' ', false, Json::error_handler_t::replace);
+        return printableJson(value.dump(-1, ' ', false, Json::error_handler_t::replace));
     }
 
     std::ostream& stream_;

@@ -1,5 +1,7 @@
 #include "tool/report/page_template.h"
 
+#include "tool/terminal/printable.h"
+
 #include <kainjow/mustache.hpp>
 #include <stdexcept>
 
@@ -9,9 +11,18 @@ namespace {
 using Json = nlohmann::ordered_json;
 namespace mustache = kainjow::mustache;
 
+/// Control characters have no place in markup; a picture of them tells what was there.
+std::string pictureOf(char32_t letter) {
+    constexpr char kReplacement[] = "\uFFFD";
+    if (letter >= ' ') {
+        return kReplacement;
+    }
+    return std::string("\xE2\x90") + static_cast<char>(0x80 + letter); // from U+2400 on
+}
+
 std::string escaped(const std::string& text) {
     std::string markup;
-    for (const char letter : validText(text)) {
+    for (const char letter : replaceSteering(text, pictureOf)) {
         switch (letter) {
         case '&':
             markup += "&amp;";
@@ -29,12 +40,7 @@ std::string escaped(const std::string& text) {
             markup += "&#39;";
             break;
         default:
-            // Control characters have no place in markup; a picture of them tells what was there.
-            if (static_cast<unsigned char>(letter) < ' ') {
-                markup += "&#" + std::to_string(0x2400 + letter) + ";";
-            } else {
-                markup += letter;
-            }
+            markup += letter;
         }
     }
     return markup;
@@ -71,10 +77,6 @@ std::string fillTemplate(std::string_view page, const Json& document) {
         throw std::logic_error("page template: " + filled.error_message());
     }
     return text;
-}
-
-std::string validText(const std::string& bytes) {
-    return Json::parse(Json(bytes).dump(-1, ' ', false, Json::error_handler_t::replace));
 }
 
 std::string scriptJson(const Json& document) {

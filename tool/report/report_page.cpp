@@ -4,9 +4,11 @@
 #include "tool/report/page_template.h"
 #include "tool/report/report_charts.h"
 #include "tool/report/report_files.h"
+#include "tool/terminal/printable.h"
 #include "tool/values/control_values.h"
 #include "tool/values/option_values.h"
 
+#include <algorithm>
 #include <cmath>
 #include <filesystem>
 #include <stdexcept>
@@ -148,6 +150,9 @@ std::string reportPage(const Report& report) {
          {"closeUp", closeUpJson(report.closeUp)},
          {"controls", linesJson(controlLines(report.header.controls), "name", "value")},
          {"command", textsJson(report.command)},
+         {"inexact",
+          std::ranges::any_of(report.command,
+                              [](const std::string& word) { return printable(word) != word; })},
          {"data", scriptJson(scriptData(report.levels))}});
 }
 

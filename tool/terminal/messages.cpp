@@ -1,17 +1,10 @@
 #include "tool/terminal/messages.h"
 
+#include "tool/terminal/printable.h"
+
 #include <iostream>
 
 namespace tintwell::tool {
-
-std::string printable(std::string text) {
-    for (char& letter : text) {
-        if (static_cast<unsigned char>(letter) < ' ' || letter == '\x7f') {
-            letter = ' ';
-        }
-    }
-    return text;
-}
 
 void printError(const std::string& message) {
     printNote("error: " + message);

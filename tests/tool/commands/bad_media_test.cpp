@@ -39,6 +39,15 @@ std::string withoutASixth(std::string clip) {
     return clip.replace(clip.size() / 3, clip.size() / 6, clip.size() / 6, '\0');
 }
 
+/// A number for which there may be no name.
+std::string withMatrix(int number, std::string clip) {
+    const std::string element = "\x55\xB1\x81";
+    const std::size_t at = clip.find(element);
+    EXPECT_NE(at, std::string::npos);
+    clip[at + element.size()] = static_cast<char>(number);
+    return clip;
+}
+
 std::string withWrongBytes(std::string clip) {
     std::minstd_rand random(2);
     for (int i = 0; i < 200; ++i) {
@@ -55,6 +64,9 @@ TEST_F(BadMediaTest, WhatCanBeDecodedIsRenderedWithAWarning) {
     write("wrong.ts", withWrongBytes(good("good.ts")));
     ffmpeg("-i good.mkv -an -c:v libx264 -pix_fmt yuv444p -f mpegts other.ts");
     write("formats.ts", good("good.ts") + good("other.ts"));
+    ffmpeg("-i good.mkv -an -c:v ffv1 -colorspace bt709 tagged.mkv");
+    write("matrix.mkv", withMatrix(15, good("tagged.mkv")));
+    write("far.mkv", withMatrix(200, good("tagged.mkv")));
     ffmpeg("-i good.mkv -frames:v 6 s%d.png");
     fs::remove(work_ / "s5.png");
 
@@ -70,8 +82,10 @@ TEST_F(BadMediaTest, WhatCanBeDecodedIsRenderedWithAWarning) {
           Case{"cut.mp4", 10, kFrames - 1, "seems to be cut off"},
           Case{"hole.mkv", 10, kFrames - 1, "missing between others"},
           Case{"wrong.ts", 10, kFrames, "of the video are damaged"},
-          Case{"formats.ts", 2 * kFrames, 2 * kFrames, ""}, Case{"raw.h264", kFrames, kFrames, ""},
-          Case{"s%d.png", 4, 4, "s5.png is missing"}}) {
+          Case{"formats.ts", 2 * kFrames, 2 * kFrames, ""},
+          Case{"matrix.mkv", kFrames, kFrames, "its colour matrix (number 15) is not supported"},
+          Case{"far.mkv", kFrames, kFrames, "its colour matrix (number 200) is not supported"},
+          Case{"raw.h264", kFrames, kFrames, ""}, Case{"s%d.png", 4, 4, "s5.png is missing"}}) {
         const Outcome outcome =
             run({"render", input, "out.mkv", "--overwrite", "--temporal-smoothing", "0.4"});
         EXPECT_EQ(outcome.exitCode, 0) << input << outcome.err;

@@ -187,6 +187,35 @@ TEST_F(CommandLineTest, PercentSignsInFoldersAndNamesStayWhatTheyAre) {
     }
 }
 
+/// Control characters of both kinds, one that turns the direction, and no UTF-8.
+TEST_F(CommandLineTest, WhatNamesHoldDoesNotReachTheTerminal) {
+    const std::string name = "a\x1b]0;x\a\n\xC2\x9B"
+                             "31m\xE2\x80\xAE\xFF\xC0\x80.y4m";
+    write(name, clip(2));
+    for (const Arguments& arguments :
+         {Arguments{"render", name, name + ".mkv"}, Arguments{"render", name, "x.mkv", "--dry-run"},
+          Arguments{"render", name, "y.mkv", "--json"}, Arguments{"analyze", name, "--json"},
+          Arguments{"analyze", name, "-o", name}, Arguments{"preview", name},
+          Arguments{"report", name, "-o", name + ".html"}, Arguments{name},
+          Arguments{"lut", name, "-o", name}, Arguments{"controls", "--module", name},
+          Arguments{"render", "clip.y4m", "z.mkv", "--video-codec", name},
+          Arguments{"declaration", name}, Arguments{"manual", "--all", name}}) {
+        const Outcome outcome = run(arguments);
+        for (const std::string& text : {outcome.out, outcome.err}) {
+            for (const char* part : {"\x1b", "\a", "\xC2\x9B", "\xE2\x80\xAE", "\xFF", "\xC0"}) {
+                EXPECT_EQ(text.find(part), std::string::npos) << arguments[0] << text;
+            }
+        }
+        EXPECT_NE(outcome.out + outcome.err, "");
+    }
+    const std::string page = contentOf(work_ / (name + ".html"));
+    EXPECT_EQ(page.find("\x1b"), std::string::npos);
+    EXPECT_EQ(page.find("\xE2\x80\xAE"), std::string::npos);
+    EXPECT_NE(page.find("cannot show"), std::string::npos);
+    const auto summary = nlohmann::json::parse(run({"render", name, "w.mkv", "--json"}).out);
+    EXPECT_NE(summary.at("input").get<std::string>().find("\xE2\x80\xAE"), std::string::npos);
+}
+
 class InterruptTest : public CommandLineTest, public testing::WithParamInterface<Arguments> {};
 
 INSTANTIATE_TEST_SUITE_P(

@@ -32,7 +32,7 @@ TEST(PageTemplate, FillsInSafeTextListsAndWhatIsThere) {
                         {"empty", Json::array()},
                         {"off", false}};
     const std::array cases{
-        Case{"{{name}}", "&lt;a href=&quot;x&quot; title=&#39;y&#39;&gt;&amp;&#9217;\xEF\xBF\xBD"},
+        Case{"{{name}}", "&lt;a href=&quot;x&quot; title=&#39;y&#39;&gt;&amp;␁\xEF\xBF\xBD"},
         Case{"{{{raw}}}|{{raw}}", "<b>|&lt;b&gt;"},
         Case{"<ul>\n{{#list}}\n{{n}}{{{raw}}}\n{{/list}}\n</ul>", "<ul>\n1<b>\n2own\n</ul>"},
         Case{"{{#name}}there {{raw}}{{/name}}", "there &lt;b&gt;"},
