@@ -40,14 +40,17 @@ bool InputFiles::contains(const FileIdentity& identity) const {
     return identities_.contains(identity);
 }
 
-/// Numbers are given out from the lowest on, so that few of those in use lie behind a long gap.
+/// Those that can be read. Numbers are given out from the lowest on, so that few of those in use
+/// lie behind a long gap.
 std::set<InputFiles::OpenFile> InputFiles::openFiles() {
     constexpr int kLongestGap = 32;
     std::set<OpenFile> files;
     int gap = 0;
     for (int number = STDERR_FILENO + 1; gap < kLongestGap; ++number) {
-        gap = ::fcntl(number, F_GETFD) < 0 ? gap + 1 : 0;
-        if (const auto identity = gap == 0 ? identityOf(number) : std::nullopt) {
+        const int flags = ::fcntl(number, F_GETFL);
+        gap = flags < 0 ? gap + 1 : 0;
+        const bool readable = flags >= 0 && (flags & O_ACCMODE) != O_WRONLY;
+        if (const auto identity = readable ? identityOf(number) : std::nullopt) {
             files.emplace(number, *identity);
         }
     }

@@ -87,16 +87,11 @@ bool isStream(const std::string& path) {
     return mode != 0 && !S_ISREG(mode) && !S_ISDIR(mode);
 }
 
-Descriptor duplicateForWriting(int descriptor, const std::string& name) {
+void requireWritable(int descriptor, const std::string& name) {
     const int flags = ::fcntl(descriptor, F_GETFL);
-    if (flags >= 0 && (flags & O_ACCMODE) == O_RDONLY) {
+    if (flags < 0 || (flags & O_ACCMODE) == O_RDONLY) {
         throwCannotBeWritten(name, EBADF);
     }
-    Descriptor copy(::fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
-    if (!copy.isOpen()) {
-        throwCannotBeWritten(name, errno);
-    }
-    return copy;
 }
 
 Descriptor openStream(const std::string& path, const Interruption& interruption) {

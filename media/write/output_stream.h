@@ -16,8 +16,8 @@ std::optional<int> descriptorNamed(const std::string& path);
 /// Whether there is something of this name that is no file and no folder.
 bool isStream(const std::string& path);
 
-/// Another descriptor for the same. Throws MediaError where it cannot be written to.
-Descriptor duplicateForWriting(int descriptor, const std::string& name);
+/// Throws MediaError where an open file cannot be written to.
+void requireWritable(int descriptor, const std::string& name);
 
 /// Opens a pipe or a device; waits for the reader of a pipe. Throws MediaError, or Interrupted.
 Descriptor openStream(const std::string& path, const Interruption& interruption);

@@ -58,7 +58,7 @@ void OutputTarget::checkFolder(const std::string& folder) const {
 /// What is appended to a file that is read at the same time has no end.
 void OutputTarget::prepareOpenFile() {
     rules_.refuseInput(identityOf(*openFile_));
-    stream_ = duplicateForWriting(*openFile_, name());
+    requireWritable(*openFile_, name());
 }
 
 void OutputTarget::prepareFile() {
@@ -115,12 +115,16 @@ int OutputTarget::open(const Interruption& interruption) {
         if (isStream_) {
             stream_ = openStream(path_, interruption);
         }
-        rules_.refuseInput(identityOf(stream_.get()));
-        return stream_.get();
+        rules_.refuseInput(identityOf(descriptor()));
+    } else {
+        std::error_code error;
+        file_ = TemporaryFile(path_, fs::exists(path_, error) ? kReplacement : kNewFile);
     }
-    std::error_code error;
-    file_ = TemporaryFile(path_, fs::exists(path_, error) ? kReplacement : kNewFile);
-    return file_.descriptor();
+    return descriptor();
+}
+
+int OutputTarget::descriptor() const {
+    return openFile_ ? *openFile_ : isStream_ ? stream_.get() : file_.descriptor();
 }
 
 int OutputTarget::openNumber(std::int64_t number) {

@@ -42,7 +42,7 @@ public:
     int open(const Interruption& interruption);
 
     /// What `open` gave.
-    int descriptor() const { return file_.isOpen() ? file_.descriptor() : stream_.get(); }
+    int descriptor() const;
 
     /// Opens the file of a sequence with this number, and closes the one before. Throws MediaError.
     int openNumber(std::int64_t number);
@@ -63,7 +63,7 @@ private:
     std::optional<SequencePattern> pattern_;
     std::string path_;      ///< of a file or stream, links resolved
     bool isStream_ = false; ///< a pipe or a device
-    Descriptor stream_;     ///< what is written to as it is
+    Descriptor stream_;     ///< the pipe or device, open
     TemporaryFile file_;
     std::unique_ptr<SequenceOutput> sequence_;
 };

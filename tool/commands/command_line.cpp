@@ -124,7 +124,8 @@ int CommandLine::run(int argumentCount, const char* const* arguments) noexcept {
     } catch (const ReaderGone&) {
         return codeOf(ExitCode::Done);
     } catch (const UserError& error) {
-        return failure(error.what(), error.exitCode());
+        const int code = failure(error.what(), error.exitCode());
+        return stopRequested() ? stopExitCode() : code; // a signal ends waiting for a file, too
     } catch (const std::bad_alloc&) {
         return failure("out of memory");
     } catch (const std::exception& error) {

@@ -3,10 +3,9 @@
 #include "tool/help/command_outline.h"
 #include "tool/help/manual_page.h"
 #include "tool/terminal/printable.h"
-#include "tool/terminal/user_error.h"
+#include "tool/terminal/text_output.h"
 
 #include <filesystem>
-#include <fstream>
 #include <iostream>
 #include <memory>
 
@@ -20,10 +19,9 @@ struct ManualRequest {
 
 void writePage(const CLI::App& command, const std::filesystem::path& folder) {
     const std::filesystem::path path = folder / (manualPageName(command) + ".1");
-    std::ofstream file(path, std::ios::binary);
-    if (!(file << manualPage(command)).flush()) {
-        throw UserError("cannot write '" + path.string() + "'; --all wants a folder that is there");
-    }
+    TextOutput page(path.string(), std::make_shared<media::InputFiles>(std::string()), true);
+    page.stream() << manualPage(command);
+    page.commit();
     std::cout << printable(path.string()) << "\n";
 }
 

@@ -1,6 +1,8 @@
 #include "tool/commands/render_command.h"
 
 #include "inspect/color_change.h"
+#include "media/clip_info.h"
+#include "media/write/output_stream.h"
 #include "tool/findings/summary_text.h"
 #include "tool/options/clip_options.h"
 #include "tool/options/effect_options.h"
@@ -20,11 +22,11 @@
 #include <cstdio>
 #include <iostream>
 #include <memory>
+#include <unistd.h>
 
 namespace tintwell::tool {
 namespace {
 
-constexpr const char* kStandardStream = "-";
 /// The widest range that an encoder in use gives its constant rate factor.
 constexpr double kLargestCrf = 63.0;
 
@@ -173,9 +175,12 @@ void showPlan(const RenderRequest& request) {
 
 void runRender(RenderRequest& request, const std::atomic<bool>& stop) {
     RenderOptions& options = request.options;
-    if (request.json && !request.dryRun && options.output == kStandardStream) {
-        throw UserError("--json and the output '-' both want standard output; write the clip to a "
-                        "file, or leave --json out",
+    const bool toStandardOutput = options.output == media::kStandardStream ||
+                                  media::descriptorNamed(options.output) == STDOUT_FILENO;
+    if (request.json && !request.dryRun && toStandardOutput) {
+        throw UserError("--json and the output '" + options.output +
+                            "' both want standard output; write the clip to a "
+                            "file, or leave --json out",
                         ExitCode::Usage);
     }
     options.controls = resolveControls(request.effect, options.output);
