@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/stat.h>
 #include <system_error>
@@ -38,6 +39,13 @@ bool waitFor(int descriptor, short event, const Interruption& interruption) {
     }
 }
 
+/// A pipe that is ready takes so much without waiting, even if it is one that waits.
+std::size_t writableAtOnce(int descriptor, std::size_t size) {
+    const int flags = ::fcntl(descriptor, F_GETFL);
+    const bool waits = flags < 0 || (flags & O_NONBLOCK) == 0;
+    return waits ? std::min<std::size_t>(size, PIPE_BUF) : size;
+}
+
 template <class Call>
 Transfer transfer(int descriptor, short event, const Interruption& interruption, Call call) {
     const bool onDisk = isFileOnDisk(descriptor);
@@ -68,11 +76,10 @@ Transfer readSome(int descriptor, void* bytes, std::size_t size, const Interrupt
                     [&](bool /*onDisk*/) { return ::read(descriptor, bytes, size); });
 }
 
-/// A pipe that is ready takes so much without waiting, even if it is one that waits.
 Transfer writeSome(int descriptor, const void* bytes, std::size_t size,
                    const Interruption& interruption) {
     return transfer(descriptor, POLLOUT, interruption, [&](bool onDisk) {
-        return ::write(descriptor, bytes, onDisk ? size : std::min<std::size_t>(size, PIPE_BUF));
+        return ::write(descriptor, bytes, onDisk ? size : writableAtOnce(descriptor, size));
     });
 }
 

@@ -94,6 +94,16 @@ void requireWritable(int descriptor, const std::string& name) {
     }
 }
 
+Descriptor reopenPipe(int descriptor) {
+    struct stat status {};
+
+    if (::fstat(descriptor, &status) != 0 || !S_ISFIFO(status.st_mode)) {
+        return {};
+    }
+    const std::string path = "/proc/self/fd/" + std::to_string(descriptor);
+    return Descriptor(::open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC));
+}
+
 Descriptor openStream(const std::string& path, const Interruption& interruption) {
     const bool pipe = S_ISFIFO(kindOf(path));
     const auto open = [&](int access) {

@@ -19,6 +19,9 @@ bool isStream(const std::string& path);
 /// Throws MediaError where an open file cannot be written to.
 void requireWritable(int descriptor, const std::string& name);
 
+/// The same pipe once more, in a way that does not wait; not open where there is no such way.
+Descriptor reopenPipe(int descriptor);
+
 /// Opens a pipe or a device; waits for the reader of a pipe. Throws MediaError, or Interrupted.
 Descriptor openStream(const std::string& path, const Interruption& interruption);
 

@@ -112,9 +112,7 @@ bool OutputTarget::isSeekable() const {
 
 int OutputTarget::open(const Interruption& interruption) {
     if (openFile_ || isStream_) {
-        if (isStream_) {
-            stream_ = openStream(path_, interruption);
-        }
+        stream_ = isStream_ ? openStream(path_, interruption) : reopenPipe(*openFile_);
         rules_.refuseInput(identityOf(descriptor()));
     } else {
         std::error_code error;
@@ -124,7 +122,10 @@ int OutputTarget::open(const Interruption& interruption) {
 }
 
 int OutputTarget::descriptor() const {
-    return openFile_ ? *openFile_ : isStream_ ? stream_.get() : file_.descriptor();
+    if (stream_.isOpen()) {
+        return stream_.get();
+    }
+    return openFile_ ? *openFile_ : file_.descriptor();
 }
 
 int OutputTarget::openNumber(std::int64_t number) {

@@ -63,7 +63,7 @@ private:
     std::optional<SequencePattern> pattern_;
     std::string path_;      ///< of a file or stream, links resolved
     bool isStream_ = false; ///< a pipe or a device
-    Descriptor stream_;     ///< the pipe or device, open
+    Descriptor stream_;     ///< the pipe or device, open; also another way to an open pipe
     TemporaryFile file_;
     std::unique_ptr<SequenceOutput> sequence_;
 };
