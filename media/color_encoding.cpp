@@ -1,6 +1,10 @@
 #include "media/color_encoding.h"
 
+#include <cstring>
+
 extern "C" {
+#include <libavcodec/codec_par.h>
+#include <libavutil/frame.h>
 #include <libavutil/pixdesc.h>
 }
 
@@ -14,6 +18,25 @@ AVColorSpace guessMatrix(int width, int height) {
     return width >= kHighDefinitionWidth || height > kStandardDefinitionHeight
                ? AVCOL_SPC_BT709
                : AVCOL_SPC_SMPTE170M;
+}
+
+/// FFmpeg keeps in these types what it reads, even if it is none of their values. As a value of the
+/// type such a one must not even be looked at.
+template <class Tag>
+Tag readTag(const Tag& stored, Tag end, const char* (*nameOf)(Tag)) {
+    static_assert(sizeof(Tag) == sizeof(int));
+    int number = 0;
+    std::memcpy(&number, &stored, sizeof number);
+    const bool fits = number >= 0 && number < static_cast<int>(end);
+    return fits && nameOf(static_cast<Tag>(number)) != nullptr ? static_cast<Tag>(number) : end;
+}
+
+/// The picture's, and where it says nothing the stream's.
+template <class Tag>
+Tag statedTag(const Tag& picture, const Tag& stream, Tag unspecified, Tag end,
+              const char* (*nameOf)(Tag)) {
+    const Tag tag = readTag(picture, end, nameOf);
+    return tag != unspecified ? tag : readTag(stream, end, nameOf);
 }
 
 bool isPlainMatrix(AVColorSpace matrix) {
@@ -31,7 +54,50 @@ bool isPlainMatrix(AVColorSpace matrix) {
     }
 }
 
+ColorTags withoutUnknown(ColorTags tags) {
+    const auto leaveOut = [](auto& tag, auto end, auto unspecified) {
+        tag = tag == end ? unspecified : tag;
+    };
+    leaveOut(tags.matrix, AVCOL_SPC_NB, AVCOL_SPC_UNSPECIFIED);
+    leaveOut(tags.range, AVCOL_RANGE_NB, AVCOL_RANGE_UNSPECIFIED);
+    leaveOut(tags.primaries, AVCOL_PRI_NB, AVCOL_PRI_UNSPECIFIED);
+    leaveOut(tags.transfer, AVCOL_TRC_NB, AVCOL_TRC_UNSPECIFIED);
+    leaveOut(tags.chromaLocation, AVCHROMA_LOC_NB, AVCHROMA_LOC_UNSPECIFIED);
+    return tags;
+}
+
 } // namespace
+
+ColorTags tagsOf(const AVFrame& picture, const AVCodecParameters& stream) {
+    ColorTags tags;
+    tags.matrix = statedTag(picture.colorspace, stream.color_space, AVCOL_SPC_UNSPECIFIED,
+                            AVCOL_SPC_NB, av_color_space_name);
+    tags.range = statedTag(picture.color_range, stream.color_range, AVCOL_RANGE_UNSPECIFIED,
+                           AVCOL_RANGE_NB, av_color_range_name);
+    tags.primaries = statedTag(picture.color_primaries, stream.color_primaries,
+                               AVCOL_PRI_UNSPECIFIED, AVCOL_PRI_NB, av_color_primaries_name);
+    tags.transfer = statedTag(picture.color_trc, stream.color_trc, AVCOL_TRC_UNSPECIFIED,
+                              AVCOL_TRC_NB, av_color_transfer_name);
+    tags.chromaLocation =
+        statedTag(picture.chroma_location, stream.chroma_location, AVCHROMA_LOC_UNSPECIFIED,
+                  AVCHROMA_LOC_NB, av_chroma_location_name);
+    return tags;
+}
+
+std::vector<const char*> unknownTags(const ColorTags& tags) {
+    std::vector<const char*> unknown;
+    const auto add = [&](bool isUnknown, const char* name) {
+        if (isUnknown) {
+            unknown.push_back(name);
+        }
+    };
+    add(tags.matrix == AVCOL_SPC_NB, "colour matrix");
+    add(tags.range == AVCOL_RANGE_NB, "colour range");
+    add(tags.primaries == AVCOL_PRI_NB, "colour primaries");
+    add(tags.transfer == AVCOL_TRC_NB, "colour transfer");
+    add(tags.chromaLocation == AVCHROMA_LOC_NB, "chroma location");
+    return unknown;
+}
 
 ColorEncoding resolveColor(AVPixelFormat format, int width, int height, const ColorTags& tags) {
     const ColorModel model = traitsOf(format).model;
@@ -50,12 +116,12 @@ ColorEncoding resolveColor(AVPixelFormat format, int width, int height, const Co
 
 bool matrixIsReplaced(AVPixelFormat format, const ColorTags& tags) {
     return traitsOf(format).model == ColorModel::Yuv && tags.matrix != AVCOL_SPC_UNSPECIFIED &&
-           !isPlainMatrix(tags.matrix);
+           tags.matrix != AVCOL_SPC_NB && !isPlainMatrix(tags.matrix);
 }
 
 OutputColor outputColor(AVPixelFormat inputFormat, const ColorTags& inputTags,
                         AVPixelFormat outputFormat, int width, int height) {
-    OutputColor output{{}, inputTags};
+    OutputColor output{{}, withoutUnknown(inputTags)};
     const bool modelChanges = traitsOf(inputFormat).model != traitsOf(outputFormat).model;
     if (modelChanges) {
         output.tags.matrix = AVCOL_SPC_UNSPECIFIED;

@@ -3,10 +3,15 @@
 #include "media/pixel_format.h"
 
 #include <string>
+#include <vector>
+
+struct AVCodecParameters;
+struct AVFrame;
 
 namespace tintwell::media {
 
-/// The colour tags of a stream or frame, as the file has them.
+/// The colour tags of a stream or frame, as the file has them. A value that FFmpeg does
+/// not know is the one behind the last of its type (AVCOL_SPC_NB).
 struct ColorTags {
     AVColorSpace matrix = AVCOL_SPC_UNSPECIFIED;
     AVColorRange range = AVCOL_RANGE_UNSPECIFIED;
@@ -14,6 +19,12 @@ struct ColorTags {
     AVColorTransferCharacteristic transfer = AVCOL_TRC_UNSPECIFIED;
     AVChromaLocation chromaLocation = AVCHROMA_LOC_UNSPECIFIED;
 };
+
+/// A picture's tags; the stream's where the picture says nothing.
+ColorTags tagsOf(const AVFrame& picture, const AVCodecParameters& stream);
+
+/// For messages: the tags that have such a value, "colour matrix".
+std::vector<const char*> unknownTags(const ColorTags& tags);
 
 /// The matrix and range by which samples are turned into R,G,B and back.
 struct ColorEncoding {
@@ -34,7 +45,7 @@ bool matrixIsReplaced(AVPixelFormat format, const ColorTags& tags);
 
 /// How a picture in `outputFormat` is encoded when it comes from one in `inputFormat`, and the tags
 /// it then carries. The source's as they were, unless the colour model or range by name changes;
-/// then the tags say what was done.
+/// then the tags say what was done. Values that are none are left out.
 struct OutputColor {
     ColorEncoding encoding;
     ColorTags tags;

@@ -103,7 +103,7 @@ std::string localPath(const std::string& input) {
 std::vector<std::string> filesNamedBy(const std::string& input) {
     const std::string path = localPath(input);
     std::error_code error;
-    const auto pattern = parseSequence(input);
+    const auto pattern = parseSequence(path);
     if (path.empty() || !pattern || fs::exists(path, error)) {
         std::vector<std::string> files;
         if (!path.empty()) {

@@ -35,20 +35,6 @@ double rotationOf(const AVStream& stream) {
     return std::isnan(angle) ? 0.0 : angle;
 }
 
-ColorTags colorTagsOf(const AVFrame& frame, const AVCodecParameters& stream) {
-    const auto stated = [](auto frameTag, auto streamTag, auto unspecified) {
-        return frameTag != unspecified ? frameTag : streamTag;
-    };
-    ColorTags tags;
-    tags.matrix = stated(frame.colorspace, stream.color_space, AVCOL_SPC_UNSPECIFIED);
-    tags.range = stated(frame.color_range, stream.color_range, AVCOL_RANGE_UNSPECIFIED);
-    tags.primaries = stated(frame.color_primaries, stream.color_primaries, AVCOL_PRI_UNSPECIFIED);
-    tags.transfer = stated(frame.color_trc, stream.color_trc, AVCOL_TRC_UNSPECIFIED);
-    tags.chromaLocation =
-        stated(frame.chroma_location, stream.chroma_location, AVCHROMA_LOC_UNSPECIFIED);
-    return tags;
-}
-
 void describePicture(const InputFile& file, AVFrame& first, ClipInfo& info) {
     info.width = first.width;
     info.height = first.height;
@@ -56,7 +42,7 @@ void describePicture(const InputFile& file, AVFrame& first, ClipInfo& info) {
     const PixelFormatTraits traits = traitsOf(info.pixelFormat);
     info.bitsPerChannel = traits.depth;
     info.alpha = traits.alpha;
-    info.tags = colorTagsOf(first, *file.video->codecpar);
+    info.tags = tagsOf(first, *file.video->codecpar);
     info.color = resolveColor(info.pixelFormat, info.width, info.height, info.tags);
     info.sampleAspectRatio = av_guess_sample_aspect_ratio(file.container.get(), file.video, &first);
     info.rotation = rotationOf(*file.video);

@@ -23,6 +23,9 @@ std::vector<std::string> warningsOf(const std::string& input, const ClipInfo& in
     } else if (flaws.endsEarly) {
         warn("ends before the end that it announces; it seems to be cut off");
     }
+    for (const char* tag : unknownTags(info.tags)) {
+        warn("its " + std::string(tag) + " tag has no known value and is left out");
+    }
     if (matrixIsReplaced(info.pixelFormat, info.tags)) {
         warn("its colour matrix (" + matrixName(info.tags.matrix) +
              ") is not supported; taken for " + matrixName(info.color));
