@@ -119,11 +119,13 @@ Lock tryLock(int descriptor) {
 
 void takeOverRights(int from, const struct stat& status, int to) {
     constexpr mode_t kPermissions = 07777;
+    constexpr mode_t kGroup = 0070;
+    constexpr mode_t kOthers = 0007;
     constexpr mode_t kSpecial = 07000; // belong to an owner or group, and go with them
     mode_t mode = status.st_mode & kPermissions;
     const bool ownerKept = ::fchown(to, status.st_uid, status.st_gid) == 0;
     if (!ownerKept && ::fchown(to, static_cast<uid_t>(-1), status.st_gid) != 0) {
-        mode &= ~kSpecial;
+        mode &= ~kGroup | (mode & kOthers) << 3U; // it is another group now
     }
     if (from >= 0) {
         copyAttributes(from, to);

@@ -51,6 +51,9 @@ std::int64_t FramePipeline::run(const std::atomic<bool>& stop) {
     start(&FramePipeline::encode);
     waitForEnd(stop);
     threads_.clear();
+    if (error_ && stop) {
+        throw RenderStopped(); // what else failed did so because of it
+    }
     if (error_) {
         std::rethrow_exception(error_);
     }
