@@ -179,6 +179,10 @@ InspectedFrame inspectFrame(const WalkOptions& options, std::int64_t frame) {
     std::optional<FrameFindings> findings = walk.next();
     while (walk.next()) { // to the end of what may be read, where the warnings are complete
     }
+    if (walk.framesMissing() > 0) {
+        throw media::MediaError(media::inputName(options.input) + ": frame " +
+                                std::to_string(frame) + " is missing or cannot be read");
+    }
     host::FrameBuffer after(before->width(), before->height(), before->depth());
     correctPixels(*findings, *before, after);
     const ChannelHistogram histogramAfter = histogramOf(after);

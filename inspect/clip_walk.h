@@ -56,6 +56,9 @@ public:
     /// How many of the frames have been read so far, for a display of progress.
     std::int64_t framesRead() const { return framesRead_; }
 
+    /// See ClipReader::framesMissing. At the end only, as the warnings.
+    std::int64_t framesMissing() const { return reader_.framesMissing(); }
+
     /// At the end only: the other thread reads until then.
     std::vector<std::string> warnings() const { return reader_.warnings(); }
 

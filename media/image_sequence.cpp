@@ -89,21 +89,21 @@ std::string SequencePattern::text() const {
 }
 
 SequenceFiles findSequence(const SequencePattern& pattern) {
-    std::vector<std::int64_t> numbers;
+    SequenceFiles files;
+    std::vector<std::int64_t>& numbers = files.numbers;
     std::error_code error;
     for (const auto& entry : std::filesystem::directory_iterator(pattern.directory, error)) {
         if (const auto number = numberIn(entry.path().filename().string(), pattern)) {
             numbers.push_back(*number);
         }
     }
-    if (numbers.empty()) {
-        return {};
-    }
     std::ranges::sort(numbers);
-    SequenceFiles files{numbers.front(), 0, static_cast<std::int64_t>(numbers.size())};
-    while (files.run < files.total &&
-           numbers[static_cast<std::size_t>(files.run)] == files.first + files.run) {
-        ++files.run;
+    const auto gap = std::ranges::adjacent_find(numbers, [](std::int64_t one, std::int64_t next) {
+        return next - one > SequenceFiles::kLongestGap + 1;
+    });
+    if (gap != numbers.end()) {
+        files.behind = numbers.end() - gap - 1;
+        numbers.erase(gap + 1, numbers.end());
     }
     return files;
 }

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace tintwell::media {
 
@@ -31,12 +32,18 @@ std::optional<SequencePattern> parseSequence(const std::string& path);
 
 /// The files of a sequence that exist.
 struct SequenceFiles {
-    std::int64_t first = 0; ///< lowest number
-    std::int64_t run = 0;   ///< files numbered without a gap from the first on
-    std::int64_t total = 0;
+    /// Where more numbers than these are missing in a row, the sequence ends.
+    static constexpr std::int64_t kLongestGap = 1000;
+
+    std::vector<std::int64_t> numbers = {}; ///< rising; those behind the end are left out
+    std::int64_t behind = 0;                ///< how many those are
+
+    std::int64_t first() const { return numbers.empty() ? 0 : numbers.front(); }
+
+    std::int64_t last() const { return numbers.empty() ? -1 : numbers.back(); }
 };
 
-/// A total of 0 where there are no such files or no such directory.
+/// No numbers where there are no such files or no such directory.
 SequenceFiles findSequence(const SequencePattern& pattern);
 
 } // namespace tintwell::media

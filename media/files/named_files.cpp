@@ -113,9 +113,8 @@ std::vector<std::string> filesNamedBy(const std::string& input) {
         return files;
     }
     std::vector<std::string> files;
-    const SequenceFiles found = findSequence(*pattern);
-    for (std::int64_t i = 0; i < found.run; ++i) {
-        files.push_back(pattern->directory + "/" + pattern->nameOf(found.first + i));
+    for (const std::int64_t number : findSequence(*pattern).numbers) {
+        files.push_back(pattern->directory + "/" + pattern->nameOf(number));
     }
     return files;
 }

@@ -41,8 +41,19 @@ void checkIsThere(const std::string& input) {
     }
 }
 
+/// What the user sets of FFmpeg's reader of sequences that ours does not know.
+bool wantsFfmpegsReader(const InputOptions& options) {
+    constexpr std::array<std::string_view, 4> kNames{"start_number", "pattern_type", "loop",
+                                                     "ts_from_file"};
+    const bool otherFormat = !options.format.empty() && options.format != "image2";
+    return otherFormat || std::ranges::any_of(options.others, [&](const auto& option) {
+               return std::ranges::find(kNames, option.first) != kNames.end();
+           });
+}
+
 /// Prepares the opening of an image sequence, where the input is one.
-bool prepareSequence(const std::string& input, InputFile& file, Dictionary& settings) {
+bool prepareSequence(const std::string& input, const InputOptions& options, InputFile& file,
+                     Dictionary& settings) {
     if (std::filesystem::exists(input)) {
         settings.set("pattern_type", "none"); // the name of a single image, whatever it looks like
         return false;
@@ -52,16 +63,28 @@ bool prepareSequence(const std::string& input, InputFile& file, Dictionary& sett
         return false;
     }
     const SequenceFiles files = findSequence(*pattern);
-    if (files.total == 0) {
-        throw MediaError(input + ": there are no files of this image sequence");
-    }
-    if (files.run < files.total) {
-        file.warnings.push_back(input + ": " + pattern->nameOf(files.first + files.run) +
-                                " is missing; the clip ends before it");
+    // FFmpeg wants to see a picture first.
+    const auto readable = std::ranges::find_if(files.numbers, [&](std::int64_t number) {
+        return ImageFiles::holdsBytes(*pattern, number);
+    });
+    if (readable == files.numbers.end()) {
+        throw MediaError(input + (files.numbers.empty()
+                                      ? ": there are no files of this image sequence"
+                                      : ": no file of this image sequence can be read"));
     }
     settings.set("pattern_type", "sequence");
-    settings.set("start_number", std::to_string(files.first));
-    file.sequenceLength = FrameCount{files.run, true};
+    settings.set("start_number", std::to_string(*readable));
+    if (wantsFfmpegsReader(options)) {
+        return true;
+    }
+    if (files.behind > 0) {
+        file.warnings.push_back(
+            input + ": " + pattern->nameOf(files.last() + 1) + " is missing, and more than " +
+            std::to_string(SequenceFiles::kLongestGap) + " files behind it; the clip ends there, " +
+            std::to_string(files.behind) +
+            (files.behind == 1 ? " file further on is" : " files further on are") + " left out");
+    }
+    file.images.emplace(*pattern, files, file.source->files(), file.source->sharedInterruption());
     return true;
 }
 
@@ -123,8 +146,10 @@ InputFile openInput(const std::string& input, const InputOptions& options) {
         options.interruption ? options.interruption : std::make_shared<Interruption>());
     Dictionary settings;
     const AVInputFormat* format = options.format.empty() ? nullptr : findFormat(options.format);
+    bool isSequence = false;
     if (input != kStandardStream && input.find("://") == std::string::npos) {
-        if (prepareSequence(input, file, settings)) {
+        isSequence = prepareSequence(input, options, file, settings);
+        if (isSequence) {
             format = format != nullptr ? format : findFormat("image2");
         } else {
             checkIsThere(input);
@@ -137,8 +162,7 @@ InputFile openInput(const std::string& input, const InputOptions& options) {
         settings.set(key, value);
     }
     // image2 takes the pattern for a name of its own, not for a URL.
-    const std::string url =
-        file.sequenceLength ? parseSequence(input).value().text() : asUrl(input);
+    const std::string url = isSequence ? parseSequence(input).value().text() : asUrl(input);
     AVFormatContext* container = avformat_alloc_context();
     if (container == nullptr) {
         throw std::bad_alloc();

@@ -4,9 +4,11 @@
 #include "media/ffmpeg_objects.h"
 #include "media/files/input_files.h"
 #include "media/files/interruption.h"
+#include "media/input/image_files.h"
 #include "media/input/input_source.h"
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -25,7 +27,7 @@ struct InputFile {
     std::unique_ptr<InputSource> source; ///< outlives the container
     InputPtr container;
     AVStream* video = nullptr;
-    std::optional<FrameCount> sequenceLength; ///< of an image sequence
+    std::optional<ImageFiles> images; ///< of an image sequence: to be read, not the container
     std::vector<std::string> warnings;
 };
 

@@ -32,6 +32,10 @@ public:
 
     const Interruption& interruption() const { return *interruption_; }
 
+    const std::shared_ptr<Interruption>& sharedInterruption() const { return interruption_; }
+
+    const std::shared_ptr<InputFiles>& files() const { return files_; }
+
 private:
     using Opener = decltype(AVFormatContext::io_open);
 

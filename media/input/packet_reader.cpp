@@ -24,6 +24,13 @@ void PacketReader::keepOnly(const std::vector<int>& streams) {
 }
 
 PacketPtr PacketReader::read() {
+    if (file_.images) {
+        PacketPtr image = file_.images->read();
+        if (image) {
+            image->stream_index = file_.video->index;
+        }
+        return image;
+    }
     PacketPtr packet = makePacket();
     int code = AVERROR_EOF;
     if (!ended_) {
@@ -41,8 +48,7 @@ PacketPtr PacketReader::read() {
     if (file_.source->interruption().isSet()) {
         throw Interrupted();
     }
-    // A sequence with a gap ends there with an error; that has been told already.
-    if (code != AVERROR_EOF && !file_.sequenceLength) {
+    if (code != AVERROR_EOF) {
         failure_ = explainFailure(code);
     }
     ended_ = true;
@@ -62,6 +68,10 @@ void PacketReader::note(const AVPacket& packet) {
 }
 
 bool PacketReader::seek(std::int64_t time) {
+    if (file_.images) {
+        file_.images->seek(time);
+        return true;
+    }
     if (av_seek_frame(file_.container.get(), file_.video->index, time, AVSEEK_FLAG_BACKWARD) < 0) {
         return false;
     }
@@ -71,7 +81,7 @@ bool PacketReader::seek(std::int64_t time) {
 
 bool PacketReader::endedEarly(AVRational frameRate) const {
     const AVFormatContext& container = *file_.container;
-    if (file_.sequenceLength || !ended_ || lastTime_ == AV_NOPTS_VALUE || container.duration <= 0 ||
+    if (file_.images || !ended_ || lastTime_ == AV_NOPTS_VALUE || container.duration <= 0 ||
         container.start_time == AV_NOPTS_VALUE ||
         container.duration_estimation_method == AVFMT_DURATION_FROM_BITRATE) {
         return false;

@@ -67,8 +67,8 @@ void describeRate(AVStream& stream, ClipInfo& info) {
 }
 
 std::optional<FrameCount> countFrames(const InputFile& file, AVRational frameRate) {
-    if (file.sequenceLength) {
-        return file.sequenceLength;
+    if (file.images) {
+        return FrameCount{file.images->length(), true};
     }
     const AVStream& stream = *file.video;
     if (stream.nb_frames > 0) {

@@ -4,6 +4,8 @@
 #include "media/read/clip_description.h"
 #include "media/read/clip_warnings.h"
 
+#include <cstddef>
+#include <ranges>
 #include <utility>
 
 namespace tintwell::media {
@@ -88,6 +90,10 @@ ReadItem ClipReader::takeFrame() {
     ReadItem item;
     // Of a span, only what lies before this frame is sure to lie before the span's end too.
     item.copied = streams_.copied().take(gate_.cuts() ? std::optional(time) : std::nullopt);
+    item.isStandIn = streams_.isStandIn();
+    if (item.isStandIn) {
+        missingImages_.push_back(nextIndex_);
+    }
     item.frame = streams_.takeFrame();
     item.index = nextIndex_++;
     const bool timed = item.frame->best_effort_timestamp != AV_NOPTS_VALUE;
@@ -98,6 +104,7 @@ ReadItem ClipReader::takeFrame() {
 
 ReadItem ClipReader::passFrame() {
     ReadItem item;
+    item.isStandIn = streams_.isStandIn();
     item.outside = streams_.takeFrame();
     item.index = nextIndex_++;
     return item;
@@ -137,8 +144,30 @@ bool ClipReader::leapTo(std::int64_t index) {
     return landing != ClipStreams::Landing::Failed;
 }
 
+std::int64_t ClipReader::framesMissing() const {
+    const auto& images = streams_.file().images;
+    const std::int64_t behind = images && !gate_.cuts() ? images->behind() : 0;
+    return behind + static_cast<std::int64_t>(missingImages_.size());
+}
+
+/// A sentence for the user; empty where none is missing.
+std::string ClipReader::missingImages() const {
+    constexpr std::size_t kNamed = 8;
+    std::string names;
+    for (const std::int64_t index : std::views::take(missingImages_, kNamed)) {
+        names += (names.empty() ? "" : ", ") + streams_.file().images->nameOf(index);
+    }
+    if (missingImages_.size() > kNamed) {
+        names += " and " + std::to_string(missingImages_.size() - kNamed) + " more";
+    }
+    return names.empty() ? names : name_ + ": missing or not to be read as pictures: " + names;
+}
+
 std::vector<std::string> ClipReader::warnings() const {
     std::vector<std::string> warnings = streams_.file().warnings;
+    if (const auto missing = missingImages(); !missing.empty()) {
+        warnings.push_back(missing);
+    }
     const ClipFlaws flaws{streams_.damaged(), missing_.count(), streams_.readFailure(),
                           streams_.endedEarly(info_.frameRate)};
     for (std::string& warning : warningsOf(name_, info_, flaws)) {

@@ -27,6 +27,7 @@ struct ReadItem {
     FramePtr frame;         ///< pts in ClipInfo::timeBase, AV_NOPTS_VALUE where the clip has none
     FramePtr outside;       ///< a frame that is passed over, for those who look at neighbours
     std::int64_t index = 0; ///< of the frame in the clip, either one
+    bool isStandIn = false; ///< the frame is another one, as this one's file does not give it
     std::vector<PacketPtr> copied; ///< timestamps in the time bases of their streams
 };
 
@@ -70,10 +71,14 @@ public:
     /// and from any thread that has been handed one.
     const std::optional<Moment>& start() const { return streams_.copied().start(); }
 
+    /// How many of the frames of an image sequence that were to be delivered are missing so far.
+    std::int64_t framesMissing() const;
+
     /// What the user should hear about the clip; complete at the end.
     std::vector<std::string> warnings() const;
 
 private:
+    std::string missingImages() const;
     bool hasClipSize() const;
     void checkSize() const;
     Moment timeOfFrame() const;
@@ -89,6 +94,7 @@ private:
     ClipStreams streams_;
     ClipInfo info_;
     MissingFrames missing_;
+    std::vector<std::int64_t> missingImages_; ///< of a sequence
     std::int64_t nextIndex_ = 0; ///< of the frame that is delivered or passed over next
     bool finished_ = false;
 };

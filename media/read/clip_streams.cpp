@@ -4,12 +4,21 @@
 #include "media/media_error.h"
 #include "media/read/leap.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace tintwell::media {
+namespace {
+
+std::optional<std::int64_t> lengthOf(const InputFile& file) {
+    return file.images ? std::optional(file.images->length()) : std::nullopt;
+}
+
+} // namespace
 
 ClipStreams::ClipStreams(const std::string& name, InputFile file, bool copyOthers)
-    : copyOthers_(copyOthers), packets_(std::move(file)), decoder_(name, packets_.video()) {
+    : copyOthers_(copyOthers), packets_(std::move(file)), decoder_(name, packets_.video()),
+      standIns_(lengthOf(packets_.file())) {
     if (!copyOthers_) {
         packets_.keepOnly({});
     }
@@ -34,11 +43,26 @@ void ClipStreams::keepOnly(const std::vector<int>& streams) {
 }
 
 bool ClipStreams::advance() {
-    frame_ = decoder_.receive();
-    if (!frame_ && !decoder_.ended()) {
-        readPacket();
+    frame_ = standIns_.next();
+    if (frame_) {
+        return true;
     }
-    return !decoder_.ended();
+    if (FramePtr decoded = decoder_.receive()) {
+        standIns_.put(std::move(decoded));
+    } else if (decoder_.ended()) {
+        standIns_.end();
+    } else {
+        readPacket();
+        return true;
+    }
+    frame_ = standIns_.next();
+    return frame_ || !decoder_.ended();
+}
+
+std::int64_t ClipStreams::damaged() const {
+    const auto& images = packets_.file().images;
+    const std::int64_t undecoded = standIns_.count() - (images ? images->passedOver() : 0);
+    return packets_.damaged() + std::max<std::int64_t>(0, decoder_.damaged() - undecoded);
 }
 
 void ClipStreams::readPacket() {
@@ -75,6 +99,7 @@ bool ClipStreams::seek(std::int64_t time) {
         return false;
     }
     decoder_.startAnew();
+    standIns_.startAnew();
     frame_.reset();
     return true;
 }

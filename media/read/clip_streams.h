@@ -3,6 +3,7 @@
 #include "media/input/packet_reader.h"
 #include "media/input/video_decoder.h"
 #include "media/read/copied_packets.h"
+#include "media/read/stand_ins.h"
 
 #include <cstdint>
 #include <optional>
@@ -31,6 +32,9 @@ public:
     /// Decoded and not taken yet; may be empty.
     const FramePtr& frame() const { return frame_; }
 
+    /// Whether that frame stands in for one that its file does not give.
+    bool isStandIn() const { return standIns_.isStandIn(); }
+
     FramePtr takeFrame() { return std::move(frame_); }
 
     /// The packets put beside so far.
@@ -50,8 +54,8 @@ public:
     enum class Landing : std::uint8_t { Stayed, Arrived, Failed };
     Landing leapTo(std::int64_t index);
 
-    /// Damaged parts of the video so far.
-    std::int64_t damaged() const { return packets_.damaged() + decoder_.damaged(); }
+    /// Damaged parts of the video so far, without pictures that are missing.
+    std::int64_t damaged() const;
 
     const std::string& readFailure() const { return packets_.failure(); }
 
@@ -65,6 +69,7 @@ private:
     PacketReader packets_;
     VideoDecoder decoder_;
     CopiedPackets copied_;
+    StandIns standIns_;
     FramePtr frame_;
 };
 

@@ -23,7 +23,7 @@ constexpr char kPipeFormat[] = "nut";
 std::int64_t firstNumberFor(const std::string& input, const std::optional<FrameSpan>& span) {
     const auto pattern = parseSequence(input);
     const SequenceFiles files = pattern ? findSequence(*pattern) : SequenceFiles{};
-    return files.first + (span ? span->first : 0);
+    return files.first() + (span ? span->first : 0);
 }
 
 /// What the muxer is told. It opens nothing by this name, but tells images by its extension, and
@@ -52,7 +52,7 @@ ClipWriter::ClipWriter(const std::string& output, const std::string& input,
         length_ = Moment{span->count(), av_inv_q(source.info().frameRate)};
     }
     if (target_.isSequence()) {
-        firstNumber_ = firstNumberFor(input, span);
+        nextNumber_ = firstNumberFor(input, span);
     }
     copyMetadata(source.container(), *output_);
     checkOptions();
@@ -209,8 +209,17 @@ void ClipWriter::writeFrame(const AVFrame& picture) {
                                  "files, as in frame.%04d.png");
     }
     ++frames_;
+    numbers_.push_back(nextNumber_++);
     encoder_->send(&picture, picture.pkt_duration);
     writePackets();
+}
+
+void ClipWriter::writeMissing(const AVFrame& picture) {
+    if (target_.isSequence()) {
+        ++nextNumber_;
+    } else {
+        writeFrame(picture);
+    }
 }
 
 void ClipWriter::writePackets() {
@@ -292,9 +301,9 @@ AVIOContext* ClipWriter::openFor(int flags) {
         throw MediaError(name_ + ": files of the format " + output_->oformat->name +
                          " are several at once with these settings, which cannot be written");
     }
-    const int descriptor = target_.isSequence() ? target_.openNumber(firstNumber_ + imagesBegun_)
-                                                : target_.open(*interruption_);
-    ++imagesBegun_;
+    const int descriptor =
+        target_.isSequence() ? target_.openNumber(numbers_.front()) : target_.open(*interruption_);
+    numbers_.pop_front();
     image_.emplace(descriptor, DescriptorIo::Direction::Write, target_.isSeekable(),
                    *interruption_);
     return image_->context();

@@ -7,6 +7,7 @@
 #include "media/write/video_encoder.h"
 
 #include <cstdint>
+#include <deque>
 #include <exception>
 #include <memory>
 #include <optional>
@@ -44,6 +45,8 @@ public:
 
     std::string formatName() const { return output_->oformat->name; }
 
+    bool isSequence() const { return target_.isSequence(); }
+
     /// The source's streams that are to be passed to `writeCopied`.
     std::vector<int> copiedStreams() const;
 
@@ -54,6 +57,10 @@ public:
 
     /// pts and duration in the source's time base, from the start.
     void writeFrame(const AVFrame& picture);
+
+    /// For a frame of an image sequence that is missing; the picture stands in for it. Shows that
+    /// picture, or, where the output is a sequence too, leaves the number out.
+    void writeMissing(const AVFrame& picture);
 
     /// A packet of the source, its timestamps counted from the start.
     void writeCopied(PacketPtr packet);
@@ -97,10 +104,10 @@ private:
     const AVFormatContext* source_; ///< for the chapters, until `begin`
     std::optional<Moment> length_;
     std::vector<std::string> warnings_;
-    std::int64_t firstNumber_ = 0; ///< of an image sequence
+    std::int64_t nextNumber_ = 0; ///< of an image sequence
     std::int64_t frames_ = 0;
-    std::int64_t imagesBegun_ = 0;
-    std::int64_t damagedPackets_ = 0; ///< of copied streams
+    std::deque<std::int64_t> numbers_; ///< of the images that the encoder still has
+    std::int64_t damagedPackets_ = 0;  ///< of copied streams
     bool singleImage_ = false;
 };
 

@@ -96,12 +96,11 @@ void OutputTarget::prepareSequence() {
     }
     recoverSequence(*pattern_);
     const SequenceFiles files = findSequence(*pattern_);
-    if (!rules_.overwrite && files.total > 0) {
+    if (!rules_.overwrite && !files.numbers.empty()) {
         rules_.throwExists();
     }
-    for (std::int64_t i = 0; i < files.run; ++i) {
-        rules_.refuseInput(
-            identityOf(pattern_->directory + "/" + pattern_->nameOf(files.first + i)));
+    for (const std::int64_t number : files.numbers) {
+        rules_.refuseInput(identityOf(pattern_->directory + "/" + pattern_->nameOf(number)));
     }
 }
 

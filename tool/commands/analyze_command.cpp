@@ -87,6 +87,7 @@ void runAnalyze(AnalyzeRequest& request, const std::atomic<bool>& stop) {
         }
     }
     tellWritten(request.output);
+    requireAllFrames(walk, request.clip);
 }
 
 void addFormatOptions(CLI::App& app, AnalyzeRequest& request) {

@@ -106,6 +106,7 @@ void printJson(const nlohmann::ordered_json& document) {
 void printJsonSummary(const RenderRequest& request, const RenderSummary& summary) {
     nlohmann::ordered_json document = planJson(request, summary);
     document["frames"] = summary.framesDone;
+    document["frames_missing"] = summary.framesMissing;
     document["seconds"] = summary.seconds;
     document["correction"] = changeJson(summary.change);
     printJson(document);
@@ -173,6 +174,15 @@ void showPlan(const RenderRequest& request) {
     }
 }
 
+UserError incomplete(const RenderSummary& summary) {
+    const std::string count =
+        std::to_string(summary.framesMissing) + (summary.framesMissing == 1 ? " frame" : " frames");
+    return UserError(summary.output + ": is written, but lacks " + count + " of the input; " +
+                         (summary.leavesNumbersOut ? "no files were written for the numbers"
+                                                   : "those before stand in for what is missing"),
+                     ExitCode::Incomplete);
+}
+
 void runRender(RenderRequest& request, const std::atomic<bool>& stop) {
     RenderOptions& options = request.options;
     const bool toStandardOutput = options.output == media::kStandardStream ||
@@ -200,6 +210,9 @@ void runRender(RenderRequest& request, const std::atomic<bool>& stop) {
     }
     if (request.json) {
         printJsonSummary(request, summary);
+    }
+    if (summary.framesMissing > 0) {
+        throw incomplete(summary);
     }
 }
 

@@ -100,6 +100,7 @@ void runReport(ReportRequest& request, const std::atomic<bool>& stop) {
     output.commit();
     printWarnings(report.warnings);
     tellWritten(request.output);
+    requireAllFrames(walk, request.clip);
 }
 
 } // namespace

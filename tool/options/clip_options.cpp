@@ -3,6 +3,7 @@
 #include "tool/options/command.h"
 #include "tool/options/output_options.h"
 #include "tool/terminal/stop_signal.h"
+#include "tool/terminal/user_error.h"
 #include "tool/values/option_values.h"
 
 #include <memory>
@@ -99,6 +100,15 @@ std::optional<std::int64_t> totalFrames(const ClipOptions& options, const media:
         return options.frames->count();
     }
     return info.frameCount ? std::optional(info.frameCount->frames) : std::nullopt;
+}
+
+void requireAllFrames(const inspect::ClipWalk& walk, const ClipOptions& options) {
+    if (const std::int64_t missing = walk.framesMissing(); missing > 0) {
+        throw UserError(media::inputName(options.input) + ": " + std::to_string(missing) +
+                            (missing == 1 ? " frame is" : " frames are") +
+                            " missing; what is told of them is that of those before",
+                        ExitCode::Incomplete);
+    }
 }
 
 inspect::WalkOptions walkOptions(const ClipOptions& options) {

@@ -36,6 +36,9 @@ media::InputOptions inputOptions(const ClipOptions& options);
 /// How many frames will be worked on; empty where that cannot be known.
 std::optional<std::int64_t> totalFrames(const ClipOptions& options, const media::ClipInfo& info);
 
+/// At the end of the walk: throws UserError where frames of the clip are missing.
+void requireAllFrames(const inspect::ClipWalk& walk, const ClipOptions& options);
+
 /// The same frames with the same settings, to be looked at.
 inspect::WalkOptions walkOptions(const ClipOptions& options);
 

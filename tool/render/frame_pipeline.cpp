@@ -131,6 +131,7 @@ void FramePipeline::decode() {
         if (item->frame || !item->copied.empty()) {
             Job& job = waiting.emplace_back();
             job.frame = item->index;
+            job.isStandIn = item->isStandIn;
             job.copied = std::move(item->copied);
             job.source = std::move(item->frame);
         }
@@ -227,7 +228,11 @@ void FramePipeline::encode() {
             parts_.writer.writeCopied(std::move(packet));
         }
         if (job->result) {
-            parts_.writer.writeFrame(*job->result);
+            if (job->isStandIn) {
+                parts_.writer.writeMissing(*job->result);
+            } else {
+                parts_.writer.writeFrame(*job->result);
+            }
             parts_.progress.advance(++framesWritten_);
         }
     }

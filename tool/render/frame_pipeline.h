@@ -51,6 +51,7 @@ private:
     /// One frame on its way, or only packets that belong before the next one.
     struct Job {
         std::int64_t frame = 0;
+        bool isStandIn = false;
         std::vector<media::PacketPtr> copied;
         media::FramePtr source;
         media::PictureFormat sourceFormat;

@@ -98,9 +98,14 @@ RenderSummary render(const RenderOptions& options, Progress& progress,
             clip.depth);
         summary.framesDone = pipeline.run(stop);
         summary.change = pipeline.change();
+        summary.framesMissing = clip.reader.framesMissing();
+        if (summary.framesMissing > 0 && summary.framesMissing == summary.framesDone) {
+            throw media::MediaError(options.input + ": none of these frames can be read");
+        }
         clip.writer.finish();
     }
     effect.setDown();
+    summary.leavesNumbersOut = clip.writer.isSequence();
     static_cast<RenderPlan&>(summary) = describe(clip, options);
     summary.seconds =
         std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();

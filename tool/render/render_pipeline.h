@@ -38,8 +38,10 @@ struct RenderPlan {
 /// What was rendered, for the summary.
 struct RenderSummary : RenderPlan {
     std::int64_t framesDone = 0;
-    double seconds = 0.0;        ///< wall time
-    inspect::ColorChange change; ///< what the correction did to the average pixel
+    std::int64_t framesMissing = 0; ///< of an image sequence, that could not be read
+    bool leavesNumbersOut = false;  ///< those of the missing ones; otherwise others stand in
+    double seconds = 0.0;           ///< wall time
+    inspect::ColorChange change;    ///< what the correction did to the average pixel
 };
 
 /// Thrown when `stop` was set, with what has become of the output.

@@ -5,7 +5,8 @@
 
 namespace tintwell::tool {
 
-enum class ExitCode : int { Done = 0, Failed = 1, Usage = 2, Interrupted = 130 };
+/// Incomplete: the output is there, but frames of the input are missing in it.
+enum class ExitCode : int { Done = 0, Failed = 1, Usage = 2, Incomplete = 3, Interrupted = 130 };
 
 /// A failure told as the user should read it: what is wrong with which file or option, and what to
 /// do about it.
