@@ -107,11 +107,16 @@ void EffectInstance::sendSetUp() {
     run(Command::SequenceSetup);
 }
 
-void EffectInstance::renewSequence() {
+void EffectInstance::renewSequence(std::int32_t firstFrame, std::int32_t frameCount) {
     requireSetUp();
+    ClipTiming timing = services_.timing();
+    timing.firstFrame = firstFrame;
+    timing.frameCount = frameCount;
+    timing.check();
     sequenceOpen_ = false;
     run(Command::SequenceSetdown);
     inData_.sequenceData = nullptr;
+    setTiming(timing);
     sequenceOpen_ = true;
     run(Command::SequenceSetup);
 }
@@ -182,8 +187,12 @@ void EffectInstance::setFrameCount(std::int32_t frames) {
     ClipTiming timing = services_.timing();
     timing.frameCount = frames;
     timing.check();
-    services_.setFrameCount(frames);
-    inData_.totalDuration = timing.timeOf(frames);
+    setTiming(timing);
+}
+
+void EffectInstance::setTiming(const ClipTiming& timing) {
+    services_.setTiming(timing);
+    inData_.totalDuration = timing.timeOf(timing.frameCount);
 }
 
 bool EffectInstance::isDisabled(Control control) const {
@@ -193,7 +202,7 @@ bool EffectInstance::isDisabled(Control control) const {
 
 void EffectInstance::render(std::int32_t frame, const FrameBuffer& input, FrameBuffer& output) {
     requireSetUp();
-    if (frame < 0 || frame >= services_.timing().frameCount) {
+    if (frame < timing().firstFrame || frame >= frameCount()) {
         throw std::out_of_range("frame " + std::to_string(frame) + " is outside the clip");
     }
     const CurrentFrame current(*this, frame, input);

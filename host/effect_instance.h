@@ -76,7 +76,9 @@ public:
     void setControls(const ControlTracks& tracks, std::int32_t frame = 0);
     void setControl(Control control, const ControlTrack& track, std::int32_t frame = 0);
 
-    std::int32_t frameCount() const { return services_.timing().frameCount; }
+    const ClipTiming& timing() const { return services_.timing(); }
+
+    std::int32_t frameCount() const { return timing().frameCount; }
 
     /// From now on the clip has so many frames, as when its end has been found. Between commands;
     /// throws std::invalid_argument as the constructor does.
@@ -97,8 +99,9 @@ public:
     void clearAbort() noexcept { services_.abortFlag() = false; }
 
     /// Sends SequenceSetdown and SequenceSetup: the module forgets what it has kept of the clip's
-    /// frames, and asks again for those that it still needs.
-    void renewSequence();
+    /// frames, and asks again for those that it still needs. From now on the clip begins for it
+    /// with this frame. Throws std::invalid_argument as the constructor does.
+    void renewSequence(std::int32_t firstFrame, std::int32_t frameCount);
 
     /// Sends one command, with the controls' values at the frame last rendered, or changed at, and
     /// gives the module's code. For commands that the functions above do not send, such as
@@ -119,6 +122,7 @@ private:
     class CurrentFrame;
 
     void sendSetUp();
+    void setTiming(const ClipTiming& timing);
     void setDownQuietly() noexcept;
     void requireSetUp() const;
     void moveTo(std::int32_t frame, const EffectWorld& input);

@@ -7,9 +7,7 @@ namespace tintwell::host {
 std::optional<FoundKeyframe> findKeyframe(const ControlTrack& track, const ClipTiming& timing,
                                           std::int64_t time, KeyframeDirection direction) {
     const auto& keys = track.keys();
-    const auto startOf = [&](const Keyframe& key) {
-        return std::int64_t{key.frame} * timing.timeStep;
-    };
+    const auto startOf = [&](const Keyframe& key) { return timing.startOf(key.frame); };
     auto found = keys.end();
     if (direction == KeyframeDirection::Before) {
         found = std::partition_point(keys.begin(), keys.end(),

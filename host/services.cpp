@@ -34,7 +34,7 @@ ErrorCode Services::checkOut(std::int32_t index, std::int32_t time, std::uint32_
 }
 
 ErrorCode Services::checkOutLayer(std::int64_t frame, ParamDef& record) {
-    if (frame < 0 || frame >= timing_.frameCount) {
+    if (frame < timing_.firstFrame || frame >= timing_.frameCount) {
         return host_error::kFrameOutsideClip;
     }
     const auto index = static_cast<std::int32_t>(frame);

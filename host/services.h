@@ -33,7 +33,7 @@ public:
 
     const ClipTiming& timing() const { return timing_; }
 
-    void setFrameCount(std::int32_t frames) { timing_.frameCount = frames; }
+    void setTiming(const ClipTiming& timing) { timing_ = timing; }
 
     Parameters& parameters() { return parameters_; }
 

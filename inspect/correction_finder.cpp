@@ -2,6 +2,7 @@
 
 #include "host/parameters.h"
 #include "inspect/scene_change.h"
+#include "media/read/clip_for_effect.h"
 #include "module/analysis/automatic_correction.h"
 #include "module/render/frame_correction.h"
 #include "module/services/world_view.h"
@@ -143,7 +144,10 @@ bool CorrectionFinder::add(std::int64_t frame, double seconds, const host::Frame
     findings.histogram = *entry->histogram;
     findings.found = *entry->levels;
     findings.clipPoints = clipPointsOf(findings.histogram, findings.controls.analysis);
-    const auto index = static_cast<std::int32_t>(frame);
+    if (waiting_.empty()) {
+        setClockFor(frame);
+    }
+    const std::int32_t index = cacheIndex(frame);
     if (const FrameCacheEntry* previous = cache_.find(index - 1)) {
         findings.fromPrevious = frameDistance(*previous->histogram, *entry->histogram, kMode);
         findings.startsScene = cutBefore(findings) &&
@@ -161,7 +165,8 @@ bool CorrectionFinder::add(std::int64_t frame, double seconds, const host::Frame
 
 void CorrectionFinder::finish() {
     finished_ = true;
-    options_.timing.frameCount = static_cast<std::int32_t>(std::max<std::int64_t>(added_, 1));
+    options_.timing.frameCount = static_cast<std::int32_t>(
+        std::max<std::int64_t>(added_, options_.timing.firstFrame + std::int64_t{1}));
 }
 
 std::optional<FrameFindings> CorrectionFinder::next() {
@@ -170,7 +175,8 @@ std::optional<FrameFindings> CorrectionFinder::next() {
     }
     FrameFindings findings = std::move(waiting_.front());
     waiting_.pop_front();
-    const auto index = static_cast<std::int32_t>(findings.frame);
+    setClockFor(findings.frame);
+    const std::int32_t index = cacheIndex(findings.frame);
     if (const FrameCacheEntry* following = cache_.find(index + 1)) {
         findings.toNext = frameDistance(findings.histogram, *following->histogram, kMode);
     }
@@ -201,8 +207,38 @@ LevelsRecord CorrectionFinder::smooth(const FrameFindings& own, const ControlVal
 } // NOLINT(clang-analyzer*): nothing of `analysis` leaks
 
 void CorrectionFinder::forgetBefore(std::int64_t frame) {
-    if (frame > 0) {
-        cache_.invalidate(0, static_cast<std::int32_t>(frame), Invalidation::Remove);
+    if (frame > options_.timing.firstFrame) {
+        cache_.invalidate(0, cacheIndex(frame), Invalidation::Remove);
+    }
+}
+
+/// The cache counts as the effect's clock does.
+std::int32_t CorrectionFinder::cacheIndex(std::int64_t frame) const {
+    return static_cast<std::int32_t>(frame - options_.timing.firstFrame);
+}
+
+/// Lets the clip begin a window before the frame, where it begins too far before it for times of 32
+/// bits. Findings do not depend on where a clip begins beyond their windows.
+void CorrectionFinder::setClockFor(std::int64_t frame) {
+    host::ClipTiming& timing = options_.timing;
+    const auto first = static_cast<std::int32_t>(std::max<std::int64_t>(0, frame - reach_ - 1));
+    if (first - timing.firstFrame < media::kFramesOnOneClock) {
+        return;
+    }
+    FrameCache renewed;
+    for (const FrameCache::Slot& slot : cache_.slots()) {
+        const std::int64_t index = std::int64_t{slot.frame} + timing.firstFrame - first;
+        if (index >= 0) {
+            auto entry = std::make_unique<FrameCacheEntry>();
+            entry->levels = std::make_unique<LevelsRecord>(*slot.entry->levels);
+            entry->histogram = std::make_unique<ChannelHistogram>(*slot.entry->histogram);
+            renewed.insert(static_cast<std::int32_t>(index), std::move(entry));
+        }
+    }
+    cache_ = std::move(renewed);
+    timing.firstFrame = first;
+    if (!finished_) {
+        timing.frameCount = timing.longestFrameCount();
     }
 }
 

@@ -58,6 +58,8 @@ private:
     InData recordFor(std::int64_t frame, bool highQuality);
     LevelsRecord smooth(const FrameFindings& own, const ControlValues& controls, bool highQuality);
     void forgetBefore(std::int64_t frame);
+    void setClockFor(std::int64_t frame);
+    std::int32_t cacheIndex(std::int64_t frame) const;
 
     FinderOptions options_;
     std::int64_t reach_ = 1;

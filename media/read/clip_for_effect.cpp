@@ -1,6 +1,7 @@
 #include "media/read/clip_for_effect.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <limits>
 
@@ -16,18 +17,21 @@ host::SampleDepth worldDepth(const ClipInfo& info, std::optional<host::SampleDep
 }
 
 host::ClipTiming timingForEffect(const ClipInfo& info) {
-    constexpr std::int64_t kMaximum = std::numeric_limits<std::int32_t>::max();
-    const std::int64_t frames =
-        std::max<std::int64_t>(info.frameCount ? info.frameCount->frames : 1, 1);
+    constexpr int kMaximum = std::numeric_limits<std::int32_t>::max();
+    // Windows are at most ten seconds long, with half of them on either side.
+    constexpr double kSecondsAround = 30.0;
+    const double around = std::ceil(kSecondsAround * av_q2d(info.frameRate));
+    const auto frames = static_cast<int>(
+        std::min<double>(2 * kFramesOnOneClock + around, std::numeric_limits<int>::max()));
     int scale = info.frameRate.num;
     int step = info.frameRate.den;
-    if (frames > kMaximum / step) {
-        av_reduce(&scale, &step, info.frameRate.num, info.frameRate.den, kMaximum / frames);
+    if (step > kMaximum / frames) {
+        av_reduce(&scale, &step, scale, step, kMaximum / frames);
     }
     host::ClipTiming timing;
     timing.timeStep = std::max(step, 1);
     timing.timeScale = static_cast<std::uint32_t>(std::max(scale, 1));
-    timing.frameCount = static_cast<std::int32_t>(kMaximum / timing.timeStep);
+    timing.frameCount = timing.longestFrameCount();
     return timing;
 }
 

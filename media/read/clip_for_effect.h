@@ -4,6 +4,7 @@
 #include "host/frame_buffer.h"
 #include "media/clip_info.h"
 
+#include <cstdint>
 #include <optional>
 
 namespace tintwell::media {
@@ -12,9 +13,13 @@ namespace tintwell::media {
 /// than 8 bits.
 host::SampleDepth worldDepth(const ClipInfo& info, std::optional<host::SampleDepth> wanted);
 
-/// The clip on the effect's clock, whose 32 bits must hold the whole clip. It is as long as they
-/// can hold: containers may promise more frames or fewer than can be decoded, and the effect is
-/// told the real number as soon as that is of consequence.
+/// How long a stretch of a clip goes by one clock of the effect, whose times have 32 bits: behind
+/// it the clock is set anew, a window before the frame.
+inline constexpr std::int64_t kFramesOnOneClock = 4096;
+
+/// The clip on the effect's clock. It is as long as the clock can hold: containers may promise more
+/// frames or fewer than can be decoded, and the effect is told the real number as soon as that is
+/// of consequence.
 host::ClipTiming timingForEffect(const ClipInfo& info);
 
 } // namespace tintwell::media

@@ -188,8 +188,9 @@ void FramePipeline::applyEffect() {
 void FramePipeline::render(const Job& job) {
     const auto frame = static_cast<std::int32_t>(job.frame);
     parts_.neighbours.moveTo(frame);
-    if (parts_.neighbours.isRenewal(frame)) {
-        parts_.effect.renewSequence();
+    const bool first = !std::exchange(effectBegun_, true);
+    if (Neighbours::isRenewal(frame) || (first && frame > 0)) {
+        renew(frame);
     }
     try {
         parts_.effect.render(frame, *job.input, *job.output);
@@ -198,9 +199,18 @@ void FramePipeline::render(const Job& job) {
         if (!found || *found <= frame || *found >= parts_.effect.frameCount()) {
             throw;
         }
+        frameCount_ = found;
         parts_.effect.setFrameCount(*found);
         parts_.effect.render(frame, *job.input, *job.output);
     }
+}
+
+void FramePipeline::renew(std::int32_t frame) {
+    host::ClipTiming timing = parts_.effect.timing();
+    timing.firstFrame = static_cast<std::int32_t>(parts_.neighbours.beginningFor(frame));
+    const std::int32_t longest = timing.longestFrameCount();
+    parts_.effect.renewSequence(timing.firstFrame,
+                                frameCount_ ? std::min(*frameCount_, longest) : longest);
 }
 
 void FramePipeline::convertOut() {

@@ -17,6 +17,7 @@
 #include <exception>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <thread>
 #include <vector>
 
@@ -72,6 +73,7 @@ private:
     void fail(std::exception_ptr error);
     void waitForEnd(const std::atomic<bool>& stop);
     void render(const Job& job);
+    void renew(std::int32_t frame);
 
     template <class Work>
     void passOn(Queue& from, Queue& to, Work work);
@@ -79,7 +81,9 @@ private:
     Parts parts_;
     host::SampleDepth depth_;
     std::int64_t framesWritten_ = 0;
-    inspect::ChangeMeter change_; ///< of the thread that converts out
+    bool effectBegun_ = false;
+    std::optional<std::int32_t> frameCount_; ///< of the clip, once it is known to the effect
+    inspect::ChangeMeter change_;            ///< of the thread that converts out
     // Worlds are the largest part of the memory, so their number bounds the frames under way. The
     // two kinds are kept apart: frames that wait to be corrected must not use up those to correct
     // them into.

@@ -27,7 +27,7 @@ constexpr std::int64_t kFileBytes = std::int64_t{96} << 20;
 constexpr std::int64_t kPipeBytes = std::int64_t{128} << 20;
 
 /// The effect keeps some kilobytes of each frame: 18 MB of so many.
-constexpr std::int64_t kFramesBetweenRenewals = 4096;
+constexpr std::int64_t kFramesBetweenRenewals = media::kFramesOnOneClock;
 
 /// The longest window that the effect uses anywhere in the clip, in seconds; 0 where it smooths
 /// nothing.
@@ -94,8 +94,12 @@ Neighbours::Neighbours(const ClipOptions& options, media::ClipReader& reader,
     reader.readBeyondSpan(reach_);
 }
 
-bool Neighbours::isRenewal(std::int64_t frame) const {
-    return source_ && frame > 0 && frame % kFramesBetweenRenewals == 0;
+bool Neighbours::isRenewal(std::int64_t frame) {
+    return frame > 0 && frame % kFramesBetweenRenewals == 0;
+}
+
+std::int64_t Neighbours::beginningFor(std::int64_t frame) const {
+    return std::max<std::int64_t>(0, frame - reach_ - 1);
 }
 
 /// Which frames may still be asked for when this one is rendered: at a renewal, and so from a

@@ -44,9 +44,14 @@ public:
 
     // The effect's side.
 
-    /// Whether the effect is to forget all frames before it renders this one, and so what it keeps
-    /// of them does not grow with the clip. It renders the same, but asks again for the neighbours.
-    bool isRenewal(std::int64_t frame) const;
+    /// Whether the effect is to forget all frames before it renders this one, so that neither what
+    /// it keeps of them grows with the clip, nor its times. It renders the same, but asks again for
+    /// the neighbours.
+    static bool isRenewal(std::int64_t frame);
+
+    /// With which frame the clip begins for the effect from such a frame on: the clip's end must
+    /// not seem to lie in the window.
+    std::int64_t beginningFor(std::int64_t frame) const;
 
     /// The next frame to be rendered is this one, or a later one.
     void moveTo(std::int64_t frame);

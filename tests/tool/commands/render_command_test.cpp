@@ -5,6 +5,8 @@
 #include <chrono>
 #include <csignal>
 #include <random>
+#include <sstream>
+#include <sstream>
 #include <thread>
 
 namespace tintwell::tool {
@@ -254,6 +256,56 @@ TEST_P(InterruptTest, RemovesThePartialFileAndExits130) {
     EXPECT_TRUE(interrupted);
     EXPECT_EQ(outcome.exitCode, 130) << outcome.err;
     EXPECT_EQ(filesInWork(), std::set<std::string>{"clip.y4m"});
+}
+
+/// Tiny frames with a flicker and some cuts.
+std::string longClip(const char* rate, int frames) {
+    std::string text = std::string("YUV4MPEG2 W16 H16 F") + rate + " Ip A1:1 C420jpeg\n";
+    for (int i = 0; i < frames; ++i) {
+        text += "FRAME\n";
+        for (int x = 0; x < 256; ++x) {
+            const int flicker = x % 16 > 11 ? i * 37 % 30 : 0;
+            text.push_back(static_cast<char>(20 + i / 700 % 3 * 20 + x % 16 * 6 + flicker));
+        }
+        text += std::string(128, static_cast<char>(110 + i * 37 % 5));
+    }
+    return text;
+}
+
+TEST_F(CommandLineTest, ClipsGoOnWhereTheTimesOfTheirEffectHaveNoRoomLeft) {
+    constexpr int kFrames = 9500; // 2147 take 2^31 units of the odd rate
+    constexpr std::size_t kFrameBytes = 6 + 384;
+    write("plain.y4m", longClip("30:1", kFrames));
+    write("odd.y4m", longClip("30000000:1000001", kFrames));
+    for (const Arguments& smoothing :
+         {Arguments{}, Arguments{"--temporal-smoothing", "0.4", "--scene-detect"}}) {
+        std::vector<std::string> frames;
+        std::vector<std::string> levels;
+        for (const std::string name : {"plain.y4m", "odd.y4m"}) {
+            const auto rendered = [&](const Arguments& more) {
+                Arguments arguments{"render", "-", "out.y4m", "--overwrite", "--quiet"};
+                arguments.insert(arguments.end(), smoothing.begin(), smoothing.end());
+                arguments.insert(arguments.end(), more.begin(), more.end());
+                EXPECT_EQ(run(arguments, work_ / name).exitCode, 0) << name;
+                const std::string clip = contentOf(work_ / "out.y4m");
+                return clip.substr(clip.find('\n') + 1);
+            };
+            frames.push_back(rendered({}));
+            ASSERT_EQ(frames.back().size(), kFrames * kFrameBytes);
+            EXPECT_EQ(rendered({"--frames", "9300-9310"}),
+                      frames.back().substr(9300 * kFrameBytes, 11 * kFrameBytes));
+            Arguments arguments{"analyze", "-", "--csv", "--quiet"};
+            arguments.insert(arguments.end(), smoothing.begin(), smoothing.end());
+            std::istringstream table(run(arguments, work_ / name).out);
+            std::string& list = levels.emplace_back();
+            for (std::string line; std::getline(table, line);) {
+                const std::size_t time = line.find(',');
+                list += line.erase(time, line.find(',', time + 1) - time) + "\n";
+            }
+        }
+        EXPECT_TRUE(frames[0] == frames[1]);
+        EXPECT_TRUE(levels[0] == levels[1]);
+    }
 }
 
 } // namespace
