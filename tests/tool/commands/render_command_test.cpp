@@ -6,7 +6,6 @@
 #include <csignal>
 #include <random>
 #include <sstream>
-#include <sstream>
 #include <thread>
 
 namespace tintwell::tool {
