@@ -13,7 +13,8 @@ Picture::Picture(FuzzInput& input) {
         static_cast<std::int32_t>(std::clamp<std::int64_t>(rowSize(), 0, kMostBytes));
     world_.rowBytes = has(2) ? input.number(packed + 4) : has(3) ? -packed : packed;
 
-    const std::int64_t last = isEmpty() ? 0 : rowOffset(world_.height - 1);
+    // The blend takes odd row bytes as they are, all else cuts them to whole samples.
+    const std::int64_t last = isEmpty() ? 0 : std::int64_t{world_.rowBytes} * (world_.height - 1);
     const std::int64_t size = isEmpty() ? 0 : std::abs(last) + rowSize();
     if (has(4) || size > kMostBytes) {
         return;
@@ -46,8 +47,10 @@ void Picture::fill(FuzzInput& input) {
 bool Picture::differsInPixelsOnly(std::vector<std::byte> before) const {
     const bool hasPixels = !memory_.empty() && !isEmpty();
     for (std::int64_t y = 0; hasPixels && !isEndless() && y < world_.height; ++y) {
-        const std::int64_t row = start_ + rowOffset(y);
-        std::copy_n(memory_.begin() + row, rowSize(), before.begin() + row);
+        for (const std::int64_t offset : {rowOffset(y), y * world_.rowBytes}) {
+            const std::int64_t row = start_ + offset;
+            std::copy_n(memory_.begin() + row, rowSize(), before.begin() + row);
+        }
     }
     return isEndless() || before == memory_;
 }
