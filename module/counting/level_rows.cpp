@@ -20,8 +20,7 @@ const std::uint8_t* LevelRows::interleavedLevels(std::int32_t row) const {
     if (pixels_.bitDepth == 16) {
         return converted_.data() + static_cast<std::size_t>(row) * 4 * rowPixels();
     }
-    return reinterpret_cast<const std::uint8_t*>(pixels_.data +
-                                                 (firstRow_ + row) * pixels_.rowStep);
+    return reinterpret_cast<const std::uint8_t*>(pixels_.pixel(firstRow_ + row, 0));
 }
 
 void LevelRows::convertRow(std::int32_t row) {
