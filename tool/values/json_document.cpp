@@ -1,5 +1,6 @@
 #include "tool/values/json_document.h"
 
+#include <cstdint>
 #include <iterator>
 #include <set>
 #include <utility>
@@ -53,48 +54,109 @@ private:
     Lines* lines_;
 };
 
-/// Notes where each value begins, in the document's order, and refuses what the parser would take.
-class Observer {
-public:
-    explicit Observer(const LineCountingIterator::Lines& lines) : lines_(lines) {}
+/// The parser's message without the library's own prefix "[json.exception...] ".
+std::string plainMessage(const nlohmann::json::exception& error) {
+    const std::string message = error.what();
+    const std::size_t prefixEnd = message.find("] ");
+    return prefixEnd == std::string::npos ? message : message.substr(prefixEnd + 2);
+}
 
-    bool operator()(int depth, Value::parse_event_t event, const Value& parsed) {
-        using Event = Value::parse_event_t;
-        if (depth > kMaximumDepth) {
-            throw JsonError(line(), "nested too deeply");
+/// Builds the values, notes where each begins, in the document's order, and refuses what a parser
+/// would take. The library's own builder that can be watched looks through all that came before in
+/// a list for each new element.
+class Builder : public nlohmann::json_sax<Value> {
+public:
+    explicit Builder(const LineCountingIterator::Lines& lines) : lines_(lines) {}
+
+    bool null() override { return add(nullptr); }
+
+    bool boolean(bool value) override { return add(value); }
+
+    bool number_integer(std::int64_t value) override { return add(value); }
+
+    bool number_unsigned(std::uint64_t value) override { return add(value); }
+
+    bool number_float(double value, const std::string& /*text*/) override { return add(value); }
+
+    bool string(std::string& value) override { return add(std::move(value)); }
+
+    bool binary(Value::binary_t& value) override { return add(std::move(value)); }
+
+    bool start_object(std::size_t /*size*/) override {
+        keys_.emplace_back();
+        return open(Value::object());
+    }
+
+    bool start_array(std::size_t /*size*/) override { return open(Value::array()); }
+
+    bool key(std::string& name) override {
+        if (!keys_.back().insert(name).second) {
+            throw JsonError(line(), "the key \"" + name + "\" is given twice; keep one of them");
         }
-        switch (event) {
-        case Event::object_start:
-            keys_.emplace_back();
-            [[fallthrough]];
-        case Event::array_start:
-        case Event::value:
-            begins_.push_back(line());
-            break;
-        case Event::key:
-            refuseSecond(parsed.get_ref<const std::string&>());
-            break;
-        case Event::object_end:
-            keys_.pop_back();
-            break;
-        case Event::array_end:
-            break;
-        }
+        // Appended unseen: the keys are known to differ.
+        auto& members = open_.back()->get_ref<Value::object_t&>();
+        members.Container::emplace_back(name, nullptr);
+        member_ = &members.back().second;
         return true;
     }
 
-    std::size_t line() const { return lines_.ofLastToken; }
+    bool end_object() override {
+        keys_.pop_back();
+        return close();
+    }
+
+    bool end_array() override { return close(); }
+
+    bool parse_error(std::size_t /*position*/, const std::string& /*token*/,
+                     const nlohmann::json::exception& error) override {
+        throw JsonError(line(), "this is not JSON: " + plainMessage(error));
+    }
+
+    Value& root() { return root_; }
 
     const std::vector<std::size_t>& begins() const { return begins_; }
 
 private:
-    void refuseSecond(const std::string& key) {
-        if (!keys_.back().insert(key).second) {
-            throw JsonError(line(), "the key \"" + key + "\" is given twice; keep one of them");
+    using Container = Value::object_t::Container;
+
+    std::size_t line() const { return lines_.ofLastToken; }
+
+    template <class Part>
+    bool add(Part&& part) {
+        begins_.push_back(line());
+        place(Value(std::forward<Part>(part)));
+        return true;
+    }
+
+    Value& place(Value value) {
+        if (open_.empty()) {
+            return root_ = std::move(value);
         }
+        if (open_.back()->is_object()) {
+            return *member_ = std::move(value);
+        }
+        auto& elements = open_.back()->get_ref<Value::array_t&>();
+        return elements.emplace_back(std::move(value));
+    }
+
+    bool open(Value value) {
+        if (open_.size() == kMaximumDepth + 1) {
+            throw JsonError(line(), "nested too deeply");
+        }
+        begins_.push_back(line());
+        open_.push_back(&place(std::move(value)));
+        return true;
+    }
+
+    bool close() {
+        open_.pop_back();
+        return true;
     }
 
     const LineCountingIterator::Lines& lines_;
+    Value root_;
+    std::vector<Value*> open_; ///< those that what comes next is in, the innermost last
+    Value* member_ = nullptr;  ///< of the innermost object, to be filled
     std::vector<std::size_t> begins_;
     std::vector<std::set<std::string>> keys_;
 };
@@ -110,26 +172,19 @@ void visitInOrder(const Value& value, Visitor& visit) {
     }
 }
 
-/// The parser's message without the library's own prefix "[json.exception...] ".
-std::string plainMessage(const nlohmann::json::exception& error) {
-    const std::string message = error.what();
-    const std::size_t prefixEnd = message.find("] ");
-    return prefixEnd == std::string::npos ? message : message.substr(prefixEnd + 2);
-}
-
 } // namespace
 
 JsonDocument::JsonDocument(std::string_view text) {
     LineCountingIterator::Lines lines;
-    Observer observer(lines);
+    Builder builder(lines);
     try {
-        root_ = Value::parse(LineCountingIterator(text.data(), lines),
-                             LineCountingIterator(text.data() + text.size(), lines),
-                             std::ref(observer));
+        Value::sax_parse(LineCountingIterator(text.data(), lines),
+                         LineCountingIterator(text.data() + text.size(), lines), &builder);
     } catch (const Value::exception& error) {
-        throw JsonError(observer.line(), "this is not JSON: " + plainMessage(error));
+        throw JsonError(lines.ofLastToken, "this is not JSON: " + plainMessage(error));
     }
-    auto begin = observer.begins().begin();
+    root_ = std::move(builder.root());
+    auto begin = builder.begins().begin();
     auto keepLine = [&](const Value& value) { lines_.emplace(&value, *begin++); };
     visitInOrder(root_, keepLine);
 }
