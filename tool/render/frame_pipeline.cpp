@@ -65,16 +65,25 @@ void FramePipeline::start(void (FramePipeline::*stage)()) {
         const std::lock_guard lock(mutex_);
         ++running_;
     }
-    threads_.emplace_back([this, stage] {
-        try {
-            (this->*stage)();
-        } catch (...) {
-            fail(std::current_exception());
-        }
-        const std::lock_guard lock(mutex_);
-        --running_;
-        ended_.notify_all();
-    });
+    try {
+        threads_.emplace_back([this, stage] {
+            try {
+                (this->*stage)();
+            } catch (...) {
+                fail(std::current_exception());
+            }
+            noteEnd();
+        });
+    } catch (...) { // the threads that run already wait for this one
+        fail(std::current_exception());
+        noteEnd();
+    }
+}
+
+void FramePipeline::noteEnd() {
+    const std::lock_guard lock(mutex_);
+    --running_;
+    ended_.notify_all();
 }
 
 void FramePipeline::fail(std::exception_ptr error) {

@@ -70,6 +70,7 @@ private:
     void encode();
 
     void start(void (FramePipeline::*stage)());
+    void noteEnd();
     void fail(std::exception_ptr error);
     void waitForEnd(const std::atomic<bool>& stop);
     void render(const Job& job);

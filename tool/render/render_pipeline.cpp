@@ -15,6 +15,7 @@
 #include <chrono>
 #include <memory>
 #include <new>
+#include <system_error>
 
 namespace tintwell::tool {
 namespace {
@@ -123,6 +124,9 @@ auto explained(const RenderOptions& options, Work work) {
         throw UserError(error.what());
     } catch (const host::CommandError& error) {
         throw UserError(options.modulePath + ": " + error.what());
+    } catch (const std::system_error& error) {
+        throw UserError(options.input + ": the system gives no means to render it (" +
+                        error.code().message() + ")");
     } catch (const std::bad_alloc&) {
         throw UserError(options.input + ": there is not enough memory to render it");
     }
