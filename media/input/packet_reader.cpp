@@ -4,12 +4,34 @@
 #include "media/media_error.h"
 
 #include <algorithm>
+#include <array>
+#include <cstdio>
 #include <new>
+#include <string_view>
 
 namespace tintwell::media {
 namespace {
 
 constexpr AVRational kMicroseconds{1, AV_TIME_BASE};
+
+bool hasGifEnd(AVIOContext& io) {
+    constexpr int kTrailer = 0x3B;
+    return avio_seek(&io, avio_size(&io) - 1, SEEK_SET) >= 0 && avio_r8(&io) == kTrailer;
+}
+
+/// An index, which tells how long it is.
+bool hasNutEnd(AVIOContext& io) {
+    constexpr std::uint64_t kIndex = 0x4E58DD672F23E64E;
+    constexpr std::int64_t kLengthAndChecksum = 12;
+    const std::int64_t size = avio_size(&io);
+    if (avio_seek(&io, size - kLengthAndChecksum, SEEK_SET) < 0) {
+        return false;
+    }
+    const std::uint64_t length = avio_rb64(&io);
+    return length <= static_cast<std::uint64_t>(size) &&
+           avio_seek(&io, size - static_cast<std::int64_t>(length), SEEK_SET) >= 0 &&
+           avio_rb64(&io) == kIndex;
+}
 
 } // namespace
 
@@ -59,6 +81,9 @@ void PacketReader::note(const AVPacket& packet) {
     if ((packet.flags & AV_PKT_FLAG_CORRUPT) != 0) {
         ++damaged_;
     }
+    if (packet.pos >= 0) {
+        lastByte_ = std::max(lastByte_, packet.pos + packet.size);
+    }
     // A subtitle may say that it stays beyond where the file was cut off.
     const AVStream& stream = streamOf(packet);
     if (packet.pts != AV_NOPTS_VALUE && stream.codecpar->codec_type != AVMEDIA_TYPE_SUBTITLE) {
@@ -79,8 +104,28 @@ bool PacketReader::seek(std::int64_t time) {
     return true;
 }
 
+/// Of files that do not say how long they are: whether their last packet is not all there.
+bool PacketReader::endsWithinPacket() const {
+    const AVFormatContext& container = *file_.container;
+    const std::string_view format = container.iformat->name;
+    const std::int64_t end = container.pb != nullptr ? avio_tell(container.pb) : 0;
+    if (format == "yuv4mpegpipe" || format == "dv") {
+        return lastByte_ > 0 && lastByte_ != end;
+    }
+    if (format == "gif" || format == "nut") {
+        const bool seekable = container.pb != nullptr && container.pb->seekable != 0;
+        return seekable && !(format == "gif" ? hasGifEnd(*container.pb) : hasNutEnd(*container.pb));
+    }
+    constexpr std::array<int, 3> kPacketSizes{188, 192, 204};
+    return format == "mpegts" &&
+           std::ranges::none_of(kPacketSizes, [&](int size) { return end % size == 0; });
+}
+
 bool PacketReader::endedEarly(AVRational frameRate) const {
     const AVFormatContext& container = *file_.container;
+    if (ended_ && !file_.images && endsWithinPacket()) {
+        return true;
+    }
     if (file_.images || !ended_ || lastTime_ == AV_NOPTS_VALUE || container.duration <= 0 ||
         container.start_time == AV_NOPTS_VALUE ||
         container.duration_estimation_method == AVFMT_DURATION_FROM_BITRATE) {

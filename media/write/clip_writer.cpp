@@ -46,6 +46,7 @@ ClipWriter::ClipWriter(const std::string& output, const std::string& input,
       name_(target_.name()), source_(&source.container()) {
     findContainer(options.format);
     checkSingleImage(source.info(), span);
+    checkFrameRate(source.info());
     encoder_.emplace(source.info(), source.video().codecpar->field_order, *output_->oformat, name_,
                      output, options.encoder);
     if (span) {
@@ -96,6 +97,16 @@ void ClipWriter::checkSingleImage(const ClipInfo& source, const std::optional<Fr
     if (singleImage_ && several) {
         throw MediaError(name_ + ": is a single image, but there are several frames; number the "
                                  "files, as in frame.%04d.png");
+    }
+}
+
+void ClipWriter::checkFrameRate(const ClipInfo& source) const {
+    const int greatest = greatestFrameRate(*output_->oformat);
+    if (greatest > 0 && av_cmp_q(source.frameRate, {greatest, 1}) > 0) {
+        throw MediaError(name_ + ": a " + output_->oformat->name + " file holds at most " +
+                         std::to_string(greatest) +
+                         " frames per second, and the source has more; choose another file format, "
+                         "such as .mp4 or .mkv");
     }
 }
 
@@ -255,7 +266,18 @@ void ClipWriter::writeCopied(PacketPtr packet) {
 /// A damaged packet of a copied stream may be noticed only later, on the writing of another one,
 /// which is kept in any case.
 void ClipWriter::write(AVPacket& packet) {
+    const bool isVideo = packet.stream_index == video_->index; // the muxer takes the packet over
     const int code = av_interleaved_write_frame(output_.get(), &packet);
+    if (code == AVERROR(EINVAL) && isVideo && !ioError_) {
+        const std::string message = takeFfmpegMessage();
+        if (message.find("monotonically increasing dts") != std::string::npos) {
+            throw MediaError(name_ + ": two frames are closer together than a " +
+                             output_->oformat->name +
+                             " file can tell; choose another file format, such as .mp4 or .mkv");
+        }
+        throw MediaError(name_ + ": cannot be written (" + errorText(code) +
+                         (message.empty() ? "" : ": " + message) + ")");
+    }
     if (code == AVERROR_INVALIDDATA && !copied_.empty()) {
         ++damagedPackets_;
     } else {

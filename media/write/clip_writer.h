@@ -83,6 +83,7 @@ private:
     AVIOContext* openFor(int flags);
     void findContainer(const std::string& format);
     void checkSingleImage(const ClipInfo& source, const std::optional<FrameSpan>& span);
+    void checkFrameRate(const ClipInfo& source) const;
     void addStreams(const ClipReader& source);
     void addVideo(const AVStream& source);
     void checkOptions() const;

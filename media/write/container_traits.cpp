@@ -49,6 +49,11 @@ bool canHoldRotation(const AVOutputFormat& container) {
     return isQuickTimeFamily(container);
 }
 
+int greatestFrameRate(const AVOutputFormat& container) {
+    constexpr int kHundredths = 100;
+    return std::string_view(container.name) == "gif" ? kHundredths : 0;
+}
+
 bool canHoldVariableRate(const AVOutputFormat& container) {
     return (container.flags & AVFMT_VARIABLE_FPS) != 0 || isQuickTimeFamily(container);
 }

@@ -18,6 +18,9 @@ bool canAttachPicture(const AVOutputFormat& container, const AVStream& stream);
 bool canHoldRotation(const AVOutputFormat& container);
 
 /// Whether frames may follow each other at any distance in time.
+/// How many frames per second the container's clock can tell apart; 0 where that is no matter.
+int greatestFrameRate(const AVOutputFormat& container);
+
 bool canHoldVariableRate(const AVOutputFormat& container);
 
 /// The codec to use where none is asked for; `url` tells it for images.

@@ -68,6 +68,15 @@ TEST_F(BadMediaTest, WhatCanBeDecodedIsRenderedWithAWarning) {
     write("matrix.mkv", withMatrix(15, good("tagged.mkv")));
     write("far.mkv", withMatrix(200, good("tagged.mkv")));
 
+    for (const char* kind : {"y4m", "gif", "nut"}) {
+        ffmpeg(std::string("-i good.mkv -an whole.") + kind);
+        const std::string whole = good((std::string("whole.") + kind).c_str());
+        write(std::string("cut.") + kind, whole.substr(0, whole.size() / 2));
+    }
+    ffmpeg("-i good.mkv -an -target pal-dv whole.dv");
+    write("cut.dv", good("whole.dv").substr(0, good("whole.dv").size() / 2 + 5000));
+    write("cut.ts", good("good.ts").substr(0, good("good.ts").size() / 2 / 188 * 188 + 80));
+
     struct Case {
         const char* input;
         int leastFrames;
@@ -78,6 +87,11 @@ TEST_F(BadMediaTest, WhatCanBeDecodedIsRenderedWithAWarning) {
     for (const auto& [input, least, most, warning] :
          {Case{"cut.mkv", 10, kFrames - 1, "seems to be cut off"},
           Case{"cut.mp4", 10, kFrames - 1, "seems to be cut off"},
+          Case{"cut.y4m", 29, 30, "seems to be cut off"},
+          Case{"cut.gif", 10, kFrames - 1, "seems to be cut off"},
+          Case{"cut.nut", 10, kFrames - 1, "seems to be cut off"},
+          Case{"cut.dv", 29, 31, "seems to be cut off"},
+          Case{"cut.ts", 10, kFrames - 1, "seems to be cut off"},
           Case{"hole.mkv", 10, kFrames - 1, "missing between others"},
           Case{"wrong.ts", 10, kFrames, "of the video are damaged"},
           Case{"formats.ts", 2 * kFrames, 2 * kFrames, ""},
@@ -147,7 +161,9 @@ TEST_F(BadMediaTest, WhatCannotBeRenderedIsRefusedAndLeavesNothing) {
     fs::create_hard_link(work_ / "good.mkv", work_ / "hard.mkv");
     fs::create_directory(work_ / "folder.mkv");
     const std::string before = good("good.mkv");
+    ffmpeg("-f lavfi -i testsrc2=size=64x48:rate=200 -frames:v 4 quick.mkv");
     for (const auto& [input, output, part] : std::vector<std::array<const char*, 3>>{
+             {"quick.mkv", "out.gif", "at most 100 frames per second"},
              {"cut.mp4", "out.mkv", "moov atom not found"},
              {"empty.mp4", "out.mkv", "not a media file"},
              {"nothing.y4m", "out.mkv", "no picture"},
