@@ -19,7 +19,11 @@ namespace tintwell::media {
 /// Stands for standard input or output in place of a file name.
 inline constexpr char kStandardStream[] = "-";
 
-/// The largest picture that is worked on.
+/// The largest picture that is worked on, in pixels, where nobody says otherwise: a few of them
+/// take gigabytes, and a small file can hold them.
+inline constexpr std::int64_t kUsualPixels = std::int64_t{1} << 26;
+
+/// The largest one that can be worked on at all.
 inline constexpr int kMaximumSide = 32767;
 inline constexpr std::int64_t kMaximumPixels = std::int64_t{1} << 28;
 

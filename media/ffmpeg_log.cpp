@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstdarg>
+#include <cstdio>
 #include <mutex>
 #include <utility>
 
@@ -18,6 +19,7 @@ namespace {
 struct KeptMessage {
     std::mutex mutex;
     std::string text;
+    std::pair<int, int> refusedSize;
 };
 
 KeptMessage& keptMessage() {
@@ -37,12 +39,16 @@ void keepMessage(void* source, int level, const char* format, va_list arguments)
         text.pop_back();
     }
     // "[mov,mp4 @ 0x5581...] what happened": the address says nothing to anybody.
-    if (const auto end = text.find("] "); text.starts_with('[') && end != std::string::npos) {
-        text.erase(0, end + 2);
+    while (text.starts_with('[') && text.find("] ") != std::string::npos) {
+        text.erase(0, text.find("] ") + 2);
     }
     if (!text.empty()) {
         KeptMessage& kept = keptMessage();
         const std::lock_guard lock(kept.mutex);
+        std::pair<int, int> size;
+        if (std::sscanf(text.c_str(), "Picture size %dx%d", &size.first, &size.second) == 2) {
+            kept.refusedSize = size;
+        }
         kept.text = std::move(text);
     }
 }
@@ -58,6 +64,12 @@ std::string takeFfmpegMessage() {
     KeptMessage& kept = keptMessage();
     const std::lock_guard lock(kept.mutex);
     return std::exchange(kept.text, {});
+}
+
+std::pair<int, int> takeRefusedSize() {
+    KeptMessage& kept = keptMessage();
+    const std::lock_guard lock(kept.mutex);
+    return std::exchange(kept.refusedSize, {});
 }
 
 std::string explainFailure(int code) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <utility>
 
 namespace tintwell::media {
 
@@ -10,6 +11,10 @@ void silenceFfmpeg();
 
 /// The last error message kept, in one line, or an empty text; forgets it. From any thread.
 std::string takeFfmpegMessage();
+
+/// Width and height of a picture that FFmpeg has found too large, the last one; forgets them. 0 and
+/// 0 where there was none.
+std::pair<int, int> takeRefusedSize();
 
 /// What FFmpeg says about a failure: the text of the code, and the library's own message where it
 /// has left one. Forgets that message.

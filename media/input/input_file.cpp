@@ -9,6 +9,9 @@
 #include <array>
 #include <filesystem>
 #include <string_view>
+#include <tuple>
+#include <utility>
+#include <vector>
 
 namespace tintwell::media {
 namespace {
@@ -127,6 +130,21 @@ void checkAllTaken(const std::string& name, const AVFormatContext& container,
     }
 }
 
+/// Looks at the first packets, pictures included, but at none that is too large.
+int findStreams(AVFormatContext& container, std::int64_t maxPixels) {
+    std::vector<Dictionary> settings(container.nb_streams);
+    std::vector<AVDictionary*> entries;
+    for (Dictionary& one : settings) {
+        one.set("max_pixels", std::to_string(maxPixels));
+        entries.push_back(std::exchange(*one.inOut(), nullptr));
+    }
+    const int code = avformat_find_stream_info(&container, entries.data());
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        *settings[i].inOut() = entries[i];
+    }
+    return code;
+}
+
 AVStream* findVideo(const std::string& input, AVFormatContext& container) {
     const int index = av_find_best_stream(&container, AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
     if (index < 0 || (container.streams[index]->disposition & AV_DISPOSITION_ATTACHED_PIC) != 0) {
@@ -143,7 +161,8 @@ InputFile openInput(const std::string& input, const InputOptions& options) {
     InputFile file;
     file.source = std::make_unique<InputSource>(
         options.files ? options.files : std::make_shared<InputFiles>(input),
-        options.interruption ? options.interruption : std::make_shared<Interruption>());
+        options.interruption ? options.interruption : std::make_shared<Interruption>(),
+        options.allowNetwork);
     Dictionary settings;
     const AVInputFormat* format = options.format.empty() ? nullptr : findFormat(options.format);
     bool isSequence = false;
@@ -176,6 +195,7 @@ InputFile openInput(const std::string& input, const InputOptions& options) {
     const int code = avformat_open_input(&container, url.c_str(), format, settings.inOut());
     if (code < 0) {
         throwIfInterrupted(*file.source);
+        file.source->throwIfRefused();
         throw MediaError(inputName(input) +
                          (code == AVERROR_INVALIDDATA ? ": is not a media file that can be read ("
                                                       : ": cannot be opened (") +
@@ -186,8 +206,11 @@ InputFile openInput(const std::string& input, const InputOptions& options) {
         file.source->watchAll();
     }
     checkAllTaken(inputName(input), *container, settings.keys());
-    const int found = avformat_find_stream_info(container, nullptr);
+    file.maxPixels = options.maxPixels;
+    takeRefusedSize(); // of those who tried whether the file is theirs
+    const int found = findStreams(*container, options.maxPixels);
     throwIfInterrupted(*file.source);
+    file.source->throwIfRefused();
     if (found < 0) {
         throw MediaError(inputName(input) + ": cannot be read (" + explainFailure(found) + ")");
     }
@@ -199,16 +222,31 @@ std::string inputName(const std::string& input) {
     return input == kStandardStream ? "standard input" : input;
 }
 
-void checkPictureSize(const std::string& input, int width, int height) {
+void checkPictureSize(const std::string& input, int width, int height, std::int64_t maxPixels) {
+    // FFmpeg knows no size of pictures that it finds too large, but tells it.
+    if (width <= 0 || height <= 0) {
+        std::tie(width, height) = takeRefusedSize();
+    }
     const std::string size = std::to_string(width) + "x" + std::to_string(height);
     if (width <= 0 || height <= 0) {
         throw MediaError(inputName(input) + ": the video has no picture size (" + size + ")");
     }
+    const std::int64_t pixels = std::int64_t{width} * height;
+    // FFmpeg surrounds pictures.
+    constexpr std::int64_t kBorder = 128;
     if (width > kMaximumSide || height > kMaximumSide ||
-        std::int64_t{width} * height > kMaximumPixels) {
+        (width + kBorder) * (height + kBorder) >= kMaximumPixels) {
         throw MediaError(inputName(input) + ": pictures of " + size + " are too large; at most " +
                          std::to_string(kMaximumSide) +
-                         " columns or rows and 2^28 pixels are supported");
+                         " columns or rows and, with a border of 128 pixels, 2^28 pixels are "
+                         "supported");
+    }
+    if (pixels > maxPixels) {
+        throw MediaError(inputName(input) + ": pictures of " + size + " have " +
+                         std::to_string(pixels) + " pixels, more than the " +
+                         std::to_string(maxPixels) +
+                         " that are unpacked; --max-pixels raises the limit, if there is memory "
+                         "for it");
     }
 }
 

@@ -7,6 +7,7 @@
 #include "media/input/image_files.h"
 #include "media/input/input_source.h"
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -15,9 +16,11 @@
 namespace tintwell::media {
 
 struct InputOptions {
-    std::string format;      ///< demuxer's name; empty: find out
-    std::string frameRate;   ///< of an image sequence or raw stream; empty: as stored
-    NamedValues others = {}; ///< of the demuxer, as FFmpeg names them
+    std::string format;                    ///< demuxer's name; empty: find out
+    std::string frameRate;                 ///< of an image sequence or raw stream; empty: as stored
+    NamedValues others = {};               ///< of the demuxer, as FFmpeg names them
+    std::int64_t maxPixels = kUsualPixels; ///< of a picture; at most kMaximumPixels
+    bool allowNetwork = false; ///< addresses, and files that are not beside the input or below
     std::shared_ptr<InputFiles> files = {};          ///< where to note what is read; may be null
     std::shared_ptr<Interruption> interruption = {}; ///< may be null
 };
@@ -27,7 +30,8 @@ struct InputFile {
     std::unique_ptr<InputSource> source; ///< outlives the container
     InputPtr container;
     AVStream* video = nullptr;
-    std::optional<ImageFiles> images; ///< of an image sequence: to be read, not the container
+    std::int64_t maxPixels = kUsualPixels; ///< of a picture
+    std::optional<ImageFiles> images;      ///< of an image sequence: to be read, not the container
     std::vector<std::string> warnings;
 };
 
@@ -39,7 +43,7 @@ InputFile openInput(const std::string& input, const InputOptions& options);
 /// For messages: the name, or "standard input".
 std::string inputName(const std::string& input);
 
-/// Throws MediaError where a picture's size is none that can be worked on.
-void checkPictureSize(const std::string& input, int width, int height);
+/// Throws MediaError where a picture's size is none that can or may be worked on.
+void checkPictureSize(const std::string& input, int width, int height, std::int64_t maxPixels);
 
 } // namespace tintwell::media

@@ -4,10 +4,14 @@
 #include "media/files/named_files.h"
 #include "media/media_error.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
+#include <filesystem>
 #include <new>
+#include <string_view>
 #include <sys/stat.h>
+#include <system_error>
 #include <unistd.h>
 #include <utility>
 
@@ -18,9 +22,8 @@ extern "C" {
 namespace tintwell::media {
 namespace {
 
-/// What a local file may make FFmpeg open, as FFmpeg itself has it.
-constexpr char kFromFiles[] = "file,crypto,data";
-constexpr char kFromPipes[] = "crypto,data";
+/// What an input may make FFmpeg open, where it is not allowed more.
+constexpr char kProtocols[] = "file";
 
 bool isSeekable(int descriptor) {
     struct stat status {};
@@ -32,8 +35,9 @@ bool isSeekable(int descriptor) {
 } // namespace
 
 InputSource::InputSource(std::shared_ptr<InputFiles> files,
-                         std::shared_ptr<Interruption> interruption)
-    : files_(std::move(files)), interruption_(std::move(interruption)) {}
+                         std::shared_ptr<Interruption> interruption, bool allowNetwork)
+    : files_(std::move(files)), interruption_(std::move(interruption)),
+      allowNetwork_(allowNetwork) {}
 
 void InputSource::attach(AVFormatContext& container) {
     usualOpener_ = container.io_open;
@@ -45,6 +49,9 @@ void InputSource::open(AVFormatContext& container, const std::string& url) {
     const bool pipe = url == kStandardStream;
     const std::string path = localPath(url);
     if (!pipe && path.empty()) {
+        if (!allowNetwork_) {
+            throw MediaError(url + ": is an address; --allow-network lets it be opened");
+        }
         return;
     }
     if (!pipe) {
@@ -58,10 +65,12 @@ void InputSource::open(AVFormatContext& container, const std::string& url) {
     files_->add(descriptor);
     io_.emplace(descriptor, DescriptorIo::Direction::Read, !pipe && isSeekable(descriptor),
                 *interruption_);
-    av_freep(static_cast<void*>(&container.protocol_whitelist));
-    container.protocol_whitelist = av_strdup(pipe ? kFromPipes : kFromFiles);
-    if (container.protocol_whitelist == nullptr) {
-        throw std::bad_alloc();
+    if (!allowNetwork_) {
+        av_freep(static_cast<void*>(&container.protocol_whitelist));
+        container.protocol_whitelist = av_strdup(kProtocols);
+        if (container.protocol_whitelist == nullptr) {
+            throw std::bad_alloc();
+        }
     }
     container.pb = io_->context();
 }
@@ -71,13 +80,45 @@ int InputSource::isInterrupted(void* self) {
     if (source.watchesAll_) {
         source.files_->addOpened();
     }
-    return source.interruption_->isSet() ? 1 : 0;
+    return source.interruption_->isSet() || !source.refused_.empty() ? 1 : 0;
+}
+
+void InputSource::throwIfRefused() const {
+    if (!refused_.empty()) {
+        throw MediaError(files_->name() + ": names " + refused_ +
+                         ", which is no file beside it; --allow-network lets it be opened");
+    }
+}
+
+bool InputSource::isAllowed(const std::string& url) const {
+    namespace fs = std::filesystem;
+    if (allowNetwork_) {
+        return true;
+    }
+    constexpr std::string_view kScheme = "file:";
+    const std::string path = url.starts_with(kScheme) ? url.substr(kScheme.size()) : url;
+    const std::string input = localPath(files_->name());
+    if (input.empty() || path.find("://") != std::string::npos) {
+        return false;
+    }
+    // A link in the folder is as good as a file.
+    std::error_code error;
+    const auto folderOf = [&](const std::string& name) {
+        return fs::weakly_canonical(fs::absolute(name).parent_path(), error);
+    };
+    const fs::path allowed = folderOf(input);
+    const fs::path found = folderOf(path);
+    return !error && std::ranges::mismatch(allowed, found).in1 == allowed.end();
 }
 
 int InputSource::openFurther(AVFormatContext* container, AVIOContext** io, const char* url,
                              int flags, AVDictionary** options) {
     // Demuxers hand this on to those that they use themselves.
     auto& source = *static_cast<InputSource*>(container->interrupt_callback.opaque);
+    if (!source.isAllowed(url)) {
+        source.refused_ = url;
+        return AVERROR(EPERM);
+    }
     const int code = source.usualOpener_(container, io, url, flags, options);
     source.files_->addOpened();
     return code;

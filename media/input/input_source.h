@@ -15,7 +15,10 @@ namespace tintwell::media {
 /// outlive the context it is attached to, and stay where it is.
 class InputSource {
 public:
-    InputSource(std::shared_ptr<InputFiles> files, std::shared_ptr<Interruption> interruption);
+    /// Without `allowNetwork` only local files are opened: the input, and those in its folder and
+    /// below.
+    InputSource(std::shared_ptr<InputFiles> files, std::shared_ptr<Interruption> interruption,
+                bool allowNetwork);
 
     InputSource(const InputSource&) = delete;
     InputSource& operator=(const InputSource&) = delete;
@@ -24,8 +27,11 @@ public:
     void attach(AVFormatContext& container);
 
     /// Opens standard input or a local file for the demuxer; addresses, and what demuxers open by
-    /// themselves, are left to FFmpeg. Throws MediaError.
+    /// themselves, are left to FFmpeg. Throws MediaError, also where the address is not allowed.
     void open(AVFormatContext& container, const std::string& url);
+
+    /// Throws MediaError where the input names what it was not allowed to open; it ends there.
+    void throwIfRefused() const;
 
     /// From now on: for demuxers that open files without asking.
     void watchAll() { watchesAll_ = true; }
@@ -45,6 +51,10 @@ private:
 
     std::shared_ptr<InputFiles> files_;
     std::shared_ptr<Interruption> interruption_;
+    bool isAllowed(const std::string& url) const;
+
+    bool allowNetwork_;
+    std::string refused_;
     Opener usualOpener_ = nullptr;
     bool watchesAll_ = false;
     Descriptor file_;

@@ -70,6 +70,7 @@ PacketPtr PacketReader::read() {
     if (file_.source->interruption().isSet()) {
         throw Interrupted();
     }
+    file_.source->throwIfRefused();
     if (code != AVERROR_EOF) {
         failure_ = explainFailure(code);
     }

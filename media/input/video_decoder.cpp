@@ -62,21 +62,22 @@ const AVCodec* findDecoder(const AVStream& stream) {
 
 } // namespace
 
-VideoDecoder::VideoDecoder(const std::string& input, const AVStream& stream) {
+VideoDecoder::VideoDecoder(const std::string& input, const AVStream& stream,
+                           std::int64_t maxPixels) {
     const AVCodecParameters& parameters = *stream.codecpar;
     const AVCodec* codec = findDecoder(stream);
     if (codec == nullptr) {
         throw MediaError(input + ": there is no decoder for its video (" +
                          avcodec_get_name(parameters.codec_id) + ")");
     }
-    checkPictureSize(input, parameters.width, parameters.height);
+    checkPictureSize(input, parameters.width, parameters.height, maxPixels);
     context_.reset(avcodec_alloc_context3(codec));
     if (!context_ || avcodec_parameters_to_context(context_.get(), &parameters) < 0) {
         throw std::bad_alloc();
     }
     context_->pkt_timebase = stream.time_base;
     context_->thread_count = decoderThreads(parameters);
-    context_->max_pixels = kMaximumPixels;
+    context_->max_pixels = maxPixels;
     clearNewPictures(*context_);
     if (const int code = avcodec_open2(context_.get(), codec, nullptr); code < 0) {
         throw MediaError(input + ": its video (" + codec->name + ") cannot be decoded (" +

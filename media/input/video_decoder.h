@@ -11,9 +11,10 @@ namespace tintwell::media {
 /// decoded is passed over and counted. The same packets always give the same pictures.
 class VideoDecoder {
 public:
-    /// `input` is what messages call the stream's file. Throws MediaError where there is no decoder
+    /// `input` is what messages call the stream's file; pictures of more than `maxPixels` are not
+    /// decoded. Throws MediaError where there is no decoder
     /// for the stream.
-    VideoDecoder(const std::string& input, const AVStream& stream);
+    VideoDecoder(const std::string& input, const AVStream& stream, std::int64_t maxPixels);
 
     /// Empty where more packets are needed, and at the end.
     FramePtr receive();

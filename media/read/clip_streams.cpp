@@ -17,7 +17,8 @@ std::optional<std::int64_t> lengthOf(const InputFile& file) {
 } // namespace
 
 ClipStreams::ClipStreams(const std::string& name, InputFile file, bool copyOthers)
-    : copyOthers_(copyOthers), packets_(std::move(file)), decoder_(name, packets_.video()),
+    : copyOthers_(copyOthers), packets_(std::move(file)),
+      decoder_(name, packets_.video(), packets_.file().maxPixels),
       standIns_(lengthOf(packets_.file())) {
     if (!copyOthers_) {
         packets_.keepOnly({});
@@ -34,7 +35,7 @@ void ClipStreams::decodeFirstFrame(const std::string& name) {
                              (reason.empty() ? "" : " (" + reason + ")"));
         }
     }
-    checkPictureSize(name, frame_->width, frame_->height);
+    checkPictureSize(name, frame_->width, frame_->height, packets_.file().maxPixels);
 }
 
 void ClipStreams::keepOnly(const std::vector<int>& streams) {

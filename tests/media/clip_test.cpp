@@ -235,8 +235,10 @@ TEST_F(ClipTest, InputErrorsNameTheFileAndTheReason) {
     EXPECT_NE(open(clip_, {{"nonsense", ""}, {}, false}).find("'nonsense'"), std::string::npos);
     EXPECT_NE(open(clip_, {{"", "", {{"odd", "1"}}}, {}, false}).find("'odd'"), std::string::npos);
     EXPECT_NE(open(clip_, {{}, FrameSpan{3, 10}, false}).find("has 10 (0-9)"), std::string::npos);
-    EXPECT_NE(errorOf([] { checkPictureSize("x", 40000, 2); }).find("40000x2"), std::string::npos);
-    EXPECT_NE(errorOf([] { checkPictureSize("x", 20000, 20000); }).find("2^28"), std::string::npos);
+    EXPECT_NE(errorOf([] { checkPictureSize("x", 40000, 2, kMaximumPixels); }).find("40000x2"),
+              std::string::npos);
+    EXPECT_NE(errorOf([] { checkPictureSize("x", 20000, 20000, kMaximumPixels); }).find("2^28"),
+              std::string::npos);
 }
 
 TEST_F(ClipTest, SpanBeyondAnUncountedClipFailsAtItsEnd) {

@@ -71,6 +71,19 @@ void addReadingOptions(CLI::App& app, ClipOptions& options) {
         "30000/1001",
         [&options](const std::string& text) { options.frameRate = parseFrameRate(text); })
         ->group(kGroup);
+    addValueOption(
+        app, "--max-pixels", "NUMBER",
+        "How many pixels a picture may have, as a small file can unpack to gigabytes; 67108864 if "
+        "not given, at most 268435456",
+        [&options](const std::string& text) {
+            options.maxPixels = static_cast<std::int64_t>(
+                parseCount(text, 1, static_cast<std::size_t>(media::kMaximumPixels)));
+        })
+        ->group(kGroup);
+    app.add_flag("--allow-network", options.allowNetwork,
+                 "Let the input be an address or, as a playlist, name addresses and files that are "
+                 "not beside it")
+        ->group(kGroup);
     using Depth = std::optional<host::SampleDepth>;
     addChoiceOption<Depth>(
         app, "--depth",
@@ -91,8 +104,9 @@ media::NamedValues namedValues(const std::vector<KeyValue>& options) {
 }
 
 media::InputOptions inputOptions(const ClipOptions& options) {
-    return {options.inputFormat, options.frameRate, namedValues(options.inputOptions),
-            options.files, options.interruption};
+    return {options.inputFormat, options.frameRate,    namedValues(options.inputOptions),
+            options.maxPixels,   options.allowNetwork, options.files,
+            options.interruption};
 }
 
 std::optional<std::int64_t> totalFrames(const ClipOptions& options, const media::ClipInfo& info) {

@@ -76,6 +76,12 @@ void addClip(const ClipOptions& clip, std::vector<std::string>& words) {
     for (const KeyValue& option : clip.inputOptions) {
         words.insert(words.end(), {"--input-option", option.key + "=" + option.value});
     }
+    if (clip.allowNetwork) {
+        words.emplace_back("--allow-network");
+    }
+    if (clip.maxPixels != media::kUsualPixels) {
+        words.insert(words.end(), {"--max-pixels", std::to_string(clip.maxPixels)});
+    }
     if (!clip.frameRate.empty()) {
         words.insert(words.end(), {"--frame-rate", clip.frameRate});
     }

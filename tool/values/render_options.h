@@ -32,6 +32,8 @@ struct ClipOptions {
     std::string inputFormat; ///< demuxer name; empty: find out
     std::string frameRate;   ///< rate of an image sequence or raw stream; empty: as stored
     std::vector<KeyValue> inputOptions;
+    bool allowNetwork = false;
+    std::int64_t maxPixels = media::kUsualPixels; ///< of a picture that is unpacked
 
     // Of all that reads the clip together; null where nothing else has to know.
     std::shared_ptr<media::InputFiles> files;

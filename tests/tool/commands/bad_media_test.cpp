@@ -161,8 +161,15 @@ TEST_F(BadMediaTest, WhatCannotBeRenderedIsRefusedAndLeavesNothing) {
     fs::create_hard_link(work_ / "good.mkv", work_ / "hard.mkv");
     fs::create_directory(work_ / "folder.mkv");
     const std::string before = good("good.mkv");
+    ffmpeg("-f lavfi -i color=s=9000x8000 -frames:v 1 large.png");
+    write("over.m3u8", "#EXTM3U\n#EXT-X-TARGETDURATION:3\n#EXTINF:3,\n../good.ts\n");
+    write("net.m3u8", "#EXTM3U\n#EXT-X-TARGETDURATION:3\n#EXTINF:3,\nhttp://127.0.0.1:9/good.ts\n");
     ffmpeg("-f lavfi -i testsrc2=size=64x48:rate=200 -frames:v 4 quick.mkv");
     for (const auto& [input, output, part] : std::vector<std::array<const char*, 3>>{
+             {"large.png", "out.mkv", "9000x8000 have 72000000 pixels"},
+             {"over.m3u8", "out.mkv", "--allow-network"},
+             {"net.m3u8", "out.mkv", "--allow-network"},
+             {"http://127.0.0.1:9/good.ts", "out.mkv", "--allow-network"},
              {"quick.mkv", "out.gif", "at most 100 frames per second"},
              {"cut.mp4", "out.mkv", "moov atom not found"},
              {"empty.mp4", "out.mkv", "not a media file"},
