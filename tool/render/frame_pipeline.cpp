@@ -186,40 +186,10 @@ void FramePipeline::applyEffect() {
         if (!takeFrom(outputWorlds_, job.output)) {
             return false;
         }
-        render(job);
+        parts_.neighbours.moveTo(job.frame);
+        parts_.effect.render(job.frame, *job.input, *job.output);
         return true;
     });
-}
-
-/// How many frames the clip has is not known before somebody has asked for one too many. The effect
-/// is told then, and asked again. What it did until then holds: the number matters only to frames
-/// whose neighbours reach beyond the clip, and this is the first of them.
-void FramePipeline::render(const Job& job) {
-    const auto frame = static_cast<std::int32_t>(job.frame);
-    parts_.neighbours.moveTo(frame);
-    const bool first = !std::exchange(effectBegun_, true);
-    if (Neighbours::isRenewal(frame) || (first && frame > 0)) {
-        renew(frame);
-    }
-    try {
-        parts_.effect.render(frame, *job.input, *job.output);
-    } catch (const host::CommandError&) {
-        const std::optional<std::int32_t> found = parts_.neighbours.frameCount();
-        if (!found || *found <= frame || *found >= parts_.effect.frameCount()) {
-            throw;
-        }
-        frameCount_ = found;
-        parts_.effect.setFrameCount(*found);
-        parts_.effect.render(frame, *job.input, *job.output);
-    }
-}
-
-void FramePipeline::renew(std::int32_t frame) {
-    host::ClipTiming timing = parts_.effect.timing();
-    timing.firstFrame = static_cast<std::int32_t>(parts_.neighbours.beginningFor(frame));
-    const std::int32_t longest = timing.longestFrameCount();
-    parts_.effect.renewSequence(timing.firstFrame,
-                                frameCount_ ? std::min(*frameCount_, longest) : longest);
 }
 
 void FramePipeline::convertOut() {

@@ -26,9 +26,6 @@ namespace {
 constexpr std::int64_t kFileBytes = std::int64_t{96} << 20;
 constexpr std::int64_t kPipeBytes = std::int64_t{128} << 20;
 
-/// The effect keeps some kilobytes of each frame: 18 MB of so many.
-constexpr std::int64_t kFramesBetweenRenewals = media::kFramesOnOneClock;
-
 /// The longest window that the effect uses anywhere in the clip, in seconds; 0 where it smooths
 /// nothing.
 double longestWindow(const ClipOptions& options) {
@@ -94,21 +91,9 @@ Neighbours::Neighbours(const ClipOptions& options, media::ClipReader& reader,
     reader.readBeyondSpan(reach_);
 }
 
-bool Neighbours::isRenewal(std::int64_t frame) {
-    return frame > 0 && frame % kFramesBetweenRenewals == 0;
-}
-
-std::int64_t Neighbours::beginningFor(std::int64_t frame) const {
-    return std::max<std::int64_t>(0, frame - reach_ - 1);
-}
-
-/// Which frames may still be asked for when this one is rendered: at a renewal, and so from a
-/// window before it on, also those that the effect would else remember.
+/// Which frames may still be asked for when this one is rendered.
 std::int64_t Neighbours::firstNeeded(std::int64_t frame) const {
-    const std::int64_t sinceRenewal = frame % kFramesBetweenRenewals;
-    const std::int64_t renewal =
-        sinceRenewal == 0 ? frame : frame - sinceRenewal + kFramesBetweenRenewals;
-    return std::min(frame - (needsEarlierFrames_ ? reach_ : 0), renewal - reach_);
+    return frame - (needsEarlierFrames_ ? reach_ : 0);
 }
 
 std::string Neighbours::description() const {
@@ -135,10 +120,6 @@ void Neighbours::moveTo(std::int64_t frame) {
     if (window_ != nullptr) {
         window_->moveTo(firstNeeded(frame));
     }
-}
-
-std::optional<std::int32_t> Neighbours::frameCount() const {
-    return source_ ? source_->frameCount() : std::nullopt;
 }
 
 void Neighbours::cancel() {

@@ -24,7 +24,7 @@ public:
     Neighbours(const ClipOptions& options, media::ClipReader& reader, host::SampleDepth depth);
 
     /// Null without smoothing. Lives as long as this object.
-    host::FrameSource* source() const { return source_.get(); }
+    media::NeighbourSource* source() const { return source_.get(); }
 
     /// On how many frames to each side of a frame its correction may depend; 0 without smoothing.
     std::int64_t reach() const { return reach_; }
@@ -44,20 +44,8 @@ public:
 
     // The effect's side.
 
-    /// Whether the effect is to forget all frames before it renders this one, so that neither what
-    /// it keeps of them grows with the clip, nor its times. It renders the same, but asks again for
-    /// the neighbours.
-    static bool isRenewal(std::int64_t frame);
-
-    /// With which frame the clip begins for the effect from such a frame on: the clip's end must
-    /// not seem to lie in the window.
-    std::int64_t beginningFor(std::int64_t frame) const;
-
     /// The next frame to be rendered is this one, or a later one.
     void moveTo(std::int64_t frame);
-    /// Known once the effect has asked for a frame behind the clip's end.
-    std::optional<std::int32_t> frameCount() const;
-
     /// Makes a request that is being served fail. Any thread.
     void cancel();
 

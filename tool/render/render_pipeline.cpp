@@ -1,12 +1,12 @@
 #include "tool/render/render_pipeline.h"
 
-#include "host/effect_instance.h"
 #include "media/media_error.h"
 #include "media/read/clip_for_effect.h"
 #include "media/read/clip_reader.h"
 #include "media/write/clip_writer.h"
 #include "tool/options/clip_options.h"
 #include "tool/options/progress_option.h"
+#include "tool/render/clip_effect.h"
 #include "tool/render/frame_pipeline.h"
 #include "tool/render/neighbours.h"
 #include "tool/terminal/user_error.h"
@@ -83,12 +83,13 @@ RenderSummary render(const RenderOptions& options, Progress& progress,
     OpenClip clip(options);
     clip.reader.keepStreams(clip.writer.copiedStreams());
 
-    host::InstanceOptions instance;
-    instance.timing = media::timingForEffect(clip.reader.info());
-    instance.highQuality = options.highQuality;
-    instance.controls = options.controls;
-    instance.frames = clip.neighbours.source();
-    host::EffectInstance effect(clip.module, std::move(instance));
+    EffectCourse course;
+    course.instance.timing = media::timingForEffect(clip.reader.info());
+    course.instance.highQuality = options.highQuality;
+    course.instance.controls = options.controls;
+    course.neighbours = clip.neighbours.source();
+    course.reach = clip.neighbours.reach();
+    ClipEffect effect(clip.module, course);
     effect.setUp();
 
     RenderSummary summary;
