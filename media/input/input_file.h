@@ -20,6 +20,7 @@ struct InputOptions {
     std::string frameRate;                 ///< of an image sequence or raw stream; empty: as stored
     NamedValues others = {};               ///< of the demuxer, as FFmpeg names them
     std::int64_t maxPixels = kUsualPixels; ///< of a picture; at most kMaximumPixels
+    std::int64_t memory = 0;   ///< of a whole rendering, bytes, to be planned with; 0: usualMemory
     bool allowNetwork = false; ///< addresses, and files that are not beside the input or below
     std::shared_ptr<InputFiles> files = {};          ///< where to note what is read; may be null
     std::shared_ptr<Interruption> interruption = {}; ///< may be null
@@ -31,6 +32,7 @@ struct InputFile {
     InputPtr container;
     AVStream* video = nullptr;
     std::int64_t maxPixels = kUsualPixels; ///< of a picture
+    std::int64_t memory = 0;               ///< as in InputOptions
     std::optional<ImageFiles> images;      ///< of an image sequence: to be read, not the container
     std::vector<std::string> warnings;
 };

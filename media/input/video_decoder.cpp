@@ -2,27 +2,20 @@
 
 #include "media/clip_info.h"
 #include "media/ffmpeg_log.h"
-#include "media/input/input_file.h"
+#include "media/input/decoder_threads.h"
 #include "media/media_error.h"
+#include "media/memory_estimate.h"
 
 #include <algorithm>
 #include <cstring>
 #include <new>
 #include <string_view>
-#include <thread>
 
 namespace tintwell::media {
 namespace {
 
 /// A decoder that fails this often without taking a packet will not recover.
 constexpr int kMaximumFailuresInARow = 100;
-
-/// Every thread of a decoder holds frames, so that many threads are memory before they are speed.
-int decoderThreads(const AVCodecParameters& parameters) {
-    const bool large = std::int64_t{parameters.width} * parameters.height > 1920 * 1200;
-    const int processors = static_cast<int>(std::max(1U, std::thread::hardware_concurrency()));
-    return std::min(processors, large ? 4 : 8);
-}
 
 /// Where a stream is damaged, decoders can leave parts of a picture as they find them. They must
 /// not find what was there before: the same clip is to give the same pictures, always.
@@ -62,22 +55,28 @@ const AVCodec* findDecoder(const AVStream& stream) {
 
 } // namespace
 
-VideoDecoder::VideoDecoder(const std::string& input, const AVStream& stream,
-                           std::int64_t maxPixels) {
+VideoDecoder::VideoDecoder(const std::string& input, const InputFile& file) {
+    const AVStream& stream = *file.video;
     const AVCodecParameters& parameters = *stream.codecpar;
     const AVCodec* codec = findDecoder(stream);
     if (codec == nullptr) {
         throw MediaError(input + ": there is no decoder for its video (" +
                          avcodec_get_name(parameters.codec_id) + ")");
     }
-    checkPictureSize(input, parameters.width, parameters.height, maxPixels);
+    checkPictureSize(input, parameters.width, parameters.height, file.maxPixels);
     context_.reset(avcodec_alloc_context3(codec));
     if (!context_ || avcodec_parameters_to_context(context_.get(), &parameters) < 0) {
         throw std::bad_alloc();
     }
     context_->pkt_timebase = stream.time_base;
-    context_->thread_count = decoderThreads(parameters);
-    context_->max_pixels = maxPixels;
+    const std::int64_t memory =
+        file.memory > 0 ? file.memory : usualMemory(parameters.width, parameters.height);
+    const DecoderThreads threads =
+        planDecoder(*codec, parameters, decoderShare(memory), processorCount());
+    context_->thread_count = threads.count;
+    context_->thread_type = threads.type;
+    bytes_ = threads.bytes;
+    context_->max_pixels = file.maxPixels;
     clearNewPictures(*context_);
     if (const int code = avcodec_open2(context_.get(), codec, nullptr); code < 0) {
         throw MediaError(input + ": its video (" + codec->name + ") cannot be decoded (" +

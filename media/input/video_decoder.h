@@ -1,6 +1,7 @@
 #pragma once
 
 #include "media/ffmpeg_objects.h"
+#include "media/input/input_file.h"
 
 #include <cstdint>
 #include <string>
@@ -11,10 +12,12 @@ namespace tintwell::media {
 /// decoded is passed over and counted. The same packets always give the same pictures.
 class VideoDecoder {
 public:
-    /// `input` is what messages call the stream's file; pictures of more than `maxPixels` are not
-    /// decoded. Throws MediaError where there is no decoder
-    /// for the stream.
-    VideoDecoder(const std::string& input, const AVStream& stream, std::int64_t maxPixels);
+    /// `input` is what messages call the file; pictures of more pixels than it may have are not
+    /// decoded. Throws MediaError where there is no decoder for its video.
+    VideoDecoder(const std::string& input, const InputFile& file);
+
+    /// What the pictures that it holds take at most, estimated.
+    std::int64_t bytes() const { return bytes_; }
 
     /// Empty where more packets are needed, and at the end.
     FramePtr receive();
@@ -36,6 +39,7 @@ public:
 
 private:
     CodecContextPtr context_;
+    std::int64_t bytes_ = 0;
     bool ended_ = false;
     int failuresInARow_ = 0;
     std::int64_t damaged_ = 0;

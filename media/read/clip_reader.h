@@ -71,6 +71,9 @@ public:
     /// and from any thread that has been handed one.
     const std::optional<Moment>& start() const { return streams_.copied().start(); }
 
+    /// What the decoder's pictures take at most, estimated.
+    std::int64_t decoderBytes() const { return streams_.decoderBytes(); }
+
     /// How many of the frames of an image sequence that were to be delivered are missing so far.
     std::int64_t framesMissing() const;
 

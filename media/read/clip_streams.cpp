@@ -18,7 +18,7 @@ std::optional<std::int64_t> lengthOf(const InputFile& file) {
 
 ClipStreams::ClipStreams(const std::string& name, InputFile file, bool copyOthers)
     : copyOthers_(copyOthers), packets_(std::move(file)),
-      decoder_(name, packets_.video(), packets_.file().maxPixels),
+      decoder_(name, packets_.file()),
       standIns_(lengthOf(packets_.file())) {
     if (!copyOthers_) {
         packets_.keepOnly({});

@@ -41,6 +41,9 @@ public:
     /// What the frames must be.
     const PictureFormat& pictureFormat() const { return encoder_->pictureFormat(); }
 
+    /// As VideoEncoder has it.
+    std::int64_t encoderBytes() const { return encoder_->bytes(); }
+
     std::string codecName() const { return encoder_->context().codec->name; }
 
     std::string formatName() const { return output_->oformat->name; }

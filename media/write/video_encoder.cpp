@@ -2,7 +2,9 @@
 
 #include "media/ffmpeg_log.h"
 #include "media/media_error.h"
+#include "media/memory_estimate.h"
 #include "media/write/container_traits.h"
+#include "media/write/encoder_memory.h"
 
 #include <algorithm>
 #include <array>
@@ -10,7 +12,6 @@
 #include <cstdlib>
 #include <span>
 #include <string_view>
-#include <thread>
 
 extern "C" {
 #include <libavutil/mathematics.h>
@@ -22,8 +23,6 @@ namespace {
 
 /// Quantiser of the older encoders: good, 1 being the best and 31 the worst.
 constexpr int kUsualQuality = 3;
-constexpr std::int64_t kLookaheadBytes = 130'000'000;
-constexpr std::int64_t kThreadBytes = 12'600'000; ///< of one picture each, together
 /// Seconds; finer time bases show no rounding that anybody would notice.
 constexpr double kCoarseTimeBase = 1e-4;
 
@@ -73,7 +72,7 @@ VideoEncoder::VideoEncoder(const ClipInfo& source, AVFieldOrder fieldOrder,
     if ((container.flags & AVFMT_GLOBALHEADER) != 0) {
         context_->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
     }
-    open(codec, options.options);
+    open(codec, options.options, options.memory);
 }
 
 const AVCodec& VideoEncoder::chooseCodec(const AVOutputFormat& container, const std::string& url,
@@ -183,41 +182,19 @@ void VideoEncoder::describePictures(AVFieldOrder fieldOrder) {
     }
 }
 
-/// Frames that x264 looks ahead at, and threads that each hold more, are most of the memory of a
-/// rendering. What the user sets is set after this.
-void VideoEncoder::limitMemory(const AVCodec& codec, Dictionary& settings) const {
-    const PixelFormatTraits traits = traitsOf(pictureFormat_.pixelFormat);
-    const std::int64_t lumaBytes =
-        std::int64_t{pictureFormat_.width} * pictureFormat_.height * (traits.depth > 8 ? 2 : 1);
-    const bool grey = traits.model == ColorModel::Grey;
-    const std::int64_t pictureBytes =
-        lumaBytes + (grey ? 0 : (2 * lumaBytes) >> (traits.chromaShiftX + traits.chromaShiftY));
-    if (std::string_view(codec.name) == "libx264") {
-        // Such a frame is kept with all its chroma and once more at half size in four phases.
-        const std::int64_t frames = kLookaheadBytes / (pictureBytes + lumaBytes);
-        settings.set("rc-lookahead", std::to_string(std::clamp<std::int64_t>(frames, 3, 40)));
-        const std::int64_t threads = std::max<std::int64_t>(1, kThreadBytes / pictureBytes);
-        if (threads == 1) {
-            settings.set("thread_type", "slice"); // the threads share one picture
-        } else {
-            settings.set("threads", std::to_string(std::clamp<std::int64_t>(
-                                        std::thread::hardware_concurrency(), 1, threads)));
-        }
-    } else if (std::string_view(codec.name) == "libx265") {
-        // Its log does not go through FFmpeg's.
-        settings.set("x265-params", "log-level=error");
-    }
-}
-
-void VideoEncoder::open(const AVCodec& codec, const NamedValues& options) {
+void VideoEncoder::open(const AVCodec& codec, const NamedValues& options, std::int64_t memory) {
     Dictionary settings;
     settings.set("threads", "auto");
-    limitMemory(codec, settings);
+    const std::int64_t room =
+        memory > 0 ? memory : usualMemory(pictureFormat_.width, pictureFormat_.height) / 2;
+    const EncoderMemory plan =
+        EncoderMemory::plan(codec, pictureFormat_, options, room, processorCount());
+    bytes_ = plan.bytes;
     if (needsQuality(codec.id) && !names(options, "b")) {
         context_->flags |= AV_CODEC_FLAG_QSCALE;
         context_->global_quality = FF_QP2LAMBDA * kUsualQuality;
     }
-    for (const auto& [key, value] : options) {
+    for (const auto& [key, value] : plan.settings) {
         settings.set(key, value);
     }
     takeFfmpegMessage();

@@ -15,6 +15,7 @@ struct EncoderOptions {
     std::string codec;       ///< encoder's or codec's name; empty: the container's usual one
     std::string pixelFormat; ///< empty: the source's
     NamedValues options;     ///< of the encoder; what it does not know is offered to the container
+    std::int64_t memory = 0; ///< bytes that it is to keep to; 0: half of usualMemory
 };
 
 /// The encoder of a clip's video. For one thread at a time; errors are MediaErrors.
@@ -34,6 +35,9 @@ public:
 
     const std::vector<std::string>& warnings() const { return warnings_; }
 
+    /// What it takes, and the pictures that wait for it, estimated.
+    std::int64_t bytes() const { return bytes_; }
+
     /// Takes a frame, with pts in the source's time base; null at the end.
     void send(const AVFrame* picture, std::int64_t durationInSource);
 
@@ -46,13 +50,13 @@ private:
     void choosePixelFormat(const AVCodec& codec, const std::string& wanted);
     void chooseTimeBase(const AVCodec& codec, const AVOutputFormat& container);
     void describePictures(AVFieldOrder fieldOrder);
-    void limitMemory(const AVCodec& codec, Dictionary& settings) const;
-    void open(const AVCodec& codec, const NamedValues& options);
+    void open(const AVCodec& codec, const NamedValues& options, std::int64_t memory);
     std::int64_t nextTime(const AVFrame& picture) const;
 
     std::string output_;
     ClipInfo source_;
     CodecContextPtr context_;
+    std::int64_t bytes_ = 0;
     PictureFormat pictureFormat_;
     ColorTags tags_;
     NamedValues leftOptions_;

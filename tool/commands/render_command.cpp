@@ -70,6 +70,14 @@ void addEncoderOptions(CLI::App& app, RenderOptions& options) {
 
 void addReportOptions(CLI::App& app, RenderRequest& request) {
     addProgressOption(app, request.progress);
+    addValueOption(
+        app, "--memory", "MIB",
+        "How many MiB of memory the program may take; what cannot be rendered in as much "
+        "is refused. By the size of the pictures if not given, 600 up to 1080p",
+        [&options = request.options](const std::string& text) {
+            options.memory = static_cast<std::int64_t>(parseCount(text, 64, std::size_t{1} << 24))
+                             << 20;
+        });
     app.add_flag("--quiet", request.quiet,
                  "No progress and no summary, only warnings and errors; the summary tells what the "
                  "correction did to a sample of each frame's pixels");
@@ -133,6 +141,7 @@ void printJsonPlan(const RenderRequest& request, const RenderPlan& plan) {
     document["dry_run"] = true;
     document["controls"] = controlsJson(request.options.controls);
     document["neighbours"] = plan.neighbours;
+    document["memory"] = plan.memory;
     printJson(document);
 }
 
@@ -160,6 +169,7 @@ void printPlan(const RenderRequest& request, const RenderPlan& plan) {
                   << "\n";
     }
     std::cout << "Depth:       " << plan.worldDepth << " bits per channel\n"
+              << "Memory:      up to about " << (plan.memory >> 20) << " MiB\n"
               << "Module:      " << printable(options.modulePath) << "\n"
               << "Nothing was written.\n";
 }

@@ -104,9 +104,9 @@ media::NamedValues namedValues(const std::vector<KeyValue>& options) {
 }
 
 media::InputOptions inputOptions(const ClipOptions& options) {
-    return {options.inputFormat, options.frameRate,    namedValues(options.inputOptions),
-            options.maxPixels,   options.allowNetwork, options.files,
-            options.interruption};
+    return {options.inputFormat, options.frameRate,   namedValues(options.inputOptions),
+            options.maxPixels,   options.memory,      options.allowNetwork,
+            options.files,       options.interruption};
 }
 
 std::optional<std::int64_t> totalFrames(const ClipOptions& options, const media::ClipInfo& info) {

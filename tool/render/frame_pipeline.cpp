@@ -13,9 +13,6 @@ namespace {
 
 /// Frames that may wait between two threads.
 constexpr std::size_t kQueueLength = 1;
-/// One for each thread that works with worlds: converting in, correcting, converting out.
-constexpr std::size_t kInputWorlds = 3;
-constexpr std::size_t kOutputWorlds = 2;
 constexpr std::chrono::milliseconds kStopPollInterval{50};
 
 /// Waits for a free world. False when the rendering has been given up.
@@ -30,15 +27,16 @@ bool takeFrom(BoundedQueue<World>& worlds, World& taken) {
 
 } // namespace
 
-FramePipeline::FramePipeline(const Parts& parts, host::SampleDepth depth)
-    : parts_(parts), depth_(depth), inputWorlds_(kInputWorlds), outputWorlds_(kOutputWorlds),
-      pictures_(parts.writer.pictureFormat()), decoded_(kQueueLength), converted_(kQueueLength),
-      corrected_(kQueueLength), ready_(kQueueLength) {
+FramePipeline::FramePipeline(const Parts& parts, host::SampleDepth depth, const MemoryPlan& memory)
+    : parts_(parts), depth_(depth), inputWorlds_(memory.inputWorlds()),
+      outputWorlds_(memory.outputWorlds()), pictures_(parts.writer.pictureFormat()),
+      decoded_(kQueueLength), converted_(kQueueLength), corrected_(kQueueLength),
+      ready_(kQueueLength) {
     const media::ClipInfo& info = parts.reader.info();
-    for (std::size_t i = 0; i < kInputWorlds; ++i) {
+    for (std::size_t i = 0; i < memory.inputWorlds(); ++i) {
         inputWorlds_.push(std::make_unique<host::FrameBuffer>(info.width, info.height, depth));
     }
-    for (std::size_t i = 0; i < kOutputWorlds; ++i) {
+    for (std::size_t i = 0; i < memory.outputWorlds(); ++i) {
         outputWorlds_.push(std::make_unique<host::FrameBuffer>(info.width, info.height, depth));
     }
 }

@@ -8,6 +8,7 @@
 #include "media/write/clip_writer.h"
 #include "tool/render/bounded_queue.h"
 #include "tool/render/clip_effect.h"
+#include "tool/render/memory_plan.h"
 #include "tool/render/neighbours.h"
 #include "tool/terminal/progress.h"
 
@@ -37,7 +38,7 @@ public:
         media::Interruption& interruption; ///< of reader, writer and neighbours
     };
 
-    FramePipeline(const Parts& parts, host::SampleDepth depth);
+    FramePipeline(const Parts& parts, host::SampleDepth depth, const MemoryPlan& memory);
 
     /// Returns the number of frames when all have been written. Throws the first exception of any
     /// thread, or RenderStopped soon after `stop` is set; the threads have ended then.

@@ -1,6 +1,7 @@
 #include "tool/render/render_pipeline.h"
 
 #include "media/media_error.h"
+#include "media/memory_estimate.h"
 #include "media/read/clip_for_effect.h"
 #include "media/read/clip_reader.h"
 #include "media/write/clip_writer.h"
@@ -8,6 +9,7 @@
 #include "tool/options/progress_option.h"
 #include "tool/render/clip_effect.h"
 #include "tool/render/frame_pipeline.h"
+#include "tool/render/memory_plan.h"
 #include "tool/render/neighbours.h"
 #include "tool/terminal/user_error.h"
 
@@ -24,16 +26,33 @@ media::ReaderOptions readerOptions(const RenderOptions& options) {
     return {inputOptions(options), options.frames, true};
 }
 
-media::WriterOptions writerOptions(const RenderOptions& options) {
+media::WriterOptions writerOptions(const RenderOptions& options, const MemoryPlan& memory) {
     media::WriterOptions writer;
     writer.format = options.outputFormat;
     writer.encoder.codec = options.videoCodec;
     writer.encoder.pixelFormat = options.pixelFormat;
+    writer.encoder.memory = memory.encoderBytes();
     writer.encoder.options = namedValues(options.encoderOptions);
     writer.overwrite = options.overwrite;
     writer.inputs = options.files;
     writer.interruption = options.interruption;
     return writer;
+}
+
+MemoryNeeds memoryNeeds(const media::ClipReader& reader, host::SampleDepth depth,
+                        const NeighbourWindow& window) {
+    const media::ClipInfo& info = reader.info();
+    MemoryNeeds needs;
+    needs.width = info.width;
+    needs.height = info.height;
+    needs.pixelFormat = info.pixelFormat;
+    needs.depth = depth;
+    needs.decoderBytes = reader.decoderBytes();
+    needs.neighbours = window.kind;
+    needs.keptPictures = window.frames();
+    needs.looksBack = window.needsEarlier;
+    needs.processors = media::processorCount();
+    return needs;
 }
 
 /// What a rendering works with, opened and checked; the output is not begun yet.
@@ -42,14 +61,28 @@ struct OpenClip {
         : module(std::make_shared<const host::ModuleLibrary>(options.modulePath)),
           reader(options.input, readerOptions(options)),
           depth(media::worldDepth(reader.info(), options.depth)),
-          neighbours(options, reader, depth),
-          writer(options.output, options.input, reader, options.frames, writerOptions(options)) {}
+          window(neighbourWindow(options, reader.info())),
+          memory(memoryNeeds(reader, depth, window), options.memory),
+          writer(options.output, options.input, reader, options.frames,
+                 writerOptions(options, memory)),
+          limits(settle(options.input)), neighbours(options, reader, depth, window, limits) {}
+
+    media::FileNeighbours::Limits settle(const std::string& input) {
+        const std::string problem = memory.settle(writer.encoderBytes());
+        if (!problem.empty()) {
+            throw UserError(media::inputName(input) + ": " + problem);
+        }
+        return {static_cast<std::size_t>(memory.lookBackBytes()), memory.readyWorlds()};
+    }
 
     std::shared_ptr<const host::ModuleLibrary> module;
     media::ClipReader reader;
     host::SampleDepth depth;
-    Neighbours neighbours;
+    NeighbourWindow window;
+    MemoryPlan memory;
     media::ClipWriter writer;
+    media::FileNeighbours::Limits limits;
+    Neighbours neighbours;
 };
 
 RenderPlan describe(const OpenClip& clip, const RenderOptions& options) {
@@ -69,6 +102,7 @@ RenderPlan describe(const OpenClip& clip, const RenderOptions& options) {
     plan.inputCodec = info.codecName;
     plan.outputFormat = clip.writer.formatName();
     plan.frameRate = av_q2d(info.frameRate);
+    plan.memory = clip.memory.total(clip.writer.encoderBytes());
     plan.neighbours = clip.neighbours.reach();
     plan.neighbourSource = clip.neighbours.description();
     plan.warnings = clip.reader.warnings();
@@ -97,7 +131,7 @@ RenderSummary render(const RenderOptions& options, Progress& progress,
         const ProgressSpan span(progress, totalFrames(options, clip.reader.info()));
         FramePipeline pipeline(
             {clip.reader, effect, clip.writer, progress, clip.neighbours, *options.interruption},
-            clip.depth);
+            clip.depth, clip.memory);
         summary.framesDone = pipeline.run(stop);
         summary.change = pipeline.change();
         summary.framesMissing = clip.reader.framesMissing();

@@ -30,6 +30,7 @@ struct RenderPlan {
     std::string inputCodec;
     std::string outputFormat;
     double frameRate = 0.0;
+    std::int64_t memory = 0;           ///< bytes that it takes at most, estimated
     std::int64_t neighbours = 0;       ///< frames looked at to each side of a frame, at most
     std::string neighbourSource;       ///< where they are taken from, in words; empty: none are
     std::vector<std::string> warnings; ///< for example streams that are left out

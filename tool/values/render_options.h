@@ -34,6 +34,7 @@ struct ClipOptions {
     std::vector<KeyValue> inputOptions;
     bool allowNetwork = false;
     std::int64_t maxPixels = media::kUsualPixels; ///< of a picture that is unpacked
+    std::int64_t memory = 0; ///< of the program, bytes; 0: by the size of the pictures
 
     // Of all that reads the clip together; null where nothing else has to know.
     std::shared_ptr<media::InputFiles> files;

@@ -49,6 +49,9 @@ TEST_F(CommandLineTest, DryRunTellsThePlanAndWritesNothing) {
     EXPECT_EQ(plan.at("video_codec"), "libx264");
     EXPECT_EQ(plan.at("neighbours"), 4); // half of five frames, rounded up, and the one beyond
     EXPECT_EQ(plan.at("controls").at("temporal-smoothing"), 0.2);
+    EXPECT_GT(plan.at("memory"), 64 << 20);
+    expectRefusal({"render", "clip.y4m", "out.mkv", "--memory", "64"}, 1,
+                  {"clip.y4m: ", "within 64 MiB", "are enough (--memory)"});
     EXPECT_EQ(filesInWork(), std::set<std::string>{"clip.y4m"});
 }
 
