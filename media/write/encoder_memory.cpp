@@ -4,7 +4,7 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
+#include <charconv>
 #include <string>
 #include <string_view>
 
@@ -69,11 +69,19 @@ Preset presetIn(const NamedValues& options) {
     return found != kPresets.end() ? *found : kPresets.back();
 }
 
+/// What a text begins with as a number; 0 where that is none.
+int numberOf(std::string_view text) {
+    int number = 0;
+    std::from_chars(text.data(), text.data() + text.size(), number);
+    return number;
+}
+
 /// The value of a key in "key=value:key=value", or `otherwise`.
 int numberIn(const std::string* list, const std::string& key, int otherwise) {
     const std::string text = list != nullptr ? ":" + *list : "";
     const auto at = text.find(":" + key + "=");
-    return at == std::string::npos ? otherwise : std::atoi(text.c_str() + at + key.size() + 2);
+    return at == std::string::npos ? otherwise
+                                   : numberOf(std::string_view(text).substr(at + key.size() + 2));
 }
 
 class Planner {
@@ -131,7 +139,7 @@ private:
 
     int threads() const {
         const std::string* text = valueOf(wanted_, "threads");
-        const int number = text != nullptr ? std::atoi(text->c_str()) : 0;
+        const int number = text != nullptr ? numberOf(*text) : 0;
         return number > 0 ? number : std::min(processors_, kMostThreads);
     }
 
@@ -164,7 +172,7 @@ private:
         set("threads", pictures > 1 ? pictures : threads());
         set("rc-lookahead", lookahead);
         if (const std::string* own = valueOf(wanted_, "rc-lookahead")) {
-            lookahead = std::atoi(own->c_str());
+            lookahead = numberOf(*own);
         }
         take(fixed() + lookahead * seen);
     }
