@@ -59,6 +59,9 @@ public:
     /// See ClipReader::framesMissing. At the end only, as the warnings.
     std::int64_t framesMissing() const { return reader_.framesMissing(); }
 
+    /// See ClipReader::failedToRead.
+    bool failedToRead() const { return reader_.failedToRead(); }
+
     /// At the end only: the other thread reads until then.
     std::vector<std::string> warnings() const { return reader_.warnings(); }
 

@@ -66,7 +66,8 @@ AVPixelFormat closestFormat(AVPixelFormat wanted, std::span<const AVPixelFormat>
     const auto isWritable = [](AVPixelFormat format) {
         const AVPixFmtDescriptor* description = av_pix_fmt_desc_get(format);
         return description != nullptr &&
-               (description->flags & (AV_PIX_FMT_FLAG_PAL | AV_PIX_FMT_FLAG_HWACCEL)) == 0;
+               (description->flags &
+                (AV_PIX_FMT_FLAG_PAL | AV_PIX_FMT_FLAG_BAYER | AV_PIX_FMT_FLAG_HWACCEL)) == 0;
     };
     if (isWritable(wanted) && std::ranges::find(choices, wanted) != choices.end()) {
         return wanted;

@@ -1,10 +1,12 @@
 #include "media/input/packet_reader.h"
 
 #include "media/ffmpeg_log.h"
+#include "media/files/descriptor.h"
 #include "media/media_error.h"
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdio>
 #include <new>
 #include <string_view>
@@ -56,6 +58,7 @@ PacketPtr PacketReader::read() {
     PacketPtr packet = makePacket();
     int code = AVERROR_EOF;
     if (!ended_) {
+        takeFfmpegMessage(FfmpegPart::Demuxer); // what was said before is of other packets
         do {
             code = av_read_frame(file_.container.get(), packet.get());
         } while (code == AVERROR(EAGAIN));
@@ -71,11 +74,20 @@ PacketPtr PacketReader::read() {
         throw Interrupted();
     }
     file_.source->throwIfRefused();
-    if (code != AVERROR_EOF) {
-        failure_ = explainFailure(code);
-    }
+    noteEnd(code);
     ended_ = true;
     return nullptr;
+}
+
+/// Demuxers may take what the system cannot read for the end of the file.
+void PacketReader::noteEnd(int code) {
+    const int error = file_.source->takeReadError();
+    failedToRead_ = failedToRead_ || error != 0 || code == AVERROR(EIO);
+    if (error != 0) {
+        failure_ = systemMessage(error);
+    } else if (code != AVERROR_EOF) {
+        failure_ = explainFailure(code, FfmpegPart::Demuxer);
+    }
 }
 
 void PacketReader::note(const AVPacket& packet) {

@@ -81,7 +81,7 @@ VideoDecoder::VideoDecoder(const std::string& input, const AVStream& stream,
     clearNewPictures(*context_);
     if (const int code = avcodec_open2(context_.get(), codec, nullptr); code < 0) {
         throw MediaError(input + ": its video (" + codec->name + ") cannot be decoded (" +
-                         explainFailure(code) + ")");
+                         explainFailure(code, FfmpegPart::Decoder) + ")");
     }
 }
 

@@ -153,6 +153,9 @@ FramePtr FileNeighbours::nextPicture() {
     } catch (const MediaError&) {
         return nullptr;
     }
+    if (reader_.failedToRead()) {
+        throw MediaError(inputName(input_) + ": cannot be read a second time");
+    }
     return nullptr;
 }
 

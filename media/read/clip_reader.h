@@ -74,6 +74,9 @@ public:
     /// How many of the frames of an image sequence that were to be delivered are missing so far.
     std::int64_t framesMissing() const;
 
+    /// Whether the system could not read the input to its end; the warnings tell why.
+    bool failedToRead() const { return streams_.failedToRead(); }
+
     /// What the user should hear about the clip; complete at the end.
     std::vector<std::string> warnings() const;
 

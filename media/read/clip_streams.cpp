@@ -30,7 +30,8 @@ void ClipStreams::decodeFirstFrame(const std::string& name) {
     while (!frame_) {
         if (!advance()) {
             const std::string& failure = packets_.failure();
-            const std::string reason = failure.empty() ? takeFfmpegMessage() : failure;
+            const std::string reason =
+                failure.empty() ? takeFfmpegMessage(FfmpegPart::Decoder) : failure;
             throw MediaError(name + ": no picture in it can be decoded" +
                              (reason.empty() ? "" : " (" + reason + ")"));
         }

@@ -59,6 +59,8 @@ public:
 
     const std::string& readFailure() const { return packets_.failure(); }
 
+    bool failedToRead() const { return packets_.failedToRead(); }
+
     bool endedEarly(AVRational frameRate) const { return packets_.endedEarly(frameRate); }
 
 private:

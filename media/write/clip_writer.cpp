@@ -191,7 +191,8 @@ void ClipWriter::check(int code, const char* action) {
         throw std::bad_alloc();
     }
     if (code < 0) {
-        throw MediaError(name_ + ": " + action + " (" + explainFailure(code) + ")");
+        throw MediaError(name_ + ": " + action + " (" + explainFailure(code, FfmpegPart::Muxer) +
+                         ")");
     }
 }
 
@@ -204,7 +205,7 @@ void ClipWriter::begin(const Moment& start) {
     if (singleImage_) {
         settings.set("update", "1");
     }
-    takeFfmpegMessage();
+    takeFfmpegMessage(FfmpegPart::Muxer);
     if ((output_->oformat->flags & AVFMT_NOFILE) == 0) {
         file_.emplace(target_.open(*interruption_), DescriptorIo::Direction::Write,
                       target_.isSeekable(), *interruption_);
@@ -269,7 +270,7 @@ void ClipWriter::write(AVPacket& packet) {
     const bool isVideo = packet.stream_index == video_->index; // the muxer takes the packet over
     const int code = av_interleaved_write_frame(output_.get(), &packet);
     if (code == AVERROR(EINVAL) && isVideo && !ioError_) {
-        const std::string message = takeFfmpegMessage();
+        const std::string message = takeFfmpegMessage(FfmpegPart::Muxer);
         if (message.find("monotonically increasing dts") != std::string::npos) {
             throw MediaError(name_ + ": two frames are closer together than a " +
                              output_->oformat->name +

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <string_view>
+#include <utility>
 
 namespace tintwell::media {
 namespace {
@@ -50,8 +51,12 @@ bool canHoldRotation(const AVOutputFormat& container) {
 }
 
 int greatestFrameRate(const AVOutputFormat& container) {
-    constexpr int kHundredths = 100;
-    return std::string_view(container.name) == "gif" ? kHundredths : 0;
+    // FFmpeg takes an AVI file's clock for one of 600 ticks a second above this.
+    constexpr std::array<std::pair<std::string_view, int>, 5> kGreatest{
+        {{"gif", 100}, {"avi", 1000}, {"asf", 1000}, {"mxf", 120}, {"swf", 255}}};
+    const auto* found =
+        std::ranges::find(kGreatest, container.name, &std::pair<std::string_view, int>::first);
+    return found != kGreatest.end() ? found->second : 0;
 }
 
 bool canHoldVariableRate(const AVOutputFormat& container) {

@@ -26,6 +26,8 @@ constexpr std::int64_t kLookaheadBytes = 130'000'000;
 constexpr std::int64_t kThreadBytes = 12'600'000; ///< of one picture each, together
 /// Seconds; finer time bases show no rounding that anybody would notice.
 constexpr double kCoarseTimeBase = 1e-4;
+/// Its log does not go through FFmpeg's.
+constexpr char kQuietX265[] = "log-level=error";
 
 const AVCodec* findEncoder(const std::string& name) {
     if (const AVCodec* codec = avcodec_find_encoder_by_name(name.c_str())) {
@@ -123,9 +125,13 @@ void VideoEncoder::choosePixelFormat(const AVCodec& codec, const std::string& wa
     } else if (!offered.empty()) {
         format = closestFormat(source_.pixelFormat, offered);
     }
-    if (format == AV_PIX_FMT_NONE || directFormatFor(format) == AV_PIX_FMT_NONE) {
-        throw MediaError(std::string("the encoder ") + codec.name +
-                         " takes no pixel format that can be written");
+    if (format == AV_PIX_FMT_NONE) {
+        throw MediaError(output_ + ": the encoder " + codec.name +
+                         " takes no pixel format that can be written; choose another encoder");
+    }
+    if (closestFormat(format, std::array{format}) == AV_PIX_FMT_NONE) {
+        throw MediaError(output_ + ": the source's pixel format " + nameOf(format) +
+                         " can be read, but not written; choose another (--pixel-format)");
     }
     if (wanted.empty() && format != source_.pixelFormat) {
         warnings_.push_back(output_ + ": the encoder " + codec.name + " does not take " +
@@ -148,6 +154,7 @@ void VideoEncoder::chooseTimeBase(const AVCodec& codec, const AVOutputFormat& co
     AVRational rate = source_.frameRate;
     if (codec.supported_framerates != nullptr) {
         rate = codec.supported_framerates[av_find_nearest_q_idx(rate, codec.supported_framerates)];
+        requireFastEnough(codec, rate);
     }
     const bool free = codec.supported_framerates == nullptr && canHoldVariableRate(container) &&
                       codec.id != AV_CODEC_ID_MPEG4;
@@ -164,6 +171,21 @@ void VideoEncoder::chooseTimeBase(const AVCodec& codec, const AVOutputFormat& co
     context_->time_base = ticksPerFrame_ == 0
                               ? source_.timeBase
                               : av_mul_q(av_inv_q(rate), {1, static_cast<int>(ticksPerFrame_)});
+}
+
+/// Of what an encoder offers, the greatest rate is the nearest to all above it.
+void VideoEncoder::requireFastEnough(const AVCodec& codec, AVRational nearest) const {
+    constexpr double kTolerance = 1.01;
+    if (av_q2d(source_.frameRate) > kTolerance * av_q2d(nearest)) {
+        const AVRational greatest = codec.supported_framerates[av_find_nearest_q_idx(
+            {1'000'000, 1}, codec.supported_framerates)];
+        if (av_cmp_q(nearest, greatest) == 0) {
+            throw MediaError(output_ + ": the encoder " + codec.name + " takes at most " +
+                             std::to_string(greatest.num / greatest.den) +
+                             " frames per second, and the source has more; choose another encoder "
+                             "or file format");
+        }
+    }
 }
 
 void VideoEncoder::describePictures(AVFieldOrder fieldOrder) {
@@ -204,8 +226,7 @@ void VideoEncoder::limitMemory(const AVCodec& codec, Dictionary& settings) const
                                         std::thread::hardware_concurrency(), 1, threads)));
         }
     } else if (std::string_view(codec.name) == "libx265") {
-        // Its log does not go through FFmpeg's.
-        settings.set("x265-params", "log-level=error");
+        settings.set("x265-params", kQuietX265);
     }
 }
 
@@ -218,12 +239,13 @@ void VideoEncoder::open(const AVCodec& codec, const NamedValues& options) {
         context_->global_quality = FF_QP2LAMBDA * kUsualQuality;
     }
     for (const auto& [key, value] : options) {
-        settings.set(key, value);
+        settings.set(key, key == "x265-params" ? kQuietX265 + (":" + value) : value);
     }
-    takeFfmpegMessage();
+    takeFfmpegMessage(FfmpegPart::Encoder);
     if (const int code = avcodec_open2(context_.get(), &codec, settings.inOut()); code < 0) {
         throw MediaError(output_ + ": the encoder " + codec.name +
-                         " does not accept its settings (" + explainFailure(code) + ")");
+                         " cannot be started with these settings (" +
+                         explainFailure(code, FfmpegPart::Encoder) + ")");
     }
     const std::vector<std::string> left = settings.keys();
     for (const auto& option : options) {
@@ -281,7 +303,8 @@ void VideoEncoder::send(const AVFrame* picture, std::int64_t durationInSource) {
         throw std::bad_alloc();
     }
     if (code < 0) {
-        throw MediaError(output_ + ": a frame cannot be encoded (" + explainFailure(code) + ")");
+        throw MediaError(output_ + ": a frame cannot be encoded (" +
+                         explainFailure(code, FfmpegPart::Encoder) + ")");
     }
 }
 
@@ -292,7 +315,8 @@ PacketPtr VideoEncoder::receive() {
         return nullptr;
     }
     if (code < 0) {
-        throw MediaError(output_ + ": a frame cannot be encoded (" + explainFailure(code) + ")");
+        throw MediaError(output_ + ": a frame cannot be encoded (" +
+                         explainFailure(code, FfmpegPart::Encoder) + ")");
     }
     if (const auto duration = durations_.find(packet->pts); duration != durations_.end()) {
         packet->duration = duration->second;

@@ -45,6 +45,7 @@ private:
                                const EncoderOptions& options) const;
     void choosePixelFormat(const AVCodec& codec, const std::string& wanted);
     void chooseTimeBase(const AVCodec& codec, const AVOutputFormat& container);
+    void requireFastEnough(const AVCodec& codec, AVRational nearest) const;
     void describePictures(AVFieldOrder fieldOrder);
     void limitMemory(const AVCodec& codec, Dictionary& settings) const;
     void open(const AVCodec& codec, const NamedValues& options);

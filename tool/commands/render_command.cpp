@@ -214,6 +214,10 @@ void runRender(RenderRequest& request, const std::atomic<bool>& stop) {
     if (summary.framesMissing > 0) {
         throw incomplete(summary);
     }
+    if (summary.inputFailed) {
+        throw UserError(summary.output + ": is written, but only as far as the input can be read",
+                        ExitCode::Incomplete);
+    }
 }
 
 } // namespace

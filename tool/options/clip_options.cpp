@@ -123,6 +123,11 @@ void requireAllFrames(const inspect::ClipWalk& walk, const ClipOptions& options)
                             " missing; what is told of them is that of those before",
                         ExitCode::Incomplete);
     }
+    if (walk.failedToRead()) {
+        throw UserError(media::inputName(options.input) +
+                            ": could not be read to its end; what lies behind is missing",
+                        ExitCode::Incomplete);
+    }
 }
 
 inspect::WalkOptions walkOptions(const ClipOptions& options) {

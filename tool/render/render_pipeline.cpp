@@ -14,8 +14,6 @@
 #include <algorithm>
 #include <chrono>
 #include <memory>
-#include <new>
-#include <system_error>
 
 namespace tintwell::tool {
 namespace {
@@ -103,6 +101,7 @@ RenderSummary render(const RenderOptions& options, Progress& progress,
         if (summary.framesMissing > 0 && summary.framesMissing == summary.framesDone) {
             throw media::MediaError(options.input + ": none of these frames can be read");
         }
+        summary.inputFailed = clip.reader.failedToRead();
         clip.writer.finish();
     }
     effect.setDown();
@@ -124,11 +123,6 @@ auto explained(const RenderOptions& options, Work work) {
         throw UserError(error.what());
     } catch (const host::CommandError& error) {
         throw UserError(options.modulePath + ": " + error.what());
-    } catch (const std::system_error& error) {
-        throw UserError(options.input + ": the system gives no means to render it (" +
-                        error.code().message() + ")");
-    } catch (const std::bad_alloc&) {
-        throw UserError(options.input + ": there is not enough memory to render it");
     }
 }
 

@@ -39,6 +39,7 @@ struct RenderPlan {
 struct RenderSummary : RenderPlan {
     std::int64_t framesDone = 0;
     std::int64_t framesMissing = 0; ///< of an image sequence, that could not be read
+    bool inputFailed = false;       ///< could not be read to its end
     bool leavesNumbersOut = false;  ///< those of the missing ones; otherwise others stand in
     double seconds = 0.0;           ///< wall time
     inspect::ColorChange change;    ///< what the correction did to the average pixel
