@@ -12,8 +12,8 @@ class CommandLine {
 public:
     CommandLine();
 
-    /// Parses, runs, and tells failures in one line on standard error. Returns the exit code; throws
-    /// only where there is no memory to tell anything.
+    /// Parses, runs, and tells failures in one line on standard error. Returns the exit code;
+    /// throws only where there is no memory to tell anything.
     int run(int argumentCount, const char* const* arguments);
 
 private:

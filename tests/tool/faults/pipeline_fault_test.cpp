@@ -28,7 +28,7 @@ struct Rendering {
 const std::array kRenderings{
     Rendering{"H264", {"clip.mkv", "out.mkv", "--video-codec", "libx264"}, "out.mkv", true},
     Rendering{"Smoothed",
-              {"clip.mkv", "out.mkv", "--video-codec", "ffv1", "--temporal-smoothing", "0.2"},
+              {"long.mkv", "out.mkv", "--video-codec", "ffv1", "--temporal-smoothing", "0.2"},
               "out.mkv",
               false},
     Rendering{"Images", {"in%d.ppm", "out%d.png"}, "out1.png", true},
@@ -63,6 +63,9 @@ protected:
     PipelineFaultTest() : record_(mapRecord(folder_ / "record")) {
         ffmpeg("-f lavfi -i testsrc2=size=64x48:rate=25 -f lavfi -i sine -frames:v 6 -t 0.24 "
                "-c:v libx264 -g 3 -threads 1 -c:a aac -pix_fmt yuv420p clip.mkv");
+        // Read and written in several pieces.
+        ffmpeg("-f lavfi -i testsrc2=size=320x180:rate=25,noise=alls=20 -frames:v 8 "
+               "-c:v rawvideo -pix_fmt yuv420p long.mkv");
         for (int i = 1; i <= 4; ++i) {
             write(numbered("in", i), picture(i, 3));
         }
@@ -148,18 +151,26 @@ protected:
     Content before_;
 
 private:
-    /// Where libraries end the process because they find no memory.
+    /// Where libraries end the process because they find no memory: within these functions, with
+    /// nothing of the program further in.
     bool isKnownEnd() const {
-        constexpr std::array kFunctions{
-            "avcodec_alloc_context3",    // asserts that it could set its defaults
-            "avcodec_close",             // of H.264 on several threads: asserts about a picture
-            "avformat_find_stream_info", // of images: closes a file that was not opened
-            "__cxa_thread_atexit",       // cannot fail; zimg's words for a thread are its first
+        struct KnownEnd {
+            const char* within;
+            const char* calledBy;
+        };
+
+        constexpr std::array kEnds{
+            KnownEnd{"avcodec_alloc_context3", ""}, // asserts that it could set its defaults
+            KnownEnd{"avcodec_close", ""}, // of H.264 on several threads: asserts about a picture
+            KnownEnd{"libavformat", "avformat_find_stream_info"}, // of images: closes no open file
+            KnownEnd{"__cxa_thread_atexit", ""}, // cannot fail; zimg's first words on a thread
         };
         const std::string trace = record_->crashed.data();
+        const std::string inLibraries = trace.substr(0, trace.find("\ntintwell "));
         return fault().kind == FaultKind::Memory &&
-               std::ranges::any_of(kFunctions, [&](const char* function) {
-                   return trace.find(function) != std::string::npos;
+               std::ranges::any_of(kEnds, [&](const KnownEnd& end) {
+                   return inLibraries.find(end.within) != std::string::npos &&
+                          trace.find(end.calledBy) != std::string::npos;
                });
     }
 
