@@ -112,6 +112,8 @@ mode_t modeOf(int flags, va_list arguments) {
 
 } // namespace
 
+#pragma GCC visibility push(default) // the program must find them
+
 extern "C" {
 
 int __libc_start_main(Main main, int count, char** arguments, void (*init)(), void (*fini)(),
@@ -226,3 +228,5 @@ int fsync(int file) {
 }
 
 } // extern "C"
+
+#pragma GCC visibility pop
