@@ -32,6 +32,8 @@ bool memoryRanOut() {
 
 using tintwell::tool::watched;
 
+#pragma GCC visibility push(default) // libraries must find them
+
 extern "C" {
 
 void* __libc_malloc(std::size_t size);
@@ -74,5 +76,7 @@ int posix_memalign(void** block, std::size_t alignment, std::size_t size) noexce
 }
 
 } // extern "C"
+
+#pragma GCC visibility pop
 
 #endif

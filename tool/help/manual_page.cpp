@@ -150,6 +150,9 @@ void writeExitStatus(std::ostream& page) {
     write(ExitCode::Done, "Done.");
     write(ExitCode::Failed, "Failed; standard error tells why, and no file was written.");
     write(ExitCode::Usage, "Wrong usage: an option, an argument or a controls file.");
+    write(ExitCode::Incomplete,
+          "Done, but parts of the input are missing, could not be read, or may "
+          "be damaged for want of memory.");
     write(ExitCode::Interrupted,
           "Interrupted; no file was written. After another signal 128 and its number.");
 }
