@@ -5,6 +5,7 @@
 #include <array>
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
 #include <mutex>
 #include <utility>
 
@@ -58,6 +59,9 @@ void keepMessage(void* source, int level, const char* format, va_list arguments)
 void silenceFfmpeg() {
     keptMessage();
     av_log_set_callback(keepMessage);
+    // This encoder's log goes its own way: errors only, where the user does not want more.
+    static const int kSet = ::setenv("SVT_LOG", "1", 0);
+    static_cast<void>(kSet);
 }
 
 std::string takeFfmpegMessage() {

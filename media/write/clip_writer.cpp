@@ -1,5 +1,7 @@
 #include "media/write/clip_writer.h"
 
+#include "media/check/written_video.h"
+#include "media/encoding/container_video.h"
 #include "media/ffmpeg_log.h"
 #include "media/media_error.h"
 #include "media/write/container_traits.h"
@@ -47,8 +49,15 @@ ClipWriter::ClipWriter(const std::string& output, const std::string& input,
     findContainer(options.format);
     checkSingleImage(source.info(), span);
     checkFrameRate(source.info());
-    encoder_.emplace(source.info(), source.video().codecpar->field_order, *output_->oformat, name_,
-                     output, options.encoder);
+    const SourceVideo video{source.info(), *source.video().codecpar};
+    const EncodingPlan plan =
+        planEncoding(video, *output_->oformat, output, name_, options.encoder);
+    if (plan.tag != 0) {
+        // More strictly, FFmpeg takes a tag of its own choice.
+        output_->strict_std_compliance = FF_COMPLIANCE_UNOFFICIAL;
+    }
+    encoder_.emplace(video, *output_->oformat, name_, plan, options.encoder.options);
+    prepareCheck(plan, options);
     if (span) {
         length_ = Moment{span->count(), av_inv_q(source.info().frameRate)};
     }
@@ -56,7 +65,7 @@ ClipWriter::ClipWriter(const std::string& output, const std::string& input,
         nextNumber_ = firstNumberFor(input, span);
     }
     copyMetadata(source.container(), *output_);
-    checkOptions();
+    setOptions(options);
     addStreams(source);
 }
 
@@ -111,16 +120,27 @@ void ClipWriter::checkFrameRate(const ClipInfo& source) const {
 }
 
 /// What the encoder does not know may be meant for the container.
-void ClipWriter::checkOptions() const {
-    for (const auto& [key, value] : encoder_->leftOptions()) {
+void ClipWriter::setOptions(const WriterOptions& options) {
+    if (options.encoder.purpose == Purpose::Web && isQuickTimeFamily(*output_->oformat)) {
+        settings_.emplace_back("movflags", "+faststart");
+    }
+    std::ranges::copy(options.container, std::back_inserter(settings_));
+    std::ranges::copy(encoder_->leftOptions(), std::back_inserter(settings_));
+    for (const auto& [key, value] : settings_) {
         if (key == "atomic_writing") {
             throw MediaError("the option 'atomic_writing' is not needed: outputs always appear "
                              "whole");
         }
-        if (av_opt_find(output_.get(), key.c_str(), nullptr, 0, AV_OPT_SEARCH_CHILDREN) ==
-            nullptr) {
-            throw MediaError("neither the encoder " + codecName() + " nor the format " +
-                             output_->oformat->name + " knows the option '" + key + "'");
+        const bool known =
+            av_opt_find(output_.get(), key.c_str(), nullptr, 0, AV_OPT_SEARCH_CHILDREN) != nullptr;
+        const bool isContainers =
+            std::ranges::any_of(options.container, [&](const auto& o) { return o.first == key; });
+        if (!known) {
+            throw MediaError(isContainers
+                                 ? "the format " + formatName() + " does not know the option '" +
+                                       key + "'"
+                                 : "neither the encoder " + codecName() + " nor the format " +
+                                       formatName() + " knows the option '" + key + "'");
         }
     }
 }
@@ -198,7 +218,7 @@ void ClipWriter::check(int code, const char* action) {
 void ClipWriter::begin(const Moment& start) {
     copyChapters(*std::exchange(source_, nullptr), start, length_, *output_);
     Dictionary settings;
-    for (const auto& [key, value] : encoder_->leftOptions()) {
+    for (const auto& [key, value] : settings_) {
         settings.set(key, value);
     }
     if (singleImage_) {
@@ -219,9 +239,14 @@ void ClipWriter::writeFrame(const AVFrame& picture) {
         throw MediaError(name_ + ": is a single image, but there are several frames; number the "
                                  "files, as in frame.%04d.png");
     }
+    firstNumber_ = frames_ == 0 ? nextNumber_ : firstNumber_;
+    lastNumber_ = nextNumber_;
     ++frames_;
     numbers_.push_back(nextNumber_++);
     encoder_->send(&picture, picture.pkt_duration);
+    if (check_) {
+        check_->note(picture, encoder_->secondsSent());
+    }
     writePackets();
 }
 
@@ -237,6 +262,8 @@ void ClipWriter::writePackets() {
     while (PacketPtr packet = encoder_->receive()) {
         av_packet_rescale_ts(packet.get(), encoder_->context().time_base, video_->time_base);
         packet->stream_index = video_->index;
+        videoBytes_ += packet->size;
+        ++videoPackets_;
         write(*packet);
     }
 }
@@ -296,7 +323,42 @@ void ClipWriter::finish() {
     if (file_) {
         check(file_->flush(), "cannot be completed");
     }
+    checkWritten();
     target_.commit();
+}
+
+/// What becomes nobody's file cannot be looked at, and raw samples do not say what they are.
+void ClipWriter::prepareCheck(const EncodingPlan& plan, const WriterOptions& options) {
+    if (!options.check || !target_.isNamedAtTheEnd() || !canBeReadBack(*output_->oformat)) {
+        return;
+    }
+    Likeness likeness = plan.isLossless ? Likeness::Equal : Likeness::Near;
+    if (!options.encoder.options.empty()) {
+        likeness = Likeness::Rough;
+    }
+    check_.emplace(encoder_->pictureFormat(), encoder_->tags(), likeness);
+}
+
+void ClipWriter::checkWritten() {
+    if (!check_ || frames_ == 0) {
+        return;
+    }
+    takeFfmpegMessage();
+    if (file_) {
+        check_->checkFile(name_, target_.descriptor(), videoPackets_, *interruption_);
+    } else if (target_.isSequence()) {
+        using Which = WrittenCheck::Which;
+        const auto checkNumber = [&](std::int64_t number, Which which) {
+            const Descriptor image = target_.openToRead(number);
+            check_->checkImage(name_, image.get(), which, *interruption_);
+        };
+        checkNumber(firstNumber_, Which::First);
+        checkNumber(lastNumber_, Which::Last);
+    } else {
+        check_->checkImage(name_, target_.descriptor(), WrittenCheck::Which::First, *interruption_);
+    }
+    const std::vector<std::string>& found = check_->warnings();
+    warnings_.insert(warnings_.end(), found.begin(), found.end());
 }
 
 /// FFmpeg would open files by their names, which somebody else may have taken.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "media/check/written_check.h"
 #include "media/files/descriptor_io.h"
 #include "media/files/input_files.h"
 #include "media/read/clip_reader.h"
@@ -22,6 +23,8 @@ struct WriterOptions {
     bool overwrite = false;
     std::shared_ptr<InputFiles> inputs = {}; ///< not to be written to; null: those of the name
     std::shared_ptr<Interruption> interruption = {}; ///< may be null
+    NamedValues container = {};                      ///< options of the muxer, as FFmpeg names them
+    bool check = true; ///< read files back before they take their names
 };
 
 /// Writes a clip whose video is encoded anew, and everything else that the container can hold as
@@ -42,6 +45,12 @@ public:
     const PictureFormat& pictureFormat() const { return encoder_->pictureFormat(); }
 
     std::string codecName() const { return encoder_->context().codec->name; }
+
+    /// For people, as in EncoderSettings.
+    const std::string& rate() const { return encoder_->rate(); }
+
+    /// Of the video that has been written so far.
+    std::int64_t videoBytes() const { return videoBytes_; }
 
     std::string formatName() const { return output_->oformat->name; }
 
@@ -65,7 +74,8 @@ public:
     /// A packet of the source, its timestamps counted from the start.
     void writeCopied(PacketPtr packet);
 
-    /// Writes what is left and puts the output in place.
+    /// Writes what is left, reads a file's first and last frame back, and puts it in place. Where
+    /// these are not what was encoded, that is an error, and what stood there stays.
     void finish();
 
 private:
@@ -86,7 +96,9 @@ private:
     void checkFrameRate(const ClipInfo& source) const;
     void addStreams(const ClipReader& source);
     void addVideo(const AVStream& source);
-    void checkOptions() const;
+    void setOptions(const WriterOptions& options);
+    void prepareCheck(const EncodingPlan& plan, const WriterOptions& options);
+    void checkWritten();
     void writePackets();
     void write(AVPacket& packet);
     void check(int code, const char* action);
@@ -107,6 +119,12 @@ private:
     std::vector<std::string> warnings_;
     std::int64_t nextNumber_ = 0; ///< of an image sequence
     std::int64_t frames_ = 0;
+    std::int64_t videoBytes_ = 0;
+    std::int64_t videoPackets_ = 0;
+    std::optional<WrittenCheck> check_;
+    std::int64_t firstNumber_ = 0; ///< of the images that were written, as the next
+    std::int64_t lastNumber_ = 0;
+    NamedValues settings_;             ///< of the muxer
     std::deque<std::int64_t> numbers_; ///< of the images that the encoder still has
     std::int64_t damagedPackets_ = 0;  ///< of copied streams
     bool singleImage_ = false;

@@ -17,13 +17,10 @@ bool canAttachPicture(const AVOutputFormat& container, const AVStream& stream);
 /// Whether the container has a place for the rotation of the picture.
 bool canHoldRotation(const AVOutputFormat& container);
 
-/// Whether frames may follow each other at any distance in time.
 /// How many frames per second the container's clock can tell apart; 0 where that is no matter.
 int greatestFrameRate(const AVOutputFormat& container);
 
+/// Whether frames may follow each other at any distance in time.
 bool canHoldVariableRate(const AVOutputFormat& container);
-
-/// The codec to use where none is asked for; `url` tells it for images.
-AVCodecID usualVideoCodec(const AVOutputFormat& container, const std::string& url);
 
 } // namespace tintwell::media

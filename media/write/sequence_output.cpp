@@ -116,6 +116,15 @@ int SequenceOutput::open(std::int64_t number) {
     return file_.get();
 }
 
+Descriptor SequenceOutput::openToRead(std::int64_t number) {
+    closeFile();
+    Descriptor file(::open(temporary(number).c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+    if (!file.isOpen()) {
+        throw MediaError(target(number) + ": cannot be read back (" + systemMessage(errno) + ")");
+    }
+    return file;
+}
+
 void SequenceOutput::closeFile() {
     if (const int error = file_.close(); error != 0) {
         throw MediaError(target(numbers_.back()) + ": cannot be written (" + systemMessage(error) +

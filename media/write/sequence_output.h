@@ -30,6 +30,9 @@ public:
     /// The file of the next number, to be written until the next one is opened.
     int open(std::int64_t number);
 
+    /// A number that has been written, to be read before the commit. Throws MediaError.
+    Descriptor openToRead(std::int64_t number);
+
     void commit();
 
 private:

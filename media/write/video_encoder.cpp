@@ -20,125 +20,54 @@ extern "C" {
 namespace tintwell::media {
 namespace {
 
-/// Quantiser of the older encoders: good, 1 being the best and 31 the worst.
-constexpr int kUsualQuality = 3;
 constexpr std::int64_t kLookaheadBytes = 130'000'000;
 constexpr std::int64_t kThreadBytes = 12'600'000; ///< of one picture each, together
 /// Seconds; finer time bases show no rounding that anybody would notice.
 constexpr double kCoarseTimeBase = 1e-4;
 
-const AVCodec* findEncoder(const std::string& name) {
-    if (const AVCodec* codec = avcodec_find_encoder_by_name(name.c_str())) {
-        return codec;
-    }
-    const AVCodecDescriptor* descriptor = avcodec_descriptor_get_by_name(name.c_str());
-    return descriptor != nullptr ? avcodec_find_encoder(descriptor->id) : nullptr;
-}
-
-std::span<const AVPixelFormat> formatsOf(const AVCodec& codec) {
-    std::size_t count = 0;
-    while (codec.pix_fmts != nullptr && codec.pix_fmts[count] != AV_PIX_FMT_NONE) {
-        ++count;
-    }
-    return {codec.pix_fmts, count};
-}
-
-/// Encoders that without a word about quality aim at a bit rate fit for thumbnails.
-bool needsQuality(AVCodecID codec) {
-    constexpr std::array kCodecs{
-        AV_CODEC_ID_MPEG1VIDEO, AV_CODEC_ID_MPEG2VIDEO, AV_CODEC_ID_MPEG4, AV_CODEC_ID_MSMPEG4V2,
-        AV_CODEC_ID_MSMPEG4V3,  AV_CODEC_ID_MJPEG,      AV_CODEC_ID_FLV1,  AV_CODEC_ID_WMV1,
-        AV_CODEC_ID_WMV2,       AV_CODEC_ID_H263,       AV_CODEC_ID_H263P, AV_CODEC_ID_THEORA};
-    return std::ranges::find(kCodecs, codec) != kCodecs.end();
-}
-
-bool names(const NamedValues& options, std::string_view key) {
-    return std::ranges::any_of(options, [&](const auto& option) { return option.first == key; });
-}
-
 } // namespace
 
-VideoEncoder::VideoEncoder(const ClipInfo& source, AVFieldOrder fieldOrder,
-                           const AVOutputFormat& container, const std::string& output,
-                           const std::string& url, const EncoderOptions& options)
-    : output_(output), source_(source) {
-    const AVCodec& codec = chooseCodec(container, url, options);
-    choosePixelFormat(codec, options.pixelFormat);
-    context_.reset(avcodec_alloc_context3(&codec));
+VideoEncoder::VideoEncoder(const SourceVideo& source, const AVOutputFormat& container,
+                           const std::string& output, const EncodingPlan& plan,
+                           const NamedValues& options)
+    : output_(output), source_(source.info) {
+    const OutputColor color = outputColor(source_.pixelFormat, source_.tags, plan.pixelFormat,
+                                          source_.width, source_.height);
+    pictureFormat_ = {source_.width, source_.height, plan.pixelFormat, color.encoding};
+    tags_ = color.tags;
+    for (const std::string& loss : plan.losses) {
+        warnings_.push_back(output_ + ": " + loss);
+    }
+    int code = 0;
+    for (const EncoderSettings& settings : plan.settings) {
+        makeContext(plan, container, source.parameters.field_order);
+        code = open(*plan.codec, settings, options);
+        if (code >= 0) {
+            rate_ = settings.rate;
+            break;
+        }
+    }
+    if (code < 0) {
+        throw MediaError(output_ + ": the encoder " + plan.codec->name +
+                         " does not accept its settings (" + explainFailure(code) + ")");
+    }
+    if (ticksPerFrame_ == 1 && source_.variableFrameRate) {
+        warnings_.push_back(output_ + ": holds a constant frame rate only; the source's varies");
+    }
+}
+
+void VideoEncoder::makeContext(const EncodingPlan& plan, const AVOutputFormat& container,
+                               AVFieldOrder fieldOrder) {
+    context_.reset(avcodec_alloc_context3(plan.codec));
     if (!context_) {
         throw std::bad_alloc();
     }
-    chooseTimeBase(codec, container);
+    chooseTimeBase(*plan.codec, container);
     describePictures(fieldOrder);
+    context_->codec_tag = plan.tag;
     if ((container.flags & AVFMT_GLOBALHEADER) != 0) {
         context_->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
     }
-    open(codec, options.options);
-}
-
-const AVCodec& VideoEncoder::chooseCodec(const AVOutputFormat& container, const std::string& url,
-                                         const EncoderOptions& options) const {
-    const AVCodecID usual = usualVideoCodec(container, url);
-    const AVCodec* codec =
-        options.codec.empty() ? avcodec_find_encoder(usual) : findEncoder(options.codec);
-    if (codec == nullptr && !options.codec.empty()) {
-        throw MediaError("there is no video encoder '" + options.codec +
-                         "'; 'ffmpeg -encoders' lists them");
-    }
-    if (codec == nullptr) {
-        throw MediaError(output_ + ": the format " + container.name +
-                         " has no usual video codec; name one (--video-codec)");
-    }
-    if (codec->type != AVMEDIA_TYPE_VIDEO) {
-        throw MediaError("'" + options.codec + "' is not a video encoder");
-    }
-    if (avformat_query_codec(&container, codec->id, FF_COMPLIANCE_NORMAL) == 0) {
-        throw MediaError(output_ + ": a " + container.name + " file cannot hold " +
-                         avcodec_get_name(codec->id) +
-                         " video; choose another codec or another file format");
-    }
-    return *codec;
-}
-
-void VideoEncoder::choosePixelFormat(const AVCodec& codec, const std::string& wanted) {
-    const std::span<const AVPixelFormat> offered = formatsOf(codec);
-    AVPixelFormat format = source_.pixelFormat;
-    if (!wanted.empty()) {
-        format = av_get_pix_fmt(wanted.c_str());
-        if (format == AV_PIX_FMT_NONE) {
-            throw MediaError("there is no pixel format '" + wanted + "'");
-        }
-        if (closestFormat(format, std::array{format}) == AV_PIX_FMT_NONE) {
-            throw MediaError("pictures cannot be written in pixel format " + wanted +
-                             "; choose another");
-        }
-        if (!offered.empty() && std::ranges::find(offered, format) == offered.end()) {
-            std::string list;
-            for (const AVPixelFormat choice : offered) {
-                list += (list.empty() ? "" : ", ") + nameOf(choice);
-            }
-            throw MediaError(std::string("the encoder ") + codec.name +
-                             " does not take pixel format " + wanted + "; it takes " + list);
-        }
-    } else if (!offered.empty()) {
-        format = closestFormat(source_.pixelFormat, offered);
-    }
-    if (format == AV_PIX_FMT_NONE || directFormatFor(format) == AV_PIX_FMT_NONE) {
-        throw MediaError(std::string("the encoder ") + codec.name +
-                         " takes no pixel format that can be written");
-    }
-    if (wanted.empty() && format != source_.pixelFormat) {
-        warnings_.push_back(output_ + ": the encoder " + codec.name + " does not take " +
-                            nameOf(source_.pixelFormat) + "; " + nameOf(format) +
-                            " is written instead" +
-                            (traitsOf(source_.pixelFormat).alpha && !traitsOf(format).alpha
-                                 ? ", without its transparency"
-                                 : ""));
-    }
-    const OutputColor color =
-        outputColor(source_.pixelFormat, source_.tags, format, source_.width, source_.height);
-    pictureFormat_ = {source_.width, source_.height, format, color.encoding};
-    tags_ = color.tags;
 }
 
 /// A clip that is known to have a constant rate counts frames. Others keep their own time base,
@@ -151,10 +80,8 @@ void VideoEncoder::chooseTimeBase(const AVCodec& codec, const AVOutputFormat& co
     }
     const bool free = codec.supported_framerates == nullptr && canHoldVariableRate(container) &&
                       codec.id != AV_CODEC_ID_MPEG4;
-    if (!free && source_.variableFrameRate) {
-        warnings_.push_back(output_ + ": holds a constant frame rate only; the source's varies");
-    }
     context_->framerate = rate;
+    ticksPerFrame_ = 0;
     if (!free || source_.rateIsExact) {
         ticksPerFrame_ = 1;
     } else if (av_q2d(source_.timeBase) > kCoarseTimeBase && !source_.variableFrameRate) {
@@ -209,28 +136,33 @@ void VideoEncoder::limitMemory(const AVCodec& codec, Dictionary& settings) const
     }
 }
 
-void VideoEncoder::open(const AVCodec& codec, const NamedValues& options) {
-    Dictionary settings;
-    settings.set("threads", "auto");
-    limitMemory(codec, settings);
-    if (needsQuality(codec.id) && !names(options, "b")) {
+/// What FFmpeg says; an error leaves the context of no use.
+int VideoEncoder::open(const AVCodec& codec, const EncoderSettings& settings,
+                       const NamedValues& options) {
+    Dictionary all;
+    all.set("threads", "auto");
+    limitMemory(codec, all);
+    if (settings.quantiser > 0) {
         context_->flags |= AV_CODEC_FLAG_QSCALE;
-        context_->global_quality = FF_QP2LAMBDA * kUsualQuality;
+        context_->global_quality = FF_QP2LAMBDA * settings.quantiser;
+    }
+    for (const auto& [key, value] : settings.options) {
+        all.set(key, value);
     }
     for (const auto& [key, value] : options) {
-        settings.set(key, value);
+        all.set(key, value);
     }
     takeFfmpegMessage();
-    if (const int code = avcodec_open2(context_.get(), &codec, settings.inOut()); code < 0) {
-        throw MediaError(output_ + ": the encoder " + codec.name +
-                         " does not accept its settings (" + explainFailure(code) + ")");
+    const int code = avcodec_open2(context_.get(), &codec, all.inOut());
+    if (context_->profile == FF_PROFILE_UNKNOWN) {
+        context_->profile = settings.profile;
     }
-    const std::vector<std::string> left = settings.keys();
-    for (const auto& option : options) {
-        if (std::ranges::find(left, option.first) != left.end()) {
-            leftOptions_.push_back(option);
-        }
-    }
+    const std::vector<std::string> left = all.keys();
+    leftOptions_.clear();
+    std::ranges::copy_if(options, std::back_inserter(leftOptions_), [&](const auto& option) {
+        return std::ranges::find(left, option.first) != left.end();
+    });
+    return code;
 }
 
 /// The picture's time in the encoder's time base: later than that of the one before.
@@ -266,6 +198,7 @@ void VideoEncoder::send(const AVFrame* picture, std::int64_t durationInSource) {
             throw std::bad_alloc();
         }
         timed->pts = nextTime(*picture);
+        firstTime_ = lastTime_ == AV_NOPTS_VALUE ? timed->pts : firstTime_;
         timed->pict_type = AV_PICTURE_TYPE_NONE;
         timed->colorspace = tags_.matrix;
         timed->color_range = tags_.range;

@@ -19,6 +19,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <cstdio>
 #include <iostream>
 #include <memory>
@@ -45,13 +46,26 @@ void addEncoderOptions(CLI::App& app, RenderOptions& options) {
                    "FFmpeg's name of the file format, where the name of the output does not tell")
         ->type_name("NAME")
         ->group(kGroup);
+    using media::Purpose;
+    auto* purpose = addChoiceOption<Purpose>(
+        app, "--for",
+        {{"same", Purpose::Same},
+         {"archive", Purpose::Archive},
+         {"edit", Purpose::Edit},
+         {"web", Purpose::Web}},
+        options.purpose,
+        "What the output is for: same is as near to the input as the file format allows, archive "
+        "is FFV1, edit is ProRes 422 HQ or 4444, web is H.264 that every browser plays");
+    purpose->group(kGroup);
     app.add_option("--video-codec", options.videoCodec,
-                   "FFmpeg's name of the encoder; otherwise the usual one of the format")
+                   "FFmpeg's name of the encoder; otherwise the input's codec or the nearest")
         ->type_name("NAME")
+        ->excludes(purpose)
         ->group(kGroup);
     app.add_option("--pixel-format", options.pixelFormat,
-                   "FFmpeg's name of the pixel format; otherwise the input's")
+                   "FFmpeg's name of the pixel format; otherwise the input's or the nearest")
         ->type_name("NAME")
+        ->excludes(purpose)
         ->group(kGroup);
     addValueOption(app, "--crf", "NUMBER",
                    "Constant quality, lower is better: short for --encoder-option crf=NUMBER",
@@ -63,6 +77,14 @@ void addEncoderOptions(CLI::App& app, RenderOptions& options) {
     addKeyValueOption(app, "--encoder-option",
                       "An option for the encoder, as FFmpeg names it; may be given several times",
                       options.encoderOptions)
+        ->group(kGroup);
+    addKeyValueOption(app, "--output-option",
+                      "An option for the file format, as FFmpeg names it, for example "
+                      "movflags=+faststart; may be given several times",
+                      options.outputOptions)
+        ->group(kGroup);
+    app.add_flag("!--no-check", options.check,
+                 "Do not read the output's first and last frame back before it takes its name")
         ->group(kGroup);
     app.add_flag("--overwrite", options.overwrite, "Replace the output if it exists")
         ->group(kGroup);
@@ -91,6 +113,7 @@ nlohmann::ordered_json planJson(const RenderRequest& request, const RenderPlan& 
         {"input_pixel_format", plan.inputPixelFormat},
         {"output_pixel_format", plan.outputPixelFormat},
         {"video_codec", plan.videoCodec},
+        {"video_quality", plan.videoQuality},
         {"color_matrix", plan.colorMatrix},
         {"color_range", plan.colorRange},
         {"warnings", plan.warnings},
@@ -108,8 +131,15 @@ void printJsonSummary(const RenderRequest& request, const RenderSummary& summary
     document["frames"] = summary.framesDone;
     document["frames_missing"] = summary.framesMissing;
     document["seconds"] = summary.seconds;
+    document["video_bit_rate"] = summary.videoBitRate;
     document["correction"] = changeJson(summary.change);
     printJson(document);
+}
+
+/// "libx264, yuv420p, crf 17".
+std::string encodingText(const RenderPlan& plan) {
+    return plan.videoCodec + ", " + plan.outputPixelFormat +
+           (plan.videoQuality.empty() ? "" : ", " + plan.videoQuality);
 }
 
 void printSummaryLines(const RenderSummary& summary) {
@@ -121,6 +151,8 @@ void printSummaryLines(const RenderSummary& summary) {
                   static_cast<long long>(summary.framesDone), static_cast<int>(summary.width),
                   static_cast<int>(summary.height), summary.worldDepth, summary.seconds, rate);
     printNote(summary.output + ": " + numbers);
+    std::snprintf(numbers, sizeof numbers, "%.2f Mbit/s", summary.videoBitRate / 1e6);
+    printNote("encoded as " + encodingText(summary) + ", " + numbers);
     std::snprintf(numbers, sizeof numbers, "changed the average pixel by %.1f of 255 levels",
                   summary.change.strength);
     printNote(std::string("the correction ") + numbers + " and " +
@@ -149,7 +181,7 @@ void printPlan(const RenderRequest& request, const RenderPlan& plan) {
               << plan.inputCodec << ", " << plan.inputPixelFormat << ", " << plan.colorMatrix << " "
               << plan.colorRange << " range, " << size << ")\n"
               << "Output:      " << printable(plan.output) << " (" << plan.outputFormat << ", "
-              << plan.videoCodec << ", " << plan.outputPixelFormat << ")\n"
+              << encodingText(plan) << ")\n"
               << "Frames:      " << range << " (" << count << ")\n"
               << "Controls:    " << controlsText(options.controls) << "\n"
               << "Neighbours:  ";
@@ -203,8 +235,12 @@ void runRender(RenderRequest& request, const std::atomic<bool>& stop) {
         request.progress = ProgressStyle::None;
     }
     const std::unique_ptr<Progress> progress = makeProgress(request.progress);
-    const RenderSummary summary = renderClip(options, *progress, stop);
-    printWarnings(summary.warnings);
+    std::vector<std::string> told;
+    const auto tell = [&](const RenderPlan& plan) { printWarnings(told = plan.warnings); };
+    const RenderSummary summary = renderClip(options, *progress, tell, stop);
+    std::vector<std::string> news = summary.warnings;
+    std::erase_if(news, [&](const auto& text) { return std::ranges::count(told, text) > 0; });
+    printWarnings(news);
     if (!request.quiet) {
         printSummaryLines(summary);
     }

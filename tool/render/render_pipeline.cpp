@@ -30,6 +30,9 @@ media::WriterOptions writerOptions(const RenderOptions& options) {
     writer.encoder.codec = options.videoCodec;
     writer.encoder.pixelFormat = options.pixelFormat;
     writer.encoder.options = namedValues(options.encoderOptions);
+    writer.encoder.purpose = options.purpose;
+    writer.check = options.check;
+    writer.container = namedValues(options.outputOptions);
     writer.overwrite = options.overwrite;
     writer.inputs = options.files;
     writer.interruption = options.interruption;
@@ -62,6 +65,7 @@ RenderPlan describe(const OpenClip& clip, const RenderOptions& options) {
     plan.inputPixelFormat = media::nameOf(info.pixelFormat);
     plan.outputPixelFormat = media::nameOf(clip.writer.pictureFormat().pixelFormat);
     plan.videoCodec = clip.writer.codecName();
+    plan.videoQuality = clip.writer.rate();
     plan.colorMatrix = media::matrixName(info.color);
     plan.colorRange = media::rangeName(info.color);
     plan.output = options.output;
@@ -77,10 +81,11 @@ RenderPlan describe(const OpenClip& clip, const RenderOptions& options) {
     return plan;
 }
 
-RenderSummary render(const RenderOptions& options, Progress& progress,
+RenderSummary render(const RenderOptions& options, Progress& progress, const TellPlan& tell,
                      const std::atomic<bool>& stop) {
     const auto begin = std::chrono::steady_clock::now();
     OpenClip clip(options);
+    tell(describe(clip, options));
     clip.reader.keepStreams(clip.writer.copiedStreams());
 
     host::InstanceOptions instance;
@@ -108,6 +113,8 @@ RenderSummary render(const RenderOptions& options, Progress& progress,
     effect.setDown();
     summary.leavesNumbersOut = clip.writer.isSequence();
     static_cast<RenderPlan&>(summary) = describe(clip, options);
+    summary.videoBitRate = 8.0 * static_cast<double>(clip.writer.videoBytes()) * summary.frameRate /
+                           static_cast<double>(summary.framesDone);
     summary.seconds =
         std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
     return summary;
@@ -134,9 +141,9 @@ auto explained(const RenderOptions& options, Work work) {
 
 } // namespace
 
-RenderSummary renderClip(const RenderOptions& options, Progress& progress,
+RenderSummary renderClip(const RenderOptions& options, Progress& progress, const TellPlan& tell,
                          const std::atomic<bool>& stop) {
-    return explained(options, [&] { return render(options, progress, stop); });
+    return explained(options, [&] { return render(options, progress, tell, stop); });
 }
 
 RenderPlan planRender(const RenderOptions& options) {

@@ -23,7 +23,8 @@ struct RenderPlan {
     std::string inputPixelFormat;
     std::string outputPixelFormat;
     std::string videoCodec;
-    std::string colorMatrix; ///< as used, guessed where the source says nothing
+    std::string videoQuality; ///< "crf 17", "lossless"; empty where the encoder does not tell
+    std::string colorMatrix;  ///< as used, guessed where the source says nothing
     std::string colorRange;
     std::string output;      ///< path as given
     std::string inputFormat; ///< container, as FFmpeg names it
@@ -41,6 +42,7 @@ struct RenderSummary : RenderPlan {
     std::int64_t framesMissing = 0; ///< of an image sequence, that could not be read
     bool leavesNumbersOut = false;  ///< those of the missing ones; otherwise others stand in
     double seconds = 0.0;           ///< wall time
+    double videoBitRate = 0.0;      ///< bits per second of the output's video, on average
     inspect::ColorChange change;    ///< what the correction did to the average pixel
 };
 
@@ -61,10 +63,13 @@ inline std::function<void(std::int64_t)> giveUpOn(const std::atomic<bool>& stop,
     };
 }
 
+/// Hears of the plan before the work begins.
+using TellPlan = std::function<void(const RenderPlan&)>;
+
 /// Renders the clip: decode, convert, effect, convert, encode, each on a thread of its own with
 /// bounded queues between them. The output appears under its name only when it is complete.
 /// Throws UserError (tool/terminal/user_error.h) with a sentence for the user, or RenderStopped.
-RenderSummary renderClip(const RenderOptions& options, Progress& progress,
+RenderSummary renderClip(const RenderOptions& options, Progress& progress, const TellPlan& tell,
                          const std::atomic<bool>& stop);
 
 /// Opens everything that rendering the clip needs and tells what would be done. Writes nothing, and

@@ -3,6 +3,7 @@
 #include "host/control_track.h"
 #include "host/frame_buffer.h"
 #include "media/clip_info.h"
+#include "media/encoding/encoding_plan.h"
 #include "media/files/input_files.h"
 #include "media/files/interruption.h"
 
@@ -47,10 +48,13 @@ struct RenderOptions : ClipOptions {
     std::string modulePath;
 
     std::string outputFormat; ///< muxer name; empty: from the output's name
-    std::string videoCodec;   ///< empty: the output format's usual one
-    std::string pixelFormat;  ///< empty: the source's
+    std::string videoCodec;   ///< empty: by the purpose
+    std::string pixelFormat;  ///< empty: by the purpose
     std::vector<KeyValue> encoderOptions;
+    std::vector<KeyValue> outputOptions; ///< of the container
+    media::Purpose purpose = media::Purpose::Same;
     bool overwrite = false;
+    bool check = true; ///< read the output back before it takes its name
 };
 
 } // namespace tintwell::tool

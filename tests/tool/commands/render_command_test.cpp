@@ -29,7 +29,8 @@ TEST_F(CommandLineTest, RenderWritesTheClipAndTheSummary) {
     EXPECT_EQ(nlohmann::json::parse(line).at("event"), "end");
     ASSERT_TRUE(std::getline(lines, line));
     EXPECT_NE(line.find("out.mkv: 6 frames of 64x48"), std::string::npos) << line;
-
+    ASSERT_TRUE(std::getline(lines, line));
+    EXPECT_NE(line.find("encoded as ffv1, yuv420p, lossless, "), std::string::npos) << line;
     ASSERT_TRUE(std::getline(lines, line));
     EXPECT_NE(line.find("the correction changed the average pixel by"), std::string::npos) << line;
     EXPECT_GT(summary.at("correction").at("strength"), 1.0);
@@ -46,7 +47,8 @@ TEST_F(CommandLineTest, DryRunTellsThePlanAndWritesNothing) {
     const auto plan = nlohmann::json::parse(outcome.out);
     EXPECT_EQ(plan.at("frames"), 6);
     EXPECT_EQ(plan.at("depth"), 16);
-    EXPECT_EQ(plan.at("video_codec"), "libx264");
+    EXPECT_EQ(plan.at("video_codec"), "ffv1");
+    EXPECT_EQ(plan.at("video_quality"), "lossless");
     EXPECT_EQ(plan.at("neighbours"), 4); // half of five frames, rounded up, and the one beyond
     EXPECT_EQ(plan.at("controls").at("temporal-smoothing"), 0.2);
     EXPECT_EQ(filesInWork(), std::set<std::string>{"clip.y4m"});
