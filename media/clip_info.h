@@ -11,6 +11,7 @@
 #include <vector>
 
 extern "C" {
+#include <libavcodec/codec_par.h>
 #include <libavutil/rational.h>
 }
 
@@ -53,6 +54,14 @@ struct FrameCount {
     bool exact = false; ///< counted by the container; otherwise duration times rate
 };
 
+/// What becomes of high dynamic range, PQ and HLG. The correction is made for pictures whose white
+/// is the brightest that there is.
+enum class HdrHandling : std::uint8_t {
+    Refuse,
+    TreatAsSdr, ///< correct the signal as if it were one of those
+    KeepPeak,   ///< correct what lies below reference white, and leave what is brighter
+};
+
 /// What is known of a clip once its first frame is decoded.
 struct ClipInfo {
     int width = 0;
@@ -68,6 +77,8 @@ struct ClipInfo {
     bool rateIsExact = false;       ///< all frames are known to be 1/frameRate apart
     std::optional<FrameCount> frameCount;
     AVRational sampleAspectRatio{0, 1}; ///< 0/1 where unknown
+    /// What the decoder says, and where it says nothing the container.
+    AVFieldOrder fieldOrder = AV_FIELD_UNKNOWN;
     double rotation = 0.0;  ///< degrees counterclockwise by which players turn the picture
     std::string formatName; ///< of the container, as FFmpeg names it
     std::string codecName;
@@ -77,6 +88,11 @@ struct ClipInfo {
         const AVRational& aspect = sampleAspectRatio;
         return aspect.num > 0 && aspect.den > 0 ? av_q2d(aspect) : 1.0;
     }
+
+    /// The signal of reference white, 0 to 1, where only what is darker is corrected; 0: all is.
+    double referenceWhite = 0.0;
+
+    bool hasFields() const { return fieldOrder > AV_FIELD_PROGRESSIVE; }
 
     /// By which players turn the picture, counterclockwise, 0 to 3.
     int quarterTurns() const {

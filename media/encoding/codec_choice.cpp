@@ -209,6 +209,12 @@ Material materialOf(AVCodecID codec) {
                                                                           : Material::Delivery;
 }
 
+bool canCodeFields(const AVCodec& codec) {
+    constexpr std::array<std::string_view, 6> kEncoders{"libx264", "mpeg2video", "mpeg4",
+                                                        "libxvid", "prores_ks",  "dnxhd"};
+    return std::ranges::find(kEncoders, codec.name) != kEncoders.end();
+}
+
 const AVCodec& chooseCodec(const SourceVideo& source, const AVOutputFormat& container,
                            const std::string& url, const std::string& output,
                            const EncoderOptions& wanted) {

@@ -15,6 +15,9 @@ enum class Material : std::uint8_t {
 
 Material materialOf(AVCodecID codec);
 
+/// Whether the encoder can code the two fields of a picture apart.
+bool canCodeFields(const AVCodec& codec);
+
 /// The encoder for the source, the container and what is wanted. Throws MediaError where there is
 /// none, with what to change.
 const AVCodec& chooseCodec(const SourceVideo& source, const AVOutputFormat& container,

@@ -77,7 +77,7 @@ std::vector<EncoderSettings> dnxSettings(const ClipInfo& info, const AVCodecPara
     constexpr double kUsual = 185.0;
     std::vector<EncoderSettings> settings;
     const bool isDnxhd = isOf(AV_CODEC_ID_DNXHD, source) && source.profile == FF_PROFILE_DNXHD;
-    const bool fields = source.field_order > AV_FIELD_PROGRESSIVE && info.height == 1080;
+    const bool fields = info.hasFields() && info.height == 1080;
     if (isDnxhd || fields) {
         const double near =
             isDnxhd && source.bit_rate > 0 ? static_cast<double>(source.bit_rate) / 1e6 : kUsual;

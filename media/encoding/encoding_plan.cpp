@@ -38,6 +38,7 @@ EncodingPlan planEncoding(const SourceVideo& source, const AVOutputFormat& conta
         settingsFor(*plan.codec, source.info, source.parameters, plan.pixelFormat, wanted.options);
     plan.isLossless = materialOf(plan.codec->id) == Material::Lossless ||
                       plan.settings.front().rate == "lossless";
+    plan.asFields = source.info.hasFields() && canCodeFields(*plan.codec);
     plan.tag = tagFor(source, container, plan.codec->id);
     plan.losses = lossesOf(source, plan, container, wanted);
     return plan;

@@ -29,6 +29,7 @@ struct EncoderOptions {
 struct SourceVideo {
     const ClipInfo& info;
     const AVCodecParameters& parameters;
+    const AVFrame& first; ///< what is said of the first frame; it need not have pixels
 };
 
 /// With what a clip's video is encoded.
@@ -37,6 +38,7 @@ struct EncodingPlan {
     AVPixelFormat pixelFormat = AV_PIX_FMT_NONE;
     std::vector<EncoderSettings> settings; ///< the first that the encoder accepts; never empty
     std::uint32_t tag = 0;                 ///< by which the container knows the codec; 0: its own
+    bool asFields = false;                 ///< the encoder is to keep the fields apart
     bool isLossless = false;               ///< whether every sample comes back as it was encoded
     std::vector<std::string> losses;       ///< what the output cannot keep, as sentences' ends
 };

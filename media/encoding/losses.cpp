@@ -85,6 +85,11 @@ std::vector<std::string> lossesOfFormat(AVPixelFormat from, AVPixelFormat to) {
     return losses;
 }
 
+std::string fieldsLoss(AVCodecID codec) {
+    return std::string("fields are coded together, as ") + avcodec_get_name(codec) +
+           " is encoded in frames";
+}
+
 std::vector<std::string> lossesOf(const SourceVideo& source, const EncodingPlan& plan,
                                   const AVOutputFormat& container, const EncoderOptions& wanted) {
     std::vector<std::string> losses;
@@ -96,6 +101,11 @@ std::vector<std::string> lossesOf(const SourceVideo& source, const EncodingPlan&
         losses.push_back(change + " in the format " + container.name + ", lossless becomes lossy");
     } else if (!byName && plan.codec->id != from && !plan.isLossless) {
         losses.push_back(change + " in the format " + container.name);
+    }
+    const bool keepsRows =
+        plan.asFields || plan.isLossless || plan.codec->id == AV_CODEC_ID_DVVIDEO;
+    if (source.info.hasFields() && !keepsRows) {
+        losses.push_back(fieldsLoss(plan.codec->id));
     }
     if (wanted.pixelFormat.empty()) {
         for (std::string& loss : lossesOfFormat(source.info.pixelFormat, plan.pixelFormat)) {

@@ -11,6 +11,9 @@ namespace tintwell::media {
 /// sample can come back as it was.
 std::vector<std::string> lossesOfFormat(AVPixelFormat from, AVPixelFormat to);
 
+/// Of a picture of two fields in a codec that keeps them together.
+std::string fieldsLoss(AVCodecID codec);
+
 /// What the output cannot keep of the source: the pixels' losses, "lossless becomes lossy", another
 /// codec, fields. What was asked for by name is not told.
 std::vector<std::string> lossesOf(const SourceVideo& source, const EncodingPlan& plan,

@@ -21,6 +21,7 @@ struct InputOptions {
     NamedValues others = {};               ///< of the demuxer, as FFmpeg names them
     std::int64_t maxPixels = kUsualPixels; ///< of a picture; at most kMaximumPixels
     bool allowNetwork = false; ///< addresses, and files that are not beside the input or below
+    HdrHandling hdr = HdrHandling::Refuse;
     std::shared_ptr<InputFiles> files = {};          ///< where to note what is read; may be null
     std::shared_ptr<Interruption> interruption = {}; ///< may be null
 };
@@ -31,7 +32,7 @@ struct InputFile {
     InputPtr container;
     AVStream* video = nullptr;
     std::int64_t maxPixels = kUsualPixels; ///< of a picture
-    std::optional<ImageFiles> images;      ///< of an image sequence: to be read, not the container
+    std::optional<ImageFiles> images; ///< of an image sequence: to be read, not the container
     std::vector<std::string> warnings;
 };
 

@@ -60,6 +60,13 @@ const AVCodec* findDecoder(const AVStream& stream) {
     return codec != nullptr ? codec : avcodec_find_decoder(id);
 }
 
+/// Samples without compression, and most of lossless video, do not say whether they are fields.
+bool saysNothingOfFields(AVCodecID codec) {
+    const AVCodecDescriptor* descriptor = avcodec_descriptor_get(codec);
+    constexpr int kBoth = AV_CODEC_PROP_LOSSY | AV_CODEC_PROP_LOSSLESS;
+    return descriptor != nullptr && (descriptor->props & kBoth) == AV_CODEC_PROP_LOSSLESS;
+}
+
 } // namespace
 
 VideoDecoder::VideoDecoder(const std::string& input, const AVStream& stream,
@@ -75,6 +82,8 @@ VideoDecoder::VideoDecoder(const std::string& input, const AVStream& stream,
     if (!context_ || avcodec_parameters_to_context(context_.get(), &parameters) < 0) {
         throw std::bad_alloc();
     }
+    containersFields_ =
+        saysNothingOfFields(parameters.codec_id) ? parameters.field_order : AV_FIELD_UNKNOWN;
     context_->pkt_timebase = stream.time_base;
     context_->thread_count = decoderThreads(parameters);
     context_->max_pixels = maxPixels;
@@ -94,6 +103,7 @@ FramePtr VideoDecoder::receive() {
             if (frame->decode_error_flags != 0 || (frame->flags & AV_FRAME_FLAG_CORRUPT) != 0) {
                 ++damaged_;
             }
+            markFields(*frame);
             return frame;
         }
         if (code == AVERROR(ENOMEM)) {
@@ -107,6 +117,15 @@ FramePtr VideoDecoder::receive() {
             return nullptr;
         }
         ++damaged_;
+    }
+}
+
+/// So that rows share chroma within their field.
+void VideoDecoder::markFields(AVFrame& frame) const {
+    if (containersFields_ > AV_FIELD_PROGRESSIVE && frame.interlaced_frame == 0) {
+        frame.interlaced_frame = 1;
+        frame.top_field_first =
+            containersFields_ == AV_FIELD_TT || containersFields_ == AV_FIELD_BT ? 1 : 0;
     }
 }
 

@@ -35,7 +35,11 @@ public:
     void forgetDamage() { damaged_ = 0; }
 
 private:
+    void markFields(AVFrame& frame) const;
+
     CodecContextPtr context_;
+    AVFieldOrder containersFields_ =
+        AV_FIELD_UNKNOWN; ///< of pictures that do not say it themselves
     bool ended_ = false;
     int failuresInARow_ = 0;
     std::int64_t damaged_ = 0;

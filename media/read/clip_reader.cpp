@@ -3,8 +3,10 @@
 #include "media/media_error.h"
 #include "media/read/clip_description.h"
 #include "media/read/clip_warnings.h"
+#include "media/read/high_dynamic_range.h"
 
 #include <cstddef>
+#include <new>
 #include <ranges>
 #include <utility>
 
@@ -20,6 +22,10 @@ ClipReader::ClipReader(const std::string& input, const ReaderOptions& options)
     : name_(inputName(input)), gate_(options.frames),
       streams_(name_, openInput(input, options.input), options.copyOtherStreams),
       info_(describeClip(streams_.file(), *streams_.frame())) {
+    handleHighDynamicRange(name_, options.input.hdr, info_);
+    if (av_frame_copy_props(firstProperties_.get(), streams_.frame().get()) < 0) {
+        throw std::bad_alloc();
+    }
     if (!gate_.cuts()) {
         const std::int64_t start = container().start_time;
         streams_.copied().setStart({start != AV_NOPTS_VALUE ? start : 0, {1, AV_TIME_BASE}});

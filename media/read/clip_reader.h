@@ -47,6 +47,9 @@ public:
 
     const AVStream& video() const { return *streams_.file().video; }
 
+    /// What is said of the clip's first frame, without its pixels.
+    const AVFrame& firstProperties() const { return *firstProperties_; }
+
     /// From now on only packets of these streams are delivered. Before the first read.
     void keepStreams(const std::vector<int>& indices) { streams_.keepOnly(indices); }
 
@@ -93,6 +96,7 @@ private:
     SpanGate gate_;
     ClipStreams streams_;
     ClipInfo info_;
+    FramePtr firstProperties_ = makeFrame();
     MissingFrames missing_;
     std::vector<std::int64_t> missingImages_; ///< of a sequence
     std::int64_t nextIndex_ = 0; ///< of the frame that is delivered or passed over next

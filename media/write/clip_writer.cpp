@@ -5,6 +5,7 @@
 #include "media/ffmpeg_log.h"
 #include "media/media_error.h"
 #include "media/write/container_traits.h"
+#include "media/write/picture_side_data.h"
 #include "media/write/stream_copy.h"
 
 #include <algorithm>
@@ -49,7 +50,8 @@ ClipWriter::ClipWriter(const std::string& output, const std::string& input,
     findContainer(options.format);
     checkSingleImage(source.info(), span);
     checkFrameRate(source.info());
-    const SourceVideo video{source.info(), *source.video().codecpar};
+    const SourceVideo video{source.info(), *source.video().codecpar, source.firstProperties()};
+    noteSideData(video.first, sideData_);
     const EncodingPlan plan =
         planEncoding(video, *output_->oformat, output, name_, options.encoder);
     if (plan.tag != 0) {
@@ -153,6 +155,7 @@ void ClipWriter::addStreams(const ClipReader& source) {
                                (stream.disposition & AV_DISPOSITION_ATTACHED_PIC) == 0;
         if (stream.index == source.video().index) {
             addVideo(stream);
+            copyLight(source.firstProperties(), *video_);
         } else if (isChapterText(stream)) {
             continue; // the chapters are taken over as such
         } else if (canAttachPicture(*output_->oformat, stream)) {
@@ -192,6 +195,12 @@ std::vector<int> ClipWriter::copiedStreams() const {
 std::vector<std::string> ClipWriter::warnings() const {
     std::vector<std::string> warnings = encoder_->warnings();
     warnings.insert(warnings.end(), warnings_.begin(), warnings_.end());
+    for (const AVFrameSideDataType kind : sideData_) {
+        if (!carries(kind, *encoder_->context().codec, *output_->oformat)) {
+            warnings.push_back(name_ + ": what goes with the pictures is left out: " +
+                               av_frame_side_data_name(kind));
+        }
+    }
     if (damagedPackets_ > 0) {
         warnings.push_back(name_ + ": " + std::to_string(damagedPackets_) +
                            (damagedPackets_ == 1 ? " packet" : " packets") +
@@ -243,6 +252,7 @@ void ClipWriter::writeFrame(const AVFrame& picture) {
     lastNumber_ = nextNumber_;
     ++frames_;
     numbers_.push_back(nextNumber_++);
+    noteSideData(picture, sideData_);
     encoder_->send(&picture, picture.pkt_duration);
     if (check_) {
         check_->note(picture, encoder_->secondsSent());

@@ -12,6 +12,7 @@
 #include <exception>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -121,6 +122,7 @@ private:
     std::int64_t frames_ = 0;
     std::int64_t videoBytes_ = 0;
     std::int64_t videoPackets_ = 0;
+    std::set<AVFrameSideDataType> sideData_; ///< kinds that go with the pictures
     std::optional<WrittenCheck> check_;
     std::int64_t firstNumber_ = 0; ///< of the images that were written, as the next
     std::int64_t lastNumber_ = 0;

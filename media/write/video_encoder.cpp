@@ -1,8 +1,10 @@
 #include "media/write/video_encoder.h"
 
+#include "media/encoding/losses.h"
 #include "media/ffmpeg_log.h"
 #include "media/media_error.h"
 #include "media/write/container_traits.h"
+#include "media/write/picture_side_data.h"
 
 #include <algorithm>
 #include <array>
@@ -30,7 +32,7 @@ constexpr double kCoarseTimeBase = 1e-4;
 VideoEncoder::VideoEncoder(const SourceVideo& source, const AVOutputFormat& container,
                            const std::string& output, const EncodingPlan& plan,
                            const NamedValues& options)
-    : output_(output), source_(source.info) {
+    : output_(output), source_(source.info), light_(lightParameters(source.first, *plan.codec)) {
     const OutputColor color = outputColor(source_.pixelFormat, source_.tags, plan.pixelFormat,
                                           source_.width, source_.height);
     pictureFormat_ = {source_.width, source_.height, plan.pixelFormat, color.encoding};
@@ -38,14 +40,10 @@ VideoEncoder::VideoEncoder(const SourceVideo& source, const AVOutputFormat& cont
     for (const std::string& loss : plan.losses) {
         warnings_.push_back(output_ + ": " + loss);
     }
-    int code = 0;
-    for (const EncoderSettings& settings : plan.settings) {
-        makeContext(plan, container, source.parameters.field_order);
-        code = open(*plan.codec, settings, options);
-        if (code >= 0) {
-            rate_ = settings.rate;
-            break;
-        }
+    int code = openFirst(plan, container, options, plan.asFields);
+    if (code < 0 && plan.asFields) {
+        code = openFirst(plan, container, options, false);
+        warnings_.push_back(output_ + ": " + fieldsLoss(plan.codec->id) + " with these settings");
     }
     if (code < 0) {
         throw MediaError(output_ + ": the encoder " + plan.codec->name +
@@ -56,14 +54,29 @@ VideoEncoder::VideoEncoder(const SourceVideo& source, const AVOutputFormat& cont
     }
 }
 
+/// With the first settings that the encoder accepts; otherwise an error of FFmpeg's.
+int VideoEncoder::openFirst(const EncodingPlan& plan, const AVOutputFormat& container,
+                            const NamedValues& options, bool asFields) {
+    int code = 0;
+    for (const EncoderSettings& settings : plan.settings) {
+        makeContext(plan, container, asFields);
+        code = open(*plan.codec, settings, options);
+        if (code >= 0) {
+            rate_ = settings.rate;
+            break;
+        }
+    }
+    return code;
+}
+
 void VideoEncoder::makeContext(const EncodingPlan& plan, const AVOutputFormat& container,
-                               AVFieldOrder fieldOrder) {
+                               bool asFields) {
     context_.reset(avcodec_alloc_context3(plan.codec));
     if (!context_) {
         throw std::bad_alloc();
     }
     chooseTimeBase(*plan.codec, container);
-    describePictures(fieldOrder);
+    describePictures(asFields);
     context_->codec_tag = plan.tag;
     if ((container.flags & AVFMT_GLOBALHEADER) != 0) {
         context_->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
@@ -93,7 +106,7 @@ void VideoEncoder::chooseTimeBase(const AVCodec& codec, const AVOutputFormat& co
                               : av_mul_q(av_inv_q(rate), {1, static_cast<int>(ticksPerFrame_)});
 }
 
-void VideoEncoder::describePictures(AVFieldOrder fieldOrder) {
+void VideoEncoder::describePictures(bool asFields) {
     context_->width = pictureFormat_.width;
     context_->height = pictureFormat_.height;
     context_->pix_fmt = pictureFormat_.pixelFormat;
@@ -104,8 +117,8 @@ void VideoEncoder::describePictures(AVFieldOrder fieldOrder) {
     context_->color_primaries = tags_.primaries;
     context_->color_trc = tags_.transfer;
     context_->chroma_sample_location = tags_.chromaLocation;
-    if (fieldOrder > AV_FIELD_PROGRESSIVE) {
-        context_->field_order = fieldOrder;
+    context_->field_order = source_.fieldOrder;
+    if (asFields) {
         context_->flags |= AV_CODEC_FLAG_INTERLACED_DCT | AV_CODEC_FLAG_INTERLACED_ME;
     }
 }
@@ -123,6 +136,9 @@ void VideoEncoder::limitMemory(const AVCodec& codec, Dictionary& settings) const
         // Such a frame is kept with all its chroma and once more at half size in four phases.
         const std::int64_t frames = kLookaheadBytes / (pictureBytes + lumaBytes);
         settings.set("rc-lookahead", std::to_string(std::clamp<std::int64_t>(frames, 3, 40)));
+        if (!light_.empty()) {
+            settings.set("x264-params", light_);
+        }
         const std::int64_t threads = std::max<std::int64_t>(1, kThreadBytes / pictureBytes);
         if (threads == 1) {
             settings.set("thread_type", "slice"); // the threads share one picture
@@ -132,7 +148,7 @@ void VideoEncoder::limitMemory(const AVCodec& codec, Dictionary& settings) const
         }
     } else if (std::string_view(codec.name) == "libx265") {
         // Its log does not go through FFmpeg's.
-        settings.set("x265-params", "log-level=error");
+        settings.set("x265-params", "log-level=error" + (light_.empty() ? "" : ":" + light_));
     }
 }
 

@@ -46,10 +46,11 @@ public:
     PacketPtr receive();
 
 private:
-    void makeContext(const EncodingPlan& plan, const AVOutputFormat& container,
-                     AVFieldOrder fieldOrder);
+    int openFirst(const EncodingPlan& plan, const AVOutputFormat& container,
+                  const NamedValues& options, bool asFields);
+    void makeContext(const EncodingPlan& plan, const AVOutputFormat& container, bool asFields);
     void chooseTimeBase(const AVCodec& codec, const AVOutputFormat& container);
-    void describePictures(AVFieldOrder fieldOrder);
+    void describePictures(bool asFields);
     void limitMemory(const AVCodec& codec, Dictionary& settings) const;
     int open(const AVCodec& codec, const EncoderSettings& settings, const NamedValues& options);
     std::int64_t nextTime(const AVFrame& picture) const;
@@ -62,6 +63,7 @@ private:
     NamedValues leftOptions_;
     std::vector<std::string> warnings_;
     std::string rate_;
+    std::string light_;                      ///< among the encoder's parameters
     std::int64_t ticksPerFrame_ = 0;         ///< 0: any number, the time base is the source's
     std::int64_t firstPts_ = AV_NOPTS_VALUE; ///< in the source's time base
     std::int64_t firstTime_ = 0;             ///< in the context's time base, as the next

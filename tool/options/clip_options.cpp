@@ -84,6 +84,17 @@ void addReadingOptions(CLI::App& app, ClipOptions& options) {
                  "Let the input be an address or, as a playlist, name addresses and files that are "
                  "not beside it")
         ->group(kGroup);
+    using Hdr = media::HdrHandling;
+    addChoiceOption<Hdr>(
+        app, "--hdr",
+        {{"refuse", Hdr::Refuse}, {"keep-peak", Hdr::KeepPeak}, {"treat-as-sdr", Hdr::TreatAsSdr}},
+        options.hdr,
+        "What becomes of high dynamic range (PQ, HLG): keep-peak corrects what lies below "
+        "reference "
+        "white and lifts nothing above the brightest of its frame, treat-as-sdr corrects the "
+        "signal "
+        "as if it were not; refused if not given")
+        ->group(kGroup);
     using Depth = std::optional<host::SampleDepth>;
     addChoiceOption<Depth>(
         app, "--depth",
@@ -105,8 +116,8 @@ media::NamedValues namedValues(const std::vector<KeyValue>& options) {
 
 media::InputOptions inputOptions(const ClipOptions& options) {
     return {options.inputFormat, options.frameRate,    namedValues(options.inputOptions),
-            options.maxPixels,   options.allowNetwork, options.files,
-            options.interruption};
+            options.maxPixels,   options.allowNetwork, options.hdr,
+            options.files,       options.interruption};
 }
 
 std::optional<std::int64_t> totalFrames(const ClipOptions& options, const media::ClipInfo& info) {

@@ -1,5 +1,6 @@
 #include "tool/render/frame_pipeline.h"
 
+#include "media/color/highlights.h"
 #include "tool/render/render_pipeline.h"
 
 #include <algorithm>
@@ -27,6 +28,32 @@ bool takeFrom(BoundedQueue<World>& worlds, World& taken) {
     }
     return world.has_value();
 }
+
+/// Of clips whose highlights the effect does not see.
+class HighlightKeeper {
+public:
+    HighlightKeeper(const media::ClipInfo& info, host::SampleDepth depth)
+        : highlights_(info.referenceWhite), toWorld_(wholeRangeOf(info), depth),
+          whole_(info.width, info.height, depth) {}
+
+    /// Gives the output its highlights back, and the picture's whole world.
+    const host::FrameBuffer& restore(const AVFrame& source, const host::FrameBuffer& input,
+                                     host::FrameBuffer& output) {
+        toWorld_.convert(source, whole_);
+        highlights_.restore(whole_, input, output);
+        return whole_;
+    }
+
+private:
+    static media::ClipInfo wholeRangeOf(media::ClipInfo info) {
+        info.referenceWhite = 0.0;
+        return info;
+    }
+
+    media::Highlights highlights_;
+    media::ClipToWorld toWorld_;
+    host::FrameBuffer whole_;
+};
 
 } // namespace
 
@@ -225,13 +252,19 @@ void FramePipeline::renew(std::int32_t frame) {
 void FramePipeline::convertOut() {
     const media::PictureFormat& format = parts_.writer.pictureFormat();
     media::WorldToFrame converter(depth_, format);
+    std::optional<HighlightKeeper> highlights;
+    if (parts_.reader.info().referenceWhite > 0.0) {
+        highlights.emplace(parts_.reader.info(), depth_);
+    }
     passOn(corrected_, ready_, [&](Job& job) {
         job.result = pictures_.take();
         media::copyProperties(*job.source, *job.result);
-        const media::Original original{*job.source, *job.input};
+        change_.addSampled(*job.input, *job.output);
+        const media::Original original{
+            *job.source,
+            highlights ? highlights->restore(*job.source, *job.input, *job.output) : *job.input};
         converter.convert(*job.output, *job.result,
                           job.sourceFormat == format ? &original : nullptr);
-        change_.addSampled(*job.input, *job.output);
         job.source.reset();
         return inputWorlds_.push(std::move(job.input)) && outputWorlds_.push(std::move(job.output));
     });

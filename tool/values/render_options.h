@@ -34,6 +34,7 @@ struct ClipOptions {
     std::string frameRate;   ///< rate of an image sequence or raw stream; empty: as stored
     std::vector<KeyValue> inputOptions;
     bool allowNetwork = false;
+    media::HdrHandling hdr = media::HdrHandling::Refuse;
     std::int64_t maxPixels = media::kUsualPixels; ///< of a picture that is unpacked
 
     // Of all that reads the clip together; null where nothing else has to know.
