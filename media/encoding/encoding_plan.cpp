@@ -4,6 +4,7 @@
 #include "media/encoding/container_video.h"
 #include "media/encoding/format_choice.h"
 #include "media/encoding/losses.h"
+#include "media/media_error.h"
 
 #include <string_view>
 
@@ -26,6 +27,16 @@ std::uint32_t tagFor(const SourceVideo& source, const AVOutputFormat& container,
     return 0;
 }
 
+/// The effect knows levels from 0 to 1 only. In a file that is expected to hold more, their absence
+/// would not be noticed.
+void refuseFloats(const SourceVideo& source, AVPixelFormat format, const std::string& output) {
+    if (isFloat(source.info.pixelFormat) && isFloat(format)) {
+        throw MediaError(output + ": the input is floating point, of which the correction would "
+                                  "cut off what lies outside of 0 to 1; write it with integers, as "
+                                  ".dpx, .tif or .png, if that is meant");
+    }
+}
+
 } // namespace
 
 EncodingPlan planEncoding(const SourceVideo& source, const AVOutputFormat& container,
@@ -34,6 +45,7 @@ EncodingPlan planEncoding(const SourceVideo& source, const AVOutputFormat& conta
     EncodingPlan plan;
     plan.codec = &chooseCodec(source, container, url, output, wanted);
     plan.pixelFormat = choosePixelFormat(source.info, *plan.codec, container, output, wanted);
+    refuseFloats(source, plan.pixelFormat, output);
     plan.settings =
         settingsFor(*plan.codec, source.info, source.parameters, plan.pixelFormat, wanted.options);
     plan.isLossless = materialOf(plan.codec->id) == Material::Lossless ||

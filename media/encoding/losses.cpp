@@ -22,10 +22,6 @@ std::string samplingName(const PixelFormatTraits& traits) {
     return columns == 0 ? "4:4:0" : columns == 1 ? "4:2:0" : "4:1:0";
 }
 
-bool isFloat(AVPixelFormat format) {
-    return (av_pix_fmt_desc_get(format)->flags & AV_PIX_FMT_FLAG_FLOAT) != 0;
-}
-
 /// The least of the components: bit fields (rgb8, rgb565) give them different numbers.
 int leastDepth(AVPixelFormat format) {
     const AVPixFmtDescriptor& description = *av_pix_fmt_desc_get(format);
@@ -54,6 +50,10 @@ bool isRarelyPlayed(const SourceVideo& source, const EncodingPlan& plan) {
 }
 
 } // namespace
+
+bool isFloat(AVPixelFormat format) {
+    return (av_pix_fmt_desc_get(format)->flags & AV_PIX_FMT_FLAG_FLOAT) != 0;
+}
 
 std::vector<std::string> lossesOfFormat(AVPixelFormat from, AVPixelFormat to) {
     const PixelFormatTraits source = traitsOf(from);

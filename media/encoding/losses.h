@@ -7,6 +7,9 @@
 
 namespace tintwell::media {
 
+/// Whether the samples can lie outside of 0 to 1.
+bool isFloat(AVPixelFormat format);
+
 /// What pixels lose on their way from one format to another: "10 bits become 8". Empty where every
 /// sample can come back as it was.
 std::vector<std::string> lossesOfFormat(AVPixelFormat from, AVPixelFormat to);

@@ -152,6 +152,10 @@ TEST_F(EncodingTest, HighDynamicRangeIsRefusedOrKeepsItsPeak) {
 TEST_F(EncodingTest, WhatCannotBeIsRefusedWithAWayOn) {
     ffmpeg("-i clip.y4m -vf crop=61:47:exact=1 -c:v libvpx-vp9 odd.webm");
     expectRefusal({"render", "odd.webm", "o.mp4", "--for", "web"}, 1, {"61x47", ".webm"});
+    ffmpeg("-i clip.y4m -frames:v 2 -pix_fmt gbrpf32le a%d.exr");
+    expectRefusal({"render", "a%d.exr", "o%d.exr"}, 1, {"floating point", ".dpx"});
+    const Outcome integers = run({"render", "a%d.exr", "o%d.png", "--quiet"});
+    EXPECT_NE(integers.err.find("outside of 0 to 1"), std::string::npos) << integers.err;
     expectRefusal({"render", "clip.y4m", "o.mp4", "--for", "archive"}, 1, {"end in .mkv"});
     expectRefusal({"render", "clip.y4m", "o.mkv", "--for", "edit", "--video-codec", "ffv1"}, 2,
                   {"--for"});
