@@ -71,7 +71,7 @@ bool holdsAlpha(const AVOutputFormat& container, AVCodecID codec) {
 AVCodecID usualVideoCodec(const AVOutputFormat& container, const std::string& url) {
     const std::string_view name = container.name;
     // These date from before H.264 and still say so.
-    if (name == "avi" || name == "mpegts" || name == "flv") {
+    if (name == "avi" || name == "mpegts" || name == "flv" || name == "3gp" || name == "3g2") {
         return AV_CODEC_ID_H264;
     }
     // What goes into this container is on its way to another program.

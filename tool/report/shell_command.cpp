@@ -82,6 +82,10 @@ void addClip(const ClipOptions& clip, std::vector<std::string>& words) {
     if (clip.maxPixels != media::kUsualPixels) {
         words.insert(words.end(), {"--max-pixels", std::to_string(clip.maxPixels)});
     }
+    if (clip.hdr != media::HdrHandling::Refuse) {
+        const bool keepsPeak = clip.hdr == media::HdrHandling::KeepPeak;
+        words.insert(words.end(), {"--hdr", keepsPeak ? "keep-peak" : "treat-as-sdr"});
+    }
     if (!clip.frameRate.empty()) {
         words.insert(words.end(), {"--frame-rate", clip.frameRate});
     }

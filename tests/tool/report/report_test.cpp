@@ -98,13 +98,15 @@ TEST(ShellCommand, RepeatsWhatWasAskedFor) {
     clip.frameRate = "30000/1001";
     clip.frames = media::FrameSpan(3, 7);
     clip.depth = host::SampleDepth::Bits16;
+    clip.hdr = media::HdrHandling::KeepPeak;
     clip.highQuality = false;
     effect.controlsFile = "c d.json";
     effect.values = {{host::Control::TemporalSmoothing, 0.1}, {host::Control::SceneDetect, 0.0}};
     EXPECT_EQ(commandLine(clip, effect),
               "tintwell render clip.bin corrected-clip.bin.mkv --controls 'c d.json' "
               "--temporal-smoothing 0.1 --no-scene-detect --frames 3-7 --input-format rawvideo "
-              "--input-option video_size=64x48 --frame-rate 30000/1001 --depth 16 --quality draft");
+              "--input-option video_size=64x48 --hdr keep-peak --frame-rate 30000/1001 --depth 16 "
+              "--quality draft");
 }
 
 /// One file must not become a sequence, as which its name could be read, nor a sequence one file.
