@@ -4,6 +4,7 @@
 #include "media/read/clip_description.h"
 #include "media/read/clip_warnings.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <ranges>
 #include <utility>
@@ -21,8 +22,10 @@ ClipReader::ClipReader(const std::string& input, const ReaderOptions& options)
       streams_(name_, openInput(input, options.input), options.copyOtherStreams),
       info_(describeClip(streams_.file(), *streams_.frame())) {
     if (!gate_.cuts()) {
+        // What lies before 0 is what a codec needs before its first sample.
         const std::int64_t start = container().start_time;
-        streams_.copied().setStart({start != AV_NOPTS_VALUE ? start : 0, {1, AV_TIME_BASE}});
+        streams_.copied().setStart(
+            {start != AV_NOPTS_VALUE ? std::max<std::int64_t>(0, start) : 0, {1, AV_TIME_BASE}});
     }
     if (info_.frameCount && info_.frameCount->exact) {
         gate_.check(name_, info_.frameCount->frames);
@@ -86,6 +89,7 @@ ReadItem ClipReader::takeFrame() {
     if (!streams_.copied().start()) {
         streams_.copied().dropBefore(time);
         streams_.copied().setStart(time);
+        streams_.copied().setLength({gate_.count(), av_inv_q(info_.frameRate)});
     }
     ReadItem item;
     // Of a span, only what lies before this frame is sure to lie before the span's end too.

@@ -20,6 +20,9 @@ public:
     /// Whether some frames of the clip are left out.
     bool cuts() const { return span_.has_value(); }
 
+    /// Of the span's frames; there must be one.
+    std::int64_t count() const { return span_->count(); }
+
     /// Up to so many frames behind the span are passed over.
     void passBehind(std::int64_t frames) { framesBehind_ = frames; }
 

@@ -2,8 +2,8 @@
 
 #include "media/ffmpeg_log.h"
 #include "media/media_error.h"
+#include "media/streams/stream_copy.h"
 #include "media/write/container_traits.h"
-#include "media/write/stream_copy.h"
 
 #include <algorithm>
 #include <string_view>
@@ -57,7 +57,7 @@ ClipWriter::ClipWriter(const std::string& output, const std::string& input,
     }
     copyMetadata(source.container(), *output_);
     checkOptions();
-    addStreams(source);
+    addStreams(source, options.streams);
 }
 
 void ClipWriter::findContainer(const std::string& format) {
@@ -76,6 +76,8 @@ void ClipWriter::findContainer(const std::string& format) {
     }
     output_.reset(context);
     context->opaque = this;
+    // Such as FLAC in MP4, which browsers have played for years.
+    context->strict_std_compliance = FF_COMPLIANCE_EXPERIMENTAL;
     context->io_open = openFile;
     context->io_close2 = closeFile;
     const std::string_view muxer = context->oformat->name;
@@ -125,24 +127,34 @@ void ClipWriter::checkOptions() const {
     }
 }
 
-void ClipWriter::addStreams(const ClipReader& source) {
+void ClipWriter::addStreams(const ClipReader& source, const StreamWishes& wishes) {
+    using Fate = PlannedStream::Fate;
     const AVFormatContext& container = source.container();
-    for (unsigned i = 0; i < container.nb_streams; ++i) {
-        const AVStream& stream = *container.streams[i];
-        const bool moreVideo = stream.codecpar->codec_type == AVMEDIA_TYPE_VIDEO &&
-                               (stream.disposition & AV_DISPOSITION_ATTACHED_PIC) == 0;
-        if (stream.index == source.video().index) {
+    carried_.emplace(*output_, name_);
+    for (const PlannedStream& planned :
+         planStreams(container, source.video(), *output_->oformat, wishes, name_)) {
+        const AVStream& stream = *container.streams[planned.index];
+        note(planned, container);
+        if (planned.fate == Fate::Correct) {
             addVideo(stream);
-        } else if (isChapterText(stream)) {
-            continue; // the chapters are taken over as such
-        } else if (canAttachPicture(*output_->oformat, stream)) {
+        } else if (planned.fate == Fate::Attach) {
             attachPicture(*output_, stream);
-        } else if (!moreVideo && canHold(*output_->oformat, stream)) {
-            copied_.push_back({stream.index, stream.time_base, &addCopiedStream(*output_, stream)});
-        } else {
-            warnings_.push_back(name_ + ": the source's " + describeStream(stream) +
-                                " is left out");
+        } else if (planned.fate == Fate::Copy || planned.fate == Fate::Convert) {
+            carried_->add(stream, source.video(), planned);
         }
+    }
+}
+
+void ClipWriter::note(const PlannedStream& planned, const AVFormatContext& source) {
+    const AVCodecParameters& parameters = *source.streams[planned.index]->codecpar;
+    const char* kind = av_get_media_type_string(parameters.codec_type);
+    fates_.push_back({planned.index, kind != nullptr ? kind : "unknown",
+                      avcodec_get_name(parameters.codec_id), nameOf(planned.fate),
+                      planned.encoder != nullptr ? avcodec_get_name(planned.encoder->id) : "",
+                      planned.reason});
+    const std::string sentence = tell(planned, source);
+    if (!sentence.empty()) {
+        (planned.loses ? warnings_ : notes_).push_back(name_ + ": " + sentence);
     }
 }
 
@@ -163,18 +175,14 @@ void ClipWriter::addVideo(const AVStream& source) {
     }
 }
 
-std::vector<int> ClipWriter::copiedStreams() const {
-    std::vector<int> indices;
-    std::ranges::transform(copied_, std::back_inserter(indices), &CopiedStream::sourceIndex);
-    return indices;
-}
-
 std::vector<std::string> ClipWriter::warnings() const {
     std::vector<std::string> warnings = encoder_->warnings();
     warnings.insert(warnings.end(), warnings_.begin(), warnings_.end());
-    if (damagedPackets_ > 0) {
-        warnings.push_back(name_ + ": " + std::to_string(damagedPackets_) +
-                           (damagedPackets_ == 1 ? " packet" : " packets") +
+    const std::vector<std::string>& more = carried_->warnings();
+    warnings.insert(warnings.end(), more.begin(), more.end());
+    if (const std::int64_t damaged = damagedPackets_ + carried_->damaged(); damaged > 0) {
+        warnings.push_back(name_ + ": " + std::to_string(damaged) +
+                           (damaged == 1 ? " packet" : " packets") +
                            " of the source's other streams could not be copied, as damaged ones");
     }
     return warnings;
@@ -212,6 +220,7 @@ void ClipWriter::begin(const Moment& start) {
         output_->flags |= AVFMT_FLAG_CUSTOM_IO;
     }
     check(avformat_write_header(output_.get(), settings.inOut()), "cannot be started");
+    carried_->begin();
 }
 
 void ClipWriter::writeFrame(const AVFrame& picture) {
@@ -236,31 +245,18 @@ void ClipWriter::writeMissing(const AVFrame& picture) {
 void ClipWriter::writePackets() {
     while (PacketPtr packet = encoder_->receive()) {
         av_packet_rescale_ts(packet.get(), encoder_->context().time_base, video_->time_base);
+        const std::int64_t start = ticksOf(encoder_->start(), video_->time_base);
+        packet->pts += start;
+        packet->dts += start;
         packet->stream_index = video_->index;
         write(*packet);
     }
 }
 
 void ClipWriter::writeCopied(PacketPtr packet) {
-    const auto stream =
-        std::ranges::find(copied_, packet->stream_index, &CopiedStream::sourceIndex);
-    if (stream == copied_.end()) {
-        return;
+    for (const PacketPtr& one : carried_->pass(std::move(packet))) {
+        write(*one);
     }
-    av_packet_rescale_ts(packet.get(), stream->timeBase, stream->target->time_base);
-    packet->stream_index = stream->target->index;
-    packet->pos = -1;
-    if (packet->dts == AV_NOPTS_VALUE) {
-        packet->dts = packet->pts;
-    }
-    // Containers insist on rising times, which a finer source may lose in the rounding.
-    if (stream->lastTime != AV_NOPTS_VALUE && packet->dts != AV_NOPTS_VALUE) {
-        packet->dts = std::max(packet->dts, stream->lastTime + 1);
-        packet->pts =
-            packet->pts != AV_NOPTS_VALUE ? std::max(packet->pts, packet->dts) : packet->dts;
-    }
-    stream->lastTime = packet->dts;
-    write(*packet);
 }
 
 /// A damaged packet of a copied stream may be noticed only later, on the writing of another one,
@@ -278,7 +274,7 @@ void ClipWriter::write(AVPacket& packet) {
         throw MediaError(name_ + ": cannot be written (" + errorText(code) +
                          (message.empty() ? "" : ": " + message) + ")");
     }
-    if (code == AVERROR_INVALIDDATA && !copied_.empty()) {
+    if (code == AVERROR_INVALIDDATA && !carried_->empty()) {
         ++damagedPackets_;
     } else {
         check(code, "cannot be written");
@@ -292,6 +288,9 @@ void ClipWriter::write(AVPacket& packet) {
 void ClipWriter::finish() {
     encoder_->send(nullptr, 0);
     writePackets();
+    for (const PacketPtr& packet : carried_->finish()) {
+        write(*packet);
+    }
     check(av_write_trailer(output_.get()), "cannot be completed");
     if (file_) {
         check(file_->flush(), "cannot be completed");

@@ -3,6 +3,9 @@
 #include "media/files/descriptor_io.h"
 #include "media/files/input_files.h"
 #include "media/read/clip_reader.h"
+#include "media/stream_wishes.h"
+#include "media/streams/carried_streams.h"
+#include "media/streams/stream_plan.h"
 #include "media/write/output_target.h"
 #include "media/write/video_encoder.h"
 
@@ -22,12 +25,23 @@ struct WriterOptions {
     bool overwrite = false;
     std::shared_ptr<InputFiles> inputs = {}; ///< not to be written to; null: those of the name
     std::shared_ptr<Interruption> interruption = {}; ///< may be null
+    StreamWishes streams = {};
 };
 
-/// Writes a clip whose video is encoded anew, and everything else that the container can hold as
-/// the source has it: other streams, metadata, chapters, rotation, aspect ratio, colour tags. The
-/// output appears under its name with `finish`; a writer that goes without it leaves nothing. For
-/// one thread at a time; errors are MediaErrors, and Interrupted once the interruption is set.
+/// What becomes of a stream of the source, in words for the user and for programs.
+struct StreamFate {
+    int index = 0;      ///< in the source
+    std::string kind;   ///< "audio", "subtitle" and so on
+    std::string codec;  ///< in the source
+    std::string fate;   ///< nameOf(PlannedStream::Fate)
+    std::string target; ///< the codec it is converted to; empty: none
+    std::string reason; ///< of what is not as the source has it
+};
+
+/// Writes a clip whose video is encoded anew, and everything else as the source has it, or as the
+/// container can hold it: other streams, metadata, chapters, rotation, aspect ratio, colour tags.
+/// The output appears under its name with `finish`; a writer that goes without it leaves nothing.
+/// For one thread at a time; errors are MediaErrors, and Interrupted once the interruption is set.
 class ClipWriter {
 public:
     /// Checks the target and the settings and opens the encoder; takes what it needs of the source
@@ -48,7 +62,12 @@ public:
     bool isSequence() const { return target_.isSequence(); }
 
     /// The source's streams that are to be passed to `writeCopied`.
-    std::vector<int> copiedStreams() const;
+    std::vector<int> copiedStreams() const { return carried_->indices(); }
+
+    const std::vector<StreamFate>& streams() const { return fates_; }
+
+    /// What is done to the source's streams that loses nothing worth a warning.
+    const std::vector<std::string>& notes() const { return notes_; }
 
     std::vector<std::string> warnings() const;
 
@@ -69,14 +88,6 @@ public:
     void finish();
 
 private:
-    /// A stream of the source on its way into the output.
-    struct CopiedStream {
-        int sourceIndex;
-        AVRational timeBase;
-        AVStream* target;
-        std::int64_t lastTime = AV_NOPTS_VALUE;
-    };
-
     static int openFile(AVFormatContext* container, AVIOContext** io, const char* url, int flags,
                         AVDictionary** options);
     static int closeFile(AVFormatContext* container, AVIOContext* io);
@@ -84,7 +95,8 @@ private:
     void findContainer(const std::string& format);
     void checkSingleImage(const ClipInfo& source, const std::optional<FrameSpan>& span);
     void checkFrameRate(const ClipInfo& source) const;
-    void addStreams(const ClipReader& source);
+    void addStreams(const ClipReader& source, const StreamWishes& wishes);
+    void note(const PlannedStream& planned, const AVFormatContext& source);
     void addVideo(const AVStream& source);
     void checkOptions() const;
     void writePackets();
@@ -101,7 +113,9 @@ private:
     OutputPtr output_;
     std::optional<VideoEncoder> encoder_;
     AVStream* video_ = nullptr;
-    std::vector<CopiedStream> copied_;
+    std::optional<CarriedStreams> carried_;
+    std::vector<StreamFate> fates_;
+    std::vector<std::string> notes_;
     const AVFormatContext* source_; ///< for the chapters, until `begin`
     std::optional<Moment> length_;
     std::vector<std::string> warnings_;

@@ -8,12 +8,6 @@ namespace tintwell::media {
 
 // What output containers can hold, beyond what FFmpeg itself tells of them.
 
-/// Whether a stream's packets can go into the container unchanged.
-bool canHold(const AVOutputFormat& container, const AVStream& stream);
-
-/// Whether the stream is a cover picture that the container keeps as an attached file.
-bool canAttachPicture(const AVOutputFormat& container, const AVStream& stream);
-
 /// Whether the container has a place for the rotation of the picture.
 bool canHoldRotation(const AVOutputFormat& container);
 

@@ -233,23 +233,27 @@ void VideoEncoder::open(const AVCodec& codec, const NamedValues& options) {
     }
 }
 
-/// The picture's time in the encoder's time base: later than that of the one before.
+Moment VideoEncoder::start() const {
+    return {firstPts_ == AV_NOPTS_VALUE ? 0 : firstPts_, source_.timeBase};
+}
+
+/// The picture's time in the encoder's time base, from the first one: later than that of the one
+/// before.
 std::int64_t VideoEncoder::nextTime(const AVFrame& picture) const {
     const AVRational timeBase = context_->time_base;
-    if (picture.pts == AV_NOPTS_VALUE) {
+    if (picture.pts == AV_NOPTS_VALUE || firstPts_ == AV_NOPTS_VALUE) {
         const std::int64_t frame =
             std::max<std::int64_t>(1, av_rescale_q(1, av_inv_q(source_.frameRate), timeBase));
         return lastTime_ == AV_NOPTS_VALUE ? 0 : lastTime_ + frame;
     }
-    std::int64_t time = av_rescale_q(picture.pts, source_.timeBase, timeBase);
+    const std::int64_t sinceFirst = picture.pts - firstPts_;
+    std::int64_t time = av_rescale_q(sinceFirst, source_.timeBase, timeBase);
     if (ticksPerFrame_ > 1) {
-        // The grid starts at the first frame, which need not be at time 0.
-        const std::int64_t sinceFirst = picture.pts - firstPts_;
         const std::int64_t onGrid =
             av_rescale_q(sinceFirst, source_.timeBase, av_inv_q(context_->framerate)) *
             ticksPerFrame_;
         if (std::abs(av_rescale_q(onGrid, timeBase, source_.timeBase) - sinceFirst) <= 1) {
-            time = av_rescale_q(firstPts_, source_.timeBase, timeBase) + onGrid;
+            time = onGrid;
         }
     }
     return lastTime_ == AV_NOPTS_VALUE ? time : std::max(time, lastTime_ + 1);
@@ -258,7 +262,7 @@ std::int64_t VideoEncoder::nextTime(const AVFrame& picture) const {
 void VideoEncoder::send(const AVFrame* picture, std::int64_t durationInSource) {
     FramePtr timed;
     if (picture != nullptr) {
-        if (firstPts_ == AV_NOPTS_VALUE) {
+        if (lastTime_ == AV_NOPTS_VALUE) {
             firstPts_ = picture->pts;
         }
         timed.reset(av_frame_clone(picture));

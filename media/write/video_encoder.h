@@ -3,6 +3,7 @@
 #include "media/clip_info.h"
 #include "media/color/frame_converter.h"
 #include "media/ffmpeg_objects.h"
+#include "media/moment.h"
 
 #include <cstdint>
 #include <map>
@@ -37,8 +38,12 @@ public:
     /// Takes a frame, with pts in the source's time base; null at the end.
     void send(const AVFrame* picture, std::int64_t durationInSource);
 
-    /// The next packet, in the context's time base; empty when there is none yet.
+    /// The next packet, in the context's time base and counted from the first frame; empty when
+    /// there is none yet.
     PacketPtr receive();
+
+    /// When the first frame is shown: containers tell it more finely than the frames' own clock.
+    Moment start() const;
 
 private:
     const AVCodec& chooseCodec(const AVOutputFormat& container, const std::string& url,

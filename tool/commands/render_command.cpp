@@ -9,6 +9,7 @@
 #include "tool/options/module_path.h"
 #include "tool/options/output_options.h"
 #include "tool/options/progress_option.h"
+#include "tool/options/stream_options.h"
 #include "tool/render/render_pipeline.h"
 #include "tool/terminal/messages.h"
 #include "tool/terminal/printable.h"
@@ -19,9 +20,11 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <cstdio>
 #include <iostream>
 #include <memory>
+#include <set>
 #include <unistd.h>
 
 namespace tintwell::tool {
@@ -78,6 +81,23 @@ void addReportOptions(CLI::App& app, RenderRequest& request) {
     app.add_flag("--json", request.json, "A machine-readable summary on standard output");
 }
 
+nlohmann::ordered_json streamsJson(const std::vector<media::StreamFate>& streams) {
+    nlohmann::ordered_json list = nlohmann::ordered_json::array();
+    for (const media::StreamFate& stream : streams) {
+        list.push_back({{"index", stream.index},
+                        {"kind", stream.kind},
+                        {"codec", stream.codec},
+                        {"fate", stream.fate}});
+        if (!stream.target.empty()) {
+            list.back()["converted_to"] = stream.target;
+        }
+        if (!stream.reason.empty()) {
+            list.back()["reason"] = stream.reason;
+        }
+    }
+    return list;
+}
+
 nlohmann::ordered_json planJson(const RenderRequest& request, const RenderPlan& plan) {
     return {
         {"version", 1},
@@ -93,6 +113,8 @@ nlohmann::ordered_json planJson(const RenderRequest& request, const RenderPlan& 
         {"video_codec", plan.videoCodec},
         {"color_matrix", plan.colorMatrix},
         {"color_range", plan.colorRange},
+        {"streams", streamsJson(plan.streams)},
+        {"notes", plan.notes},
         {"warnings", plan.warnings},
     };
 }
@@ -164,9 +186,17 @@ void printPlan(const RenderRequest& request, const RenderPlan& plan) {
               << "Nothing was written.\n";
 }
 
+/// What the user should know before the work begins.
+void announce(const RenderRequest& request, const RenderPlan& plan) {
+    if (!request.quiet) {
+        std::ranges::for_each(plan.notes, printNote);
+    }
+    printWarnings(plan.warnings);
+}
+
 void showPlan(const RenderRequest& request) {
     const RenderPlan plan = planRender(request.options);
-    printWarnings(plan.warnings);
+    announce(request, plan);
     if (request.json) {
         printJsonPlan(request, plan);
     } else {
@@ -203,8 +233,15 @@ void runRender(RenderRequest& request, const std::atomic<bool>& stop) {
         request.progress = ProgressStyle::None;
     }
     const std::unique_ptr<Progress> progress = makeProgress(request.progress);
-    const RenderSummary summary = renderClip(options, *progress, stop);
-    printWarnings(summary.warnings);
+    std::set<std::string> told;
+    const RenderSummary summary = renderClip(
+        options, *progress,
+        [&](const RenderPlan& plan) {
+            announce(request, plan);
+            told = {plan.warnings.begin(), plan.warnings.end()};
+        },
+        stop);
+    printWarnings(summary.warnings, told);
     if (!request.quiet) {
         printSummaryLines(summary);
     }
@@ -229,6 +266,7 @@ Command addRenderCommand(CLI::App& parent) {
     addEffectOptions(app, request->effect);
     addClipOptions(app, request->options);
     addEncoderOptions(app, request->options);
+    addStreamOptions(app, request->options.streams);
     addReportOptions(app, *request);
     app.footer("Example:\n"
                "  tintwell render holiday.mp4 corrected.mp4 --black-clip 0.5 --crf 18");

@@ -30,6 +30,7 @@ media::WriterOptions writerOptions(const RenderOptions& options) {
     writer.encoder.codec = options.videoCodec;
     writer.encoder.pixelFormat = options.pixelFormat;
     writer.encoder.options = namedValues(options.encoderOptions);
+    writer.streams = options.streams;
     writer.overwrite = options.overwrite;
     writer.inputs = options.files;
     writer.interruption = options.interruption;
@@ -71,6 +72,8 @@ RenderPlan describe(const OpenClip& clip, const RenderOptions& options) {
     plan.frameRate = av_q2d(info.frameRate);
     plan.neighbours = clip.neighbours.reach();
     plan.neighbourSource = clip.neighbours.description();
+    plan.streams = clip.writer.streams();
+    plan.notes = clip.writer.notes();
     plan.warnings = clip.reader.warnings();
     const std::vector<std::string> more = clip.writer.warnings();
     plan.warnings.insert(plan.warnings.end(), more.begin(), more.end());
@@ -78,9 +81,11 @@ RenderPlan describe(const OpenClip& clip, const RenderOptions& options) {
 }
 
 RenderSummary render(const RenderOptions& options, Progress& progress,
+                     const std::function<void(const RenderPlan&)>& announce,
                      const std::atomic<bool>& stop) {
     const auto begin = std::chrono::steady_clock::now();
     OpenClip clip(options);
+    announce(describe(clip, options));
     clip.reader.keepStreams(clip.writer.copiedStreams());
 
     host::InstanceOptions instance;
@@ -135,8 +140,9 @@ auto explained(const RenderOptions& options, Work work) {
 } // namespace
 
 RenderSummary renderClip(const RenderOptions& options, Progress& progress,
+                         const std::function<void(const RenderPlan&)>& announce,
                          const std::atomic<bool>& stop) {
-    return explained(options, [&] { return render(options, progress, stop); });
+    return explained(options, [&] { return render(options, progress, announce, stop); });
 }
 
 RenderPlan planRender(const RenderOptions& options) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "inspect/color_change.h"
+#include "media/write/clip_writer.h"
 #include "tool/terminal/progress.h"
 #include "tool/values/render_options.h"
 
@@ -30,9 +31,11 @@ struct RenderPlan {
     std::string inputCodec;
     std::string outputFormat;
     double frameRate = 0.0;
-    std::int64_t neighbours = 0;       ///< frames looked at to each side of a frame, at most
-    std::string neighbourSource;       ///< where they are taken from, in words; empty: none are
-    std::vector<std::string> warnings; ///< for example streams that are left out
+    std::int64_t neighbours = 0; ///< frames looked at to each side of a frame, at most
+    std::string neighbourSource; ///< where they are taken from, in words; empty: none are
+    std::vector<media::StreamFate> streams; ///< what becomes of the source's
+    std::vector<std::string> notes;         ///< for example streams that are converted
+    std::vector<std::string> warnings;      ///< for example streams that are left out
 };
 
 /// What was rendered, for the summary.
@@ -63,8 +66,10 @@ inline std::function<void(std::int64_t)> giveUpOn(const std::atomic<bool>& stop,
 
 /// Renders the clip: decode, convert, effect, convert, encode, each on a thread of its own with
 /// bounded queues between them. The output appears under its name only when it is complete.
-/// Throws UserError (tool/terminal/user_error.h) with a sentence for the user, or RenderStopped.
+/// `announce` is called once everything is open and before any work is done. Throws UserError
+/// (tool/terminal/user_error.h) with a sentence for the user, or RenderStopped.
 RenderSummary renderClip(const RenderOptions& options, Progress& progress,
+                         const std::function<void(const RenderPlan&)>& announce,
                          const std::atomic<bool>& stop);
 
 /// Opens everything that rendering the clip needs and tells what would be done. Writes nothing, and

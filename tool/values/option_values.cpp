@@ -1,5 +1,6 @@
 #include "tool/values/option_values.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -74,6 +75,18 @@ media::FrameSpan parseFrameRange(std::string_view text) {
                          std::to_string(media::FrameSpan::kGreatest));
     }
     return {first, last};
+}
+
+std::vector<int> parseNumbers(std::string_view text) {
+    constexpr std::size_t kGreatest = 9999;
+    std::vector<int> numbers;
+    for (std::size_t begin = 0; begin <= text.size();) {
+        const std::size_t end = std::min(text.find(',', begin), text.size());
+        numbers.push_back(
+            static_cast<int>(parseCount(text.substr(begin, end - begin), 0, kGreatest)));
+        begin = end + 1;
+    }
+    return numbers;
 }
 
 KeyValue parseKeyValue(std::string_view text) {

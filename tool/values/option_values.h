@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace tintwell::tool {
 
@@ -19,6 +20,9 @@ std::size_t parseCount(std::string_view text, std::size_t minimum, std::size_t m
 
 /// "A-B" or "A": frames counted from 0, the last not before the first.
 media::FrameSpan parseFrameRange(std::string_view text);
+
+/// "A" or "A,B" and so on: small whole numbers, 0 and above.
+std::vector<int> parseNumbers(std::string_view text);
 
 /// Seconds from "12.5" or "1:02:03.5", to the microsecond; none below 0.
 double parseTime(std::string_view text);

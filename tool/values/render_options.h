@@ -5,6 +5,7 @@
 #include "media/clip_info.h"
 #include "media/files/input_files.h"
 #include "media/files/interruption.h"
+#include "media/stream_wishes.h"
 
 #include <cstdint>
 #include <memory>
@@ -50,6 +51,7 @@ struct RenderOptions : ClipOptions {
     std::string videoCodec;   ///< empty: the output format's usual one
     std::string pixelFormat;  ///< empty: the source's
     std::vector<KeyValue> encoderOptions;
+    media::StreamWishes streams;
     bool overwrite = false;
 };
 

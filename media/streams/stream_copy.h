@@ -1,7 +1,7 @@
 #pragma once
 
 #include "media/ffmpeg_objects.h"
-#include "media/read/copied_packets.h"
+#include "media/moment.h"
 
 #include <optional>
 #include <string>
@@ -10,8 +10,9 @@ namespace tintwell::media {
 
 // What is taken over from one container to another as it is. Throws std::bad_alloc.
 
-/// The track in which QuickTime files keep the titles of their chapters.
-bool isChapterText(const AVStream& stream);
+/// The tracks in which QuickTime files keep the titles of their chapters and their timecode: the
+/// muxer makes them anew from chapters and metadata.
+bool isMadeAnew(const AVStream& stream);
 
 /// For messages: "audio stream 2 (aac)".
 std::string describeStream(const AVStream& stream);

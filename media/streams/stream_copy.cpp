@@ -1,4 +1,4 @@
-#include "media/write/stream_copy.h"
+#include "media/streams/stream_copy.h"
 
 #include <algorithm>
 #include <array>
@@ -43,15 +43,23 @@ void copyEntries(const AVDictionary* source, AVDictionary** target) {
 
 } // namespace
 
-bool isChapterText(const AVStream& stream) {
-    return stream.codecpar->codec_id == AV_CODEC_ID_BIN_DATA &&
-           stream.codecpar->codec_tag == MKTAG('t', 'e', 'x', 't');
+bool isMadeAnew(const AVStream& stream) {
+    const std::uint32_t tag = stream.codecpar->codec_tag;
+    const bool chapters =
+        stream.codecpar->codec_id == AV_CODEC_ID_BIN_DATA && tag == MKTAG('t', 'e', 'x', 't');
+    return chapters ||
+           (stream.codecpar->codec_type == AVMEDIA_TYPE_DATA && tag == MKTAG('t', 'm', 'c', 'd'));
 }
 
 std::string describeStream(const AVStream& stream) {
     const char* kind = av_get_media_type_string(stream.codecpar->codec_type);
+    const AVCodecParameters& parameters = *stream.codecpar;
+    std::array<char, AV_FOURCC_MAX_STRING_SIZE> tag{};
+    const bool unnamed = parameters.codec_id == AV_CODEC_ID_NONE && parameters.codec_tag != 0;
+    const std::string codec = unnamed ? av_fourcc_make_string(tag.data(), parameters.codec_tag)
+                                      : avcodec_get_name(parameters.codec_id);
     return std::string(kind != nullptr ? kind : "unknown") + " stream " +
-           std::to_string(stream.index) + " (" + avcodec_get_name(stream.codecpar->codec_id) + ")";
+           std::to_string(stream.index) + " (" + codec + ")";
 }
 
 AVStream& addCopiedStream(AVFormatContext& output, const AVStream& source) {
