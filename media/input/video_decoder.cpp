@@ -4,6 +4,7 @@
 #include "media/ffmpeg_log.h"
 #include "media/input/input_file.h"
 #include "media/media_error.h"
+#include "media/metadata/picture_source.h"
 
 #include <algorithm>
 #include <cstring>
@@ -94,6 +95,7 @@ FramePtr VideoDecoder::receive() {
             if (frame->decode_error_flags != 0 || (frame->flags & AV_FRAME_FLAG_CORRUPT) != 0) {
                 ++damaged_;
             }
+            takeSource(*frame);
             return frame;
         }
         if (code == AVERROR(ENOMEM)) {
@@ -110,7 +112,21 @@ FramePtr VideoDecoder::receive() {
     }
 }
 
+void VideoDecoder::takeSource(AVFrame& frame) {
+    const auto source = sources_.find(frame.pts);
+    if (source != sources_.end()) {
+        keepSource(frame, *source->second);
+        sources_.erase(sources_.begin(), std::next(source));
+    }
+}
+
 void VideoDecoder::feed(const AVPacket* packet) {
+    if (keepsSources_ && packet != nullptr && packet->pts != AV_NOPTS_VALUE) {
+        sources_[packet->pts].reset(av_packet_clone(packet));
+        if (!sources_[packet->pts]) {
+            throw std::bad_alloc();
+        }
+    }
     const int code = avcodec_send_packet(context_.get(), packet);
     if (code == AVERROR(ENOMEM)) {
         throw std::bad_alloc();
@@ -122,6 +138,7 @@ void VideoDecoder::feed(const AVPacket* packet) {
 
 void VideoDecoder::startAnew() {
     avcodec_flush_buffers(context_.get());
+    sources_.clear();
     ended_ = false;
     failuresInARow_ = 0;
 }

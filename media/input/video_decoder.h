@@ -3,6 +3,7 @@
 #include "media/ffmpeg_objects.h"
 
 #include <cstdint>
+#include <map>
 #include <string>
 
 namespace tintwell::media {
@@ -15,6 +16,10 @@ public:
     /// decoded. Throws MediaError where there is no decoder
     /// for the stream.
     VideoDecoder(const std::string& input, const AVStream& stream, std::int64_t maxPixels);
+
+    /// From now on every frame keeps the packet that it was decoded from (keepSource); for image
+    /// files, whose packets are pictures of their own.
+    void keepSources() { keepsSources_ = true; }
 
     /// Empty where more packets are needed, and at the end.
     FramePtr receive();
@@ -35,7 +40,11 @@ public:
     void forgetDamage() { damaged_ = 0; }
 
 private:
+    void takeSource(AVFrame& frame);
+
     CodecContextPtr context_;
+    bool keepsSources_ = false;
+    std::map<std::int64_t, PacketPtr> sources_; ///< of the frames inside the decoder, by pts
     bool ended_ = false;
     int failuresInARow_ = 0;
     std::int64_t damaged_ = 0;

@@ -47,6 +47,9 @@ public:
 
     const AVStream& video() const { return *streams_.file().video; }
 
+    /// The clip's first frame, as it was decoded. Before the first read.
+    const AVFrame& firstFrame() const { return *streams_.frame(); }
+
     /// From now on only packets of these streams are delivered. Before the first read.
     void keepStreams(const std::vector<int>& indices) { streams_.keepOnly(indices); }
 

@@ -2,6 +2,7 @@
 
 #include "media/ffmpeg_log.h"
 #include "media/media_error.h"
+#include "media/metadata/picture_source.h"
 #include "media/read/leap.h"
 
 #include <algorithm>
@@ -22,6 +23,8 @@ ClipStreams::ClipStreams(const std::string& name, InputFile file, bool copyOther
       standIns_(lengthOf(packets_.file())) {
     if (!copyOthers_) {
         packets_.keepOnly({});
+    } else if (isImageFile(*packets_.file().container->iformat)) {
+        decoder_.keepSources();
     }
     decodeFirstFrame(name);
 }

@@ -21,9 +21,27 @@ constexpr std::array kPictureSideData{
 };
 
 /// Said of the file or of the encoded stream rather than of the clip: no longer true of the copy.
-constexpr std::array<std::string_view, 10> kStaleMetadata{
-    "major_brand", "minor_version", "compatible_brands", "encoder",   "duration",
-    "bps",         "number_of_",    "_statistics_",      "vendor_id", "rotate"};
+constexpr std::array<std::string_view, 21> kStaleMetadata{"major_brand",
+                                                          "minor_version",
+                                                          "compatible_brands",
+                                                          "encoder",
+                                                          "duration",
+                                                          "bps",
+                                                          "number_of_",
+                                                          "_statistics_",
+                                                          "vendor_id",
+                                                          "rotate",
+                                                          "generation_uid",
+                                                          "product_uid",
+                                                          "toolkit_version",
+                                                          "operational_pattern_ul",
+                                                          "application_platform",
+                                                          "material_package_",
+                                                          "file_package_",
+                                                          "data_type",
+                                                          "track_name",
+                                                          "variant_bitrate",
+                                                          "uid"};
 
 bool isStale(std::string key) {
     std::ranges::transform(key, key.begin(),

@@ -2,6 +2,8 @@
 
 #include "media/ffmpeg_log.h"
 #include "media/media_error.h"
+#include "media/metadata/kept_metadata.h"
+#include "media/metadata/loop_count.h"
 #include "media/streams/stream_copy.h"
 #include "media/write/container_traits.h"
 
@@ -43,7 +45,7 @@ ClipWriter::ClipWriter(const std::string& output, const std::string& input,
     : interruption_(options.interruption ? options.interruption : std::make_shared<Interruption>()),
       target_(output, options.inputs ? options.inputs : std::make_shared<InputFiles>(input),
               options.overwrite),
-      name_(target_.name()), source_(&source.container()) {
+      name_(target_.name()), source_(&source.container()), frameRate_(source.info().frameRate) {
     findContainer(options.format);
     checkSingleImage(source.info(), span);
     checkFrameRate(source.info());
@@ -51,13 +53,19 @@ ClipWriter::ClipWriter(const std::string& output, const std::string& input,
                      output, options.encoder);
     if (span) {
         length_ = Moment{span->count(), av_inv_q(source.info().frameRate)};
+        framesBefore_ = span->first;
     }
     if (target_.isSequence()) {
         nextNumber_ = firstNumberFor(input, span);
     }
     copyMetadata(source.container(), *output_);
     checkOptions();
+    loop_ = loopOption(source.container(), *output_->oformat);
+    if (isImageFile(*source.container().iformat)) {
+        notesCarrier_.emplace(source.video().codecpar->codec_id, encoder_->context().codec_id);
+    }
     addStreams(source, options.streams);
+    findLosses(source);
 }
 
 void ClipWriter::findContainer(const std::string& format) {
@@ -145,6 +153,26 @@ void ClipWriter::addStreams(const ClipReader& source, const StreamWishes& wishes
     }
 }
 
+/// Of metadata, so that the user hears of them before the work.
+void ClipWriter::findLosses(const ClipReader& source) {
+    const KeptMetadata kept = findKeptMetadata(*output_, source.container().nb_chapters > 0);
+    freeKeys_ = kept.needsFreeKeys;
+    std::vector<std::string> lost = kept.lost;
+    if (isImageFile(*source.container().iformat)) {
+        const std::vector<std::string> notes = notesCarrier_->lost(source.firstFrame());
+        lost.insert(lost.end(), notes.begin(), notes.end());
+    }
+    std::string list;
+    for (const std::string& key : lost) {
+        list += (list.empty() ? "" : ", ") + key;
+    }
+    if (!list.empty()) {
+        warnings_.push_back(
+            name_ + ": a " + output_->oformat->name +
+            " file has no place for some of the source's metadata, which is lost: " + list);
+    }
+}
+
 void ClipWriter::note(const PlannedStream& planned, const AVFormatContext& source) {
     const AVCodecParameters& parameters = *source.streams[planned.index]->codecpar;
     const char* kind = av_get_media_type_string(parameters.codec_type);
@@ -169,7 +197,8 @@ void ClipWriter::addVideo(const AVStream& source) {
     video_->sample_aspect_ratio = encoder_->context().sample_aspect_ratio;
     copyStreamProperties(source, *video_);
     const bool turned = av_stream_get_side_data(&source, AV_PKT_DATA_DISPLAYMATRIX, nullptr);
-    if (turned && !canHoldRotation(*output_->oformat)) {
+    const bool noted = notesCarrier_ && notesCarrier_->carriesOrientation();
+    if (turned && !noted && !canHoldRotation(*output_->oformat)) {
         warnings_.push_back(name_ + ": a " + output_->oformat->name +
                             " file cannot say that the picture is to be turned for display");
     }
@@ -205,9 +234,16 @@ void ClipWriter::check(int code, const char* action) {
 
 void ClipWriter::begin(const Moment& start) {
     copyChapters(*std::exchange(source_, nullptr), start, length_, *output_);
+    moveTimecodes(*output_, frameRate_, framesBefore_);
     Dictionary settings;
+    if (loop_) {
+        settings.set(loop_->first, loop_->second);
+    }
     for (const auto& [key, value] : encoder_->leftOptions()) {
         settings.set(key, value);
+    }
+    if (freeKeys_) {
+        setFreeKeys(settings);
     }
     if (singleImage_) {
         settings.set("update", "1");
@@ -230,6 +266,9 @@ void ClipWriter::writeFrame(const AVFrame& picture) {
     }
     ++frames_;
     numbers_.push_back(nextNumber_++);
+    if (notesCarrier_) {
+        notesCarrier_->expect(picture);
+    }
     encoder_->send(&picture, picture.pkt_duration);
     writePackets();
 }
@@ -249,6 +288,9 @@ void ClipWriter::writePackets() {
         packet->pts += start;
         packet->dts += start;
         packet->stream_index = video_->index;
+        if (notesCarrier_) {
+            notesCarrier_->complete(*packet);
+        }
         write(*packet);
     }
 }

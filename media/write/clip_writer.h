@@ -2,6 +2,7 @@
 
 #include "media/files/descriptor_io.h"
 #include "media/files/input_files.h"
+#include "media/metadata/picture_source.h"
 #include "media/read/clip_reader.h"
 #include "media/stream_wishes.h"
 #include "media/streams/carried_streams.h"
@@ -15,6 +16,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace tintwell::media {
@@ -96,6 +98,7 @@ private:
     void checkSingleImage(const ClipInfo& source, const std::optional<FrameSpan>& span);
     void checkFrameRate(const ClipInfo& source) const;
     void addStreams(const ClipReader& source, const StreamWishes& wishes);
+    void findLosses(const ClipReader& source);
     void note(const PlannedStream& planned, const AVFormatContext& source);
     void addVideo(const AVStream& source);
     void checkOptions() const;
@@ -118,6 +121,11 @@ private:
     std::vector<std::string> notes_;
     const AVFormatContext* source_; ///< for the chapters, until `begin`
     std::optional<Moment> length_;
+    std::int64_t framesBefore_ = 0; ///< of the source, before those that are rendered
+    AVRational frameRate_{};
+    std::optional<NotesCarrier> notesCarrier_; ///< between image files
+    bool freeKeys_ = false;                    ///< setFreeKeys
+    std::optional<std::pair<std::string, std::string>> loop_;
     std::vector<std::string> warnings_;
     std::int64_t nextNumber_ = 0; ///< of an image sequence
     std::int64_t frames_ = 0;

@@ -29,19 +29,6 @@ protected:
                "-map 1:a -c copy -copyts late.mkv");
     }
 
-    std::string outputOf(const std::string& line) const {
-        const std::string file = (folder_ / "told").string();
-        const std::string all = "cd '" + work_.string() + "' && " + line + " > '" + file + "'";
-        EXPECT_EQ(std::system(all.c_str()), 0) << line;
-        return contentOf(file);
-    }
-
-    std::string probed(const std::string& file, const std::string& what) const {
-        const std::string told = outputOf("ffprobe -v error -of csv=p=0 " + what + " " + file);
-        const std::size_t end = told.find("\n\n"); // programs repeat what is told of streams
-        return end == std::string::npos ? told : told.substr(0, end + 1);
-    }
-
     /// When the tone begins, on the clock whose 0 is the first picture.
     double toneStart(const std::string& file) const {
         const std::string samples =

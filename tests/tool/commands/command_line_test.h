@@ -112,6 +112,21 @@ protected:
         ASSERT_EQ(std::system(line.c_str()), 0) << arguments;
     }
 
+    /// What a line for the shell prints, run in the folder.
+    std::string outputOf(const std::string& line) const {
+        const std::string file = (folder_ / "told").string();
+        const std::string all = "cd '" + work_.string() + "' && " + line + " > '" + file + "'";
+        EXPECT_EQ(std::system(all.c_str()), 0) << line;
+        return contentOf(file);
+    }
+
+    /// What ffprobe tells of a file, a line for each stream or packet.
+    std::string probed(const std::string& file, const std::string& what) const {
+        const std::string told = outputOf("ffprobe -v error -of csv=p=0 " + what + " " + file);
+        const std::size_t end = told.find("\n\n"); // programs repeat what is told of streams
+        return end == std::string::npos ? told : told.substr(0, end + 1);
+    }
+
     std::set<std::string> filesInWork() const {
         std::set<std::string> names;
         for (const auto& entry : fs::directory_iterator(work_)) {
