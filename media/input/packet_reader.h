@@ -48,12 +48,15 @@ public:
 private:
     void note(const AVPacket& packet);
     bool endsWithinPacket() const;
+    std::int64_t promisedByStreams() const;
+    std::int64_t promisedEnd() const;
 
     InputFile file_;
     std::string failure_;
     bool ended_ = false;
     std::int64_t lastByte_ = 0; ///< behind the packets that were read so far, in the file
-    std::int64_t lastTime_ = AV_NOPTS_VALUE; ///< end of what was read so far, in microseconds
+    std::int64_t lastTime_ = AV_NOPTS_VALUE;     ///< end of what was read so far, in microseconds
+    std::int64_t subtitlesEnd_ = AV_NOPTS_VALUE; ///< the same of subtitles
     std::int64_t damaged_ = 0;
 };
 

@@ -265,12 +265,12 @@ std::set<std::string> lostByList(const AVFormatContext& output, bool hasChapters
 
 std::set<std::string> lostKeys(const AVFormatContext& output, bool hasChapters, bool freeKeys) {
     Memory memory;
-    const bool needsPictures =
+    // What is written stands for pictures, which only some muxers take unseen.
+    const bool unseen =
         isAnyOf(output.oformat->name,
-                std::array<std::string_view, 7>{"mpegts", "mxf", "mxf_d10", "mxf_opatom", "mpeg",
-                                                "image2", "dv"});
-    const InputPtr input =
-        needsPictures ? nullptr : readBack(output, hasChapters, freeKeys, memory);
+                std::array<std::string_view, 11>{"mov", "mp4", "ipod", "avi", "matroska", "webm",
+                                                 "flv", "ogg", "ogv", "nut", "asf"});
+    const InputPtr input = unseen ? readBack(output, hasChapters, freeKeys, memory) : nullptr;
     if (!input) {
         return lostByList(output, hasChapters);
     }

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <new>
 #include <string_view>
+#include <utility>
 
 extern "C" {
 #include <libavutil/mathematics.h>
@@ -135,6 +136,30 @@ void copyStreamProperties(const AVStream& source, AVStream& target) {
             throw std::bad_alloc();
         }
         std::memcpy(copy, data, size);
+    }
+}
+
+void useOldLanguageCodes(AVFormatContext& output) {
+    constexpr std::array<std::pair<const char*, const char*>, 8> kCodes{{{"fre", "fra"},
+                                                                         {"deu", "ger"},
+                                                                         {"nld", "dut"},
+                                                                         {"swe", "sve"},
+                                                                         {"ell", "gre"},
+                                                                         {"isl", "ice"},
+                                                                         {"zho", "chi"},
+                                                                         {"fas", "per"}}};
+    if (std::string_view(output.oformat->name) != "mov") {
+        return;
+    }
+    for (unsigned i = 0; i < output.nb_streams; ++i) {
+        AVDictionary** metadata = &output.streams[i]->metadata;
+        const AVDictionaryEntry* language = av_dict_get(*metadata, "language", nullptr, 0);
+        for (const auto& [code, known] : kCodes) {
+            if (language != nullptr && std::string_view(language->value) == code) {
+                av_dict_set(metadata, "language", known, 0);
+                break;
+            }
+        }
     }
 }
 

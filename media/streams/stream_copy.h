@@ -27,6 +27,10 @@ void attachPicture(AVFormatContext& output, const AVStream& source);
 /// projection, mastering display. For a stream that is encoded anew.
 void copyStreamProperties(const AVStream& source, AVStream& target);
 
+/// Languages of streams as the container knows them: that of QuickTime knows only one of two codes
+/// that some have.
+void useOldLanguageCodes(AVFormatContext& output);
+
 void copyMetadata(const AVFormatContext& source, AVFormatContext& output);
 
 /// The chapters, on a clock that starts at `start`; those that begin after `length` are left out.

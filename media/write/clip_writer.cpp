@@ -4,6 +4,7 @@
 #include "media/media_error.h"
 #include "media/metadata/kept_metadata.h"
 #include "media/metadata/loop_count.h"
+#include "media/streams/carriage.h"
 #include "media/streams/stream_copy.h"
 #include "media/write/container_traits.h"
 
@@ -45,7 +46,8 @@ ClipWriter::ClipWriter(const std::string& output, const std::string& input,
     : interruption_(options.interruption ? options.interruption : std::make_shared<Interruption>()),
       target_(output, options.inputs ? options.inputs : std::make_shared<InputFiles>(input),
               options.overwrite),
-      name_(target_.name()), source_(&source.container()), frameRate_(source.info().frameRate) {
+      name_(target_.name()), source_(&source.container()), frameRate_(source.info().frameRate),
+      timeBase_(source.info().timeBase) {
     findContainer(options.format);
     checkSingleImage(source.info(), span);
     checkFrameRate(source.info());
@@ -60,11 +62,13 @@ ClipWriter::ClipWriter(const std::string& output, const std::string& input,
     }
     copyMetadata(source.container(), *output_);
     checkOptions();
+    checkSeeking();
     loop_ = loopOption(source.container(), *output_->oformat);
     if (isImageFile(*source.container().iformat)) {
         notesCarrier_.emplace(source.video().codecpar->codec_id, encoder_->context().codec_id);
     }
     addStreams(source, options.streams);
+    useOldLanguageCodes(*output_);
     findLosses(source);
 }
 
@@ -107,6 +111,22 @@ void ClipWriter::checkSingleImage(const ClipInfo& source, const std::optional<Fr
     if (singleImage_ && several) {
         throw MediaError(name_ + ": is a single image, but there are several frames; number the "
                                  "files, as in frame.%04d.png");
+    }
+}
+
+void ClipWriter::checkSeeking() const {
+    const NamedValues& options = encoder_->leftOptions();
+    const bool fragments = std::ranges::any_of(options, [](const auto& option) {
+        return option.first == "movflags" &&
+               (option.second.find("frag") != std::string::npos ||
+                option.second.find("empty_moov") != std::string::npos);
+    });
+    if (!target_.isSequence() && !target_.isSeekable() && needsSeeking(*output_->oformat) &&
+        !fragments) {
+        throw MediaError(name_ + ": a " + output_->oformat->name +
+                         " file cannot be written to a pipe, as its beginning is completed last; "
+                         "write it to a file, or choose another format (--output-format matroska, "
+                         "nut or mpegts)");
     }
 }
 
@@ -264,6 +284,9 @@ void ClipWriter::writeFrame(const AVFrame& picture) {
         throw MediaError(name_ + ": is a single image, but there are several frames; number the "
                                  "files, as in frame.%04d.png");
     }
+    if (frames_ == 0 && countsSamples(*output_->oformat)) {
+        fillBefore(picture);
+    }
     ++frames_;
     numbers_.push_back(nextNumber_++);
     if (notesCarrier_) {
@@ -271,6 +294,29 @@ void ClipWriter::writeFrame(const AVFrame& picture) {
     }
     encoder_->send(&picture, picture.pkt_duration);
     writePackets();
+}
+
+/// Containers that count begin all streams at once: the first picture stands until its time comes,
+/// so that the others keep their distance to it.
+void ClipWriter::fillBefore(const AVFrame& first) {
+    const AVRational frame = av_inv_q(frameRate_);
+    const std::int64_t count =
+        first.pts != AV_NOPTS_VALUE ? av_rescale_q(first.pts, timeBase_, frame) : 0;
+    for (std::int64_t before = count; before > 0; --before) {
+        const FramePtr copy(av_frame_clone(&first));
+        if (!copy) {
+            throw std::bad_alloc();
+        }
+        copy->pts = first.pts - av_rescale_q(before, frame, timeBase_);
+        encoder_->send(copy.get(), copy->pkt_duration);
+        writePackets();
+    }
+    if (count > 0) {
+        warnings_.push_back(name_ + ": begins with its first picture standing for " +
+                            std::to_string(count) + (count == 1 ? " frame" : " frames") +
+                            ", as a " + output_->oformat->name +
+                            " file cannot tell that it begins later than the sound");
+    }
 }
 
 void ClipWriter::writeMissing(const AVFrame& picture) {

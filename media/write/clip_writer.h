@@ -96,8 +96,10 @@ private:
     AVIOContext* openFor(int flags);
     void findContainer(const std::string& format);
     void checkSingleImage(const ClipInfo& source, const std::optional<FrameSpan>& span);
+    void checkSeeking() const;
     void checkFrameRate(const ClipInfo& source) const;
     void addStreams(const ClipReader& source, const StreamWishes& wishes);
+    void fillBefore(const AVFrame& first);
     void findLosses(const ClipReader& source);
     void note(const PlannedStream& planned, const AVFormatContext& source);
     void addVideo(const AVStream& source);
@@ -121,8 +123,9 @@ private:
     std::vector<std::string> notes_;
     const AVFormatContext* source_; ///< for the chapters, until `begin`
     std::optional<Moment> length_;
-    std::int64_t framesBefore_ = 0; ///< of the source, before those that are rendered
-    AVRational frameRate_{};
+    std::int64_t framesBefore_ = 0;            ///< of the source, before those that are rendered
+    AVRational frameRate_;                     ///< of the source
+    AVRational timeBase_;                      ///< of the source's frames
     std::optional<NotesCarrier> notesCarrier_; ///< between image files
     bool freeKeys_ = false;                    ///< setFreeKeys
     std::optional<std::pair<std::string, std::string>> loop_;

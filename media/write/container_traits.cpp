@@ -32,6 +32,13 @@ bool canHoldVariableRate(const AVOutputFormat& container) {
     return (container.flags & AVFMT_VARIABLE_FPS) != 0 || isQuickTimeFamily(container);
 }
 
+bool needsSeeking(const AVOutputFormat& container) {
+    constexpr std::array<std::string_view, 8> kNames{"avi", "mxf",  "mxf_d10", "mxf_opatom",
+                                                     "gxf", "apng", "swf",     "ivf"};
+    return (isQuickTimeFamily(container) && std::string_view(container.name) != "ismv") ||
+           isAnyOf(container, kNames);
+}
+
 AVCodecID usualVideoCodec(const AVOutputFormat& container, const std::string& url) {
     // These date from before H.264 and still say so.
     constexpr std::array<std::string_view, 3> kModernised{"avi", "mpegts", "flv"};

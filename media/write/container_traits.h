@@ -17,6 +17,9 @@ int greatestFrameRate(const AVOutputFormat& container);
 
 bool canHoldVariableRate(const AVOutputFormat& container);
 
+/// Whether the container's files cannot be completed without going back in them.
+bool needsSeeking(const AVOutputFormat& container);
+
 /// The codec to use where none is asked for; `url` tells it for images.
 AVCodecID usualVideoCodec(const AVOutputFormat& container, const std::string& url);
 

@@ -9,6 +9,8 @@
 namespace tintwell::tool {
 namespace {
 
+using namespace std::string_literals;
+
 class CarriedStreamsTest : public CommandLineTest {
 protected:
     static constexpr double kToneStart = 0.5; ///< seconds, in all sources
@@ -71,7 +73,8 @@ TEST_F(CarriedStreamsTest, SoundPlaysFromEveryContainerAndKeepsItsPlace) {
              Case{"aac.mp4", "a.mkv", "aac", "", 0.003},
              Case{"aac.mp4", "a.webm", "opus", "is converted to opus", 0.003},
              Case{"aac.mp4", "a.mxf", "pcm_s24le", "is converted to pcm_s24le", 0.003},
-             Case{"late.mkv", "a.mov", "pcm_s16le", "", 0.022},
+             Case{"late.mkv", "a.mov", "pcm_s16le", "", 0.001},
+             Case{"late.mkv", "a.avi", "pcm_s16le", "", 0.021},
          }) {
         SCOPED_TRACE(std::string(one.input) + " to " + one.output);
         const Outcome outcome = run({"render", one.input, one.output, "--overwrite"});
@@ -83,6 +86,20 @@ TEST_F(CarriedStreamsTest, SoundPlaysFromEveryContainerAndKeepsItsPlace) {
             << outcome.err;
         EXPECT_NEAR(toneStart(one.output), toneStart(one.input), one.tolerance);
         fs::remove(work_ / one.output);
+    }
+}
+
+/// Five frames late, in containers that begin all streams at once.
+TEST_F(CarriedStreamsTest, PicturesThatBeginLateStandUntilThen) {
+    ffmpeg("-itsoffset 0.2 -i source.mkv -i source.mkv -map 0:v -map 1:a -c copy late.mkv");
+    for (const char* name : {"a.avi"}) {
+        const Outcome outcome = run({"render", "late.mkv", name});
+        EXPECT_NE(outcome.err.find("standing for 5 frames"), std::string::npos) << outcome.err;
+        EXPECT_EQ(probed(name, "-count_packets -select_streams v -show_entries "
+                               "stream=nb_read_packets")
+                      .substr(0, 2),
+                  "30");
+        EXPECT_NEAR(toneStart(name), kToneStart, 0.001);
     }
 }
 
@@ -117,6 +134,48 @@ TEST_F(CarriedStreamsTest, SubtitlesAreShownFromEveryContainerThatHasSome) {
     EXPECT_EQ(probed("part.mkv", "-select_streams s -show_entries packet=pts_time,duration_time"),
               "0.000000,0.200000\n");
     EXPECT_LT(std::atof(probed("part.mkv", "-show_entries format=duration").c_str()), 0.25);
+}
+
+TEST_F(CarriedStreamsTest, OnlyWhatIsCutOffIsTakenForIt) {
+    write("long.srt", "1\n00:00:00,200 --> 00:00:20,000\nStays\n\n");
+    ffmpeg("-i source.mkv -i long.srt -map 0 -map 1 -c copy -c:s srt long.mkv");
+    ffmpeg("-i aac.mp4 -i long.srt -map 0 -map 1 -c copy -c:s mov_text long.mp4");
+    ffmpeg("-itsoffset 5 -i source.mkv -c copy begins_late.mov");
+    ffmpeg("-itsoffset 5 -i source.mkv -c copy begins_late.mkv");
+    ffmpeg("-i aac.mp4 -c copy -timecode 01:00:00:00 timecode.mov");
+    for (const char* name :
+         {"long.mkv", "long.mp4", "begins_late.mov", "begins_late.mkv", "timecode.mov"}) {
+        const Outcome outcome = run({"render", name, "a.mkv", "--overwrite", "--quiet"});
+        EXPECT_EQ(outcome.err, "") << name;
+    }
+    for (const char* name : {"long.mkv", "begins_late.mkv"}) {
+        const std::string whole = contentOf(work_ / name);
+        write("cut.mkv", whole.substr(0, whole.size() * 6 / 10));
+        const Outcome outcome = run({"render", "cut.mkv", "a.mkv", "--overwrite", "--quiet"});
+        EXPECT_NE(outcome.err.find("cut off"), std::string::npos) << name << outcome.err;
+    }
+}
+
+TEST_F(CarriedStreamsTest, PipesGetWhatCanBeReadFromThem) {
+    const auto piped = [&](const std::string& format, const std::string& more) {
+        return outputOf("'" TINTWELL_PROGRAM "' render aac.mp4 - --quiet --output-format " +
+                        format + more + " 2>&1 | cat");
+    };
+    for (const char* format : {"mp4", "mov", "avi", "mxf"}) {
+        const std::string said = piped(format, "");
+        EXPECT_EQ(said.find("tintwell: error: "), said.rfind("tintwell: ")) << said;
+        EXPECT_NE(said.find("nut"), std::string::npos) << said;
+    }
+    for (const char* format : {"matroska", "mpegts", "nut", "mp4"}) {
+        const bool fragments = format == "mp4"s;
+        write(
+            "piped",
+            piped(format, fragments ? " --encoder-option movflags=frag_keyframe+empty_moov" : ""));
+        EXPECT_EQ(probed("piped", "-count_packets -select_streams v "
+                                  "-show_entries stream=nb_read_packets"),
+                  "25\n")
+            << format;
+    }
 }
 
 TEST_F(CarriedStreamsTest, WishesAreFollowedOrRefused) {
