@@ -106,15 +106,27 @@ std::vector<PacketPtr> CarriedStreams::pass(PacketPtr packet) {
     return packets;
 }
 
-std::vector<PacketPtr> CarriedStreams::finish() {
+std::vector<PacketPtr> CarriedStreams::finish(const Moment& videoEnd) {
+    // Its muxer drops whatever is longer than the shortest stream.
+    const bool evenly = std::string_view(output_.oformat->name).starts_with("mxf");
     std::vector<PacketPtr> packets;
     for (Carried& carried : streams_) {
         if (!carried.converter) {
             continue;
         }
+        if (evenly) {
+            carried.converter->lastUntil(videoEnd);
+        }
         for (PacketPtr& packet : carried.converter->convert(nullptr)) {
             address(carried, *packet, carried.converter->encoder().time_base);
             packets.push_back(std::move(packet));
+        }
+        const Moment last{carried.lastTime, carried.target->time_base};
+        if (evenly && carried.lastTime != AV_NOPTS_VALUE && videoEnd < last) {
+            warnings_.push_back(name_ + ": the sound of stream " +
+                                std::to_string(carried.sourceIndex) +
+                                " ends with the pictures, as a " + output_.oformat->name +
+                                " file holds all streams for the same time; the rest is lost");
         }
     }
     return packets;

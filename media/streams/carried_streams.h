@@ -34,8 +34,8 @@ public:
     /// be written. Those of other streams become none.
     std::vector<PacketPtr> pass(PacketPtr packet);
 
-    /// What the converters still have.
-    std::vector<PacketPtr> finish();
+    /// What the converters still have. The video ends at this moment.
+    std::vector<PacketPtr> finish(const Moment& videoEnd);
 
     /// Packets that could not be converted.
     std::int64_t damaged() const;

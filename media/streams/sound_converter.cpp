@@ -168,6 +168,7 @@ std::vector<PacketPtr> SoundConverter::convert(AVPacket* packet) {
         if (resampler_) {
             resample(nullptr);
         }
+        addSilence(end_ - stored_);
         encode(true);
         encodeFrame(nullptr);
     } else {

@@ -40,6 +40,9 @@ public:
 
     std::vector<PacketPtr> convert(AVPacket* packet) override;
 
+    /// With silence, where it is shorter.
+    void lastUntil(const Moment& end) override { end_ = ticksOf(end, encoder_->time_base); }
+
     std::int64_t damaged() const override { return damaged_; }
 
     /// Whether there are fewer channels than the source's.
@@ -72,6 +75,7 @@ private:
     std::int64_t stored_ = 0;  ///< the sample that is stored next, counted from time 0
     std::int64_t toDrop_ = 0;  ///< of those that come next
     std::int64_t encoded_ = 0; ///< the sample that is encoded next
+    std::int64_t end_ = 0;     ///< the sample that nothing has to come after
     std::int64_t damaged_ = 0;
     std::vector<PacketPtr> packets_;
 };

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "media/ffmpeg_objects.h"
+#include "media/moment.h"
 
 #include <cstdint>
 #include <vector>
@@ -22,6 +23,9 @@ public:
     /// Takes the source's next packet, in its stream's time base; null is the end. Gives packets in
     /// the encoder's.
     virtual std::vector<PacketPtr> convert(AVPacket* packet) = 0;
+
+    /// What comes out is to last until this moment; before the end is taken.
+    virtual void lastUntil(const Moment& /*end*/) {}
 
     /// How many packets could not be decoded.
     virtual std::int64_t damaged() const = 0;

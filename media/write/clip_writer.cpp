@@ -333,6 +333,7 @@ void ClipWriter::writePackets() {
         const std::int64_t start = ticksOf(encoder_->start(), video_->time_base);
         packet->pts += start;
         packet->dts += start;
+        videoEnd_ = std::max(videoEnd_, packet->pts + packet->duration);
         packet->stream_index = video_->index;
         if (notesCarrier_) {
             notesCarrier_->complete(*packet);
@@ -376,7 +377,7 @@ void ClipWriter::write(AVPacket& packet) {
 void ClipWriter::finish() {
     encoder_->send(nullptr, 0);
     writePackets();
-    for (const PacketPtr& packet : carried_->finish()) {
+    for (const PacketPtr& packet : carried_->finish({videoEnd_, video_->time_base})) {
         write(*packet);
     }
     check(av_write_trailer(output_.get()), "cannot be completed");

@@ -118,6 +118,7 @@ private:
     OutputPtr output_;
     std::optional<VideoEncoder> encoder_;
     AVStream* video_ = nullptr;
+    std::int64_t videoEnd_ = 0; ///< in its time base
     std::optional<CarriedStreams> carried_;
     std::vector<StreamFate> fates_;
     std::vector<std::string> notes_;

@@ -92,7 +92,7 @@ TEST_F(CarriedStreamsTest, SoundPlaysFromEveryContainerAndKeepsItsPlace) {
 /// Five frames late, in containers that begin all streams at once.
 TEST_F(CarriedStreamsTest, PicturesThatBeginLateStandUntilThen) {
     ffmpeg("-itsoffset 0.2 -i source.mkv -i source.mkv -map 0:v -map 1:a -c copy late.mkv");
-    for (const char* name : {"a.avi"}) {
+    for (const char* name : {"a.avi", "a.mxf"}) {
         const Outcome outcome = run({"render", "late.mkv", name});
         EXPECT_NE(outcome.err.find("standing for 5 frames"), std::string::npos) << outcome.err;
         EXPECT_EQ(probed(name, "-count_packets -select_streams v -show_entries "
