@@ -103,6 +103,11 @@ struct InspectedFrame {
 /// one before it begins. Throws MediaError where the clip shows nothing then.
 std::int64_t frameShownAt(const WalkOptions& options, double seconds);
 
+/// The frames that begin in a span of time: at its beginning or later, and before its end. Two
+/// spans that meet have no frame in common and leave none out. Throws MediaError where none begins
+/// then.
+media::FrameSpan framesBetween(const WalkOptions& options, const media::TimeSpan& times);
+
 /// Looks at one frame of the clip; the frames of the options do not matter.
 InspectedFrame inspectFrame(const WalkOptions& options, std::int64_t frame);
 

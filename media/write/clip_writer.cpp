@@ -49,8 +49,8 @@ ClipWriter::ClipWriter(const std::string& output, const std::string& input,
     checkFrameRate(source.info());
     encoder_.emplace(source.info(), source.video().codecpar->field_order, *output_->oformat, name_,
                      output, options.encoder);
-    if (span) {
-        length_ = Moment{span->count(), av_inv_q(source.info().frameRate)};
+    if (span && !span->toEnd) {
+        length_ = Moment{*span->count(), av_inv_q(source.info().frameRate)};
     }
     if (target_.isSequence()) {
         nextNumber_ = firstNumberFor(input, span);
@@ -91,10 +91,8 @@ void ClipWriter::findContainer(const std::string& format) {
 }
 
 void ClipWriter::checkSingleImage(const ClipInfo& source, const std::optional<FrameSpan>& span) {
-    const bool several =
-        span ? span->last > span->first
-             : source.frameCount && source.frameCount->exact && source.frameCount->frames > 1;
-    if (singleImage_ && several) {
+    const std::optional<FrameCount> count = framesToRead(source, span);
+    if (singleImage_ && count && count->exact && count->frames > 1) {
         throw MediaError(name_ + ": is a single image, but there are several frames; number the "
                                  "files, as in frame.%04d.png");
     }

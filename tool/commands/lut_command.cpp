@@ -63,7 +63,7 @@ const LutFormat* checkedFormat(const LutRequest& request) {
 }
 
 LutContent contentFor(const LutRequest& request, const std::atomic<bool>& stop) {
-    FrameSearch search(walkOptions(request.clip), request.output, stop);
+    FrameSearch search(walkOptions(request.clip), progressStyle(request.output), stop);
     const std::int64_t index = search.shownAt(request.seconds);
     const inspect::InspectedFrame frame = search.inspect(index);
     printWarnings(frame.warnings);

@@ -9,6 +9,7 @@
 #include "tool/options/module_path.h"
 #include "tool/options/output_options.h"
 #include "tool/options/progress_option.h"
+#include "tool/render/frame_search.h"
 #include "tool/render/render_pipeline.h"
 #include "tool/terminal/messages.h"
 #include "tool/terminal/printable.h"
@@ -141,9 +142,7 @@ void printPlan(const RenderRequest& request, const RenderPlan& plan) {
     char size[64];
     std::snprintf(size, sizeof size, "%dx%d, %.6g frames per second", static_cast<int>(plan.width),
                   static_cast<int>(plan.height), plan.frameRate);
-    const std::string range = options.frames ? std::to_string(options.frames->first) + " to " +
-                                                   std::to_string(options.frames->last)
-                                             : "all";
+    const std::string range = options.frames ? frameRangeText(*options.frames) : "all";
     const std::string count = plan.frames ? std::to_string(*plan.frames) : "number not known";
     std::cout << "Input:       " << printable(options.input) << " (" << plan.inputFormat << ", "
               << plan.inputCodec << ", " << plan.inputPixelFormat << ", " << plan.colorMatrix << " "
@@ -195,12 +194,13 @@ void runRender(RenderRequest& request, const std::atomic<bool>& stop) {
     }
     options.controls = resolveControls(request.effect, options.output);
     options.modulePath = findModule(request.effect.module).string();
+    if (request.quiet && request.progress == ProgressStyle::Auto) {
+        request.progress = ProgressStyle::None;
+    }
+    resolveTimes(options, request.progress, stop);
     if (request.dryRun) {
         showPlan(request);
         return;
-    }
-    if (request.quiet && request.progress == ProgressStyle::Auto) {
-        request.progress = ProgressStyle::None;
     }
     const std::unique_ptr<Progress> progress = makeProgress(request.progress);
     const RenderSummary summary = renderClip(options, *progress, stop);

@@ -47,9 +47,23 @@ void addInputArgument(CLI::App& app, ClipOptions& options) {
 }
 
 void addClipOptions(CLI::App& app, ClipOptions& options) {
-    addValueOption(app, "--frames", "FIRST-LAST",
-                   "Only these frames, counted from 0, both included; one number for one frame",
-                   [&options](const std::string& text) { options.frames = parseFrameRange(text); })
+    CLI::Option* const frames =
+        addValueOption(
+            app, "--frames", "FIRST-LAST",
+            "Only these frames, counted from 0, both included; one number for one frame, 10- from "
+            "frame 10 on, -20 up to frame 20",
+            [&options](const std::string& text) { options.frames = parseFrameRange(text); })
+            ->group(kGroup);
+    addValueOption(app, "--from", "TIME",
+                   "Only the frames that begin at this time or later: seconds, or hours, minutes "
+                   "and seconds as in 1:02:03.5",
+                   [&options](const std::string& text) { options.times.from = parseTime(text); })
+        ->excludes(frames)
+        ->group(kGroup);
+    addValueOption(app, "--to", "TIME",
+                   "Only the frames that begin before this time; all where the clip ends earlier",
+                   [&options](const std::string& text) { options.times.to = parseTime(text); })
+        ->excludes(frames)
         ->group(kGroup);
     addReadingOptions(app, options);
 }
@@ -110,10 +124,8 @@ media::InputOptions inputOptions(const ClipOptions& options) {
 }
 
 std::optional<std::int64_t> totalFrames(const ClipOptions& options, const media::ClipInfo& info) {
-    if (options.frames) {
-        return options.frames->count();
-    }
-    return info.frameCount ? std::optional(info.frameCount->frames) : std::nullopt;
+    const auto count = media::framesToRead(info, options.frames);
+    return count ? std::optional(count->frames) : std::nullopt;
 }
 
 void requireAllFrames(const inspect::ClipWalk& walk, const ClipOptions& options) {

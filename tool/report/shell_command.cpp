@@ -67,8 +67,7 @@ void addControls(const EffectOptions& effect, std::vector<std::string>& words) {
 
 void addClip(const ClipOptions& clip, std::vector<std::string>& words) {
     if (clip.frames) {
-        words.insert(words.end(), {"--frames", std::to_string(clip.frames->first) + "-" +
-                                                   std::to_string(clip.frames->last)});
+        words.insert(words.end(), {"--frames", frameRangeText(*clip.frames)});
     }
     if (!clip.inputFormat.empty()) {
         words.insert(words.end(), {"--input-format", clip.inputFormat});

@@ -28,6 +28,7 @@ struct ClipOptions {
     bool highQuality = true;
     std::optional<host::SampleDepth> depth; ///< empty: by the input's
     std::optional<media::FrameSpan> frames;
+    media::TimeSpan times; ///< instead of frames; turned into them before the clip is worked on
 
     std::string inputFormat; ///< demuxer name; empty: find out
     std::string frameRate;   ///< rate of an image sequence or raw stream; empty: as stored

@@ -35,6 +35,10 @@ TEST_F(CommandLineTest, WrongUsageIsToldWithTheOptionAndExits2) {
         {{"--depth", "10"}, {"--depth: '10'", "auto|8|16"}},
         {{"--progress", "dots"}, {"--progress: 'dots'", "auto|bar|lines|json|none"}},
         {{"--frames", "9-3"}, {"--frames: '9-3'", "ends before it begins"}},
+        {{"--frames", "2-", "--from", "1"}, {"--from", "--frames", "exclude"}},
+        {{"--from", "-1"}, {"--from: '-1'", "before the beginning"}},
+        {{"--to", "1:75"}, {"--to: '1:75'", "hours, minutes"}},
+        {{"--from", "2", "--to", "2.0"}, {"--to is not behind --from"}},
         {{"--crf", "64"}, {"--crf: '64'", "between 0 and 63"}},
         {{"--encoder-option", "slow"}, {"--encoder-option: 'slow'", "KEY=VALUE"}},
         {{"--frame-rate", "0"}, {"--frame-rate: '0'"}},
@@ -79,6 +83,10 @@ TEST_F(CommandLineTest, FailuresNameTheFileAndExit1WithoutLeavingAnything) {
                   {"frames 5-10", "which has 10"});
     expectRefusal({"render", "clip.y4m", "out.mkv", "--frames", "90-99"}, 1,
                   {"frames 90-99", "which has 10"});
+    expectRefusal({"render", "clip.y4m", "out.mkv", "--frames", "10-"}, 1,
+                  {"frames 10-", "which has 10"});
+    expectRefusal({"render", "clip.y4m", "out.mkv", "--from", "0:00.4"}, 1,
+                  {"clip.y4m", "no frame of it begins"});
     expectRefusal({"render", "clip.y4m", "out.mkv", "--video-codec", "magic"}, 1, {"magic"});
     expectRefusal({"render", "clip.y4m", "out.mkv", "--module", "no.so"}, 1, {"no.so"});
     expectRefusal({"render", "clip.y4m", "out.mkv", "--module", "text.mp4"}, 1, {"text.mp4"});

@@ -39,6 +39,40 @@ TEST_F(CommandLineTest, RenderWritesTheClipAndTheSummary) {
     EXPECT_EQ(again.out + again.err, "");
 }
 
+TEST_F(CommandLineTest, RangesAreThoseThatPeopleName) {
+    ffmpeg("-i clip.y4m -c:v ffv1 clip.mov"); // evenly spaced by its index
+
+    struct Case {
+        Arguments range;
+        std::size_t first;
+        std::size_t count;
+    };
+
+    for (const char* input : {"clip.y4m", "clip.mov"}) {
+        for (const auto& [range, first, count] :
+             {Case{{"--frames", "7-"}, 7, 3}, Case{{"--frames", "-2"}, 0, 3},
+              Case{{"--from", "0.08"}, 2, 8}, Case{{"--from", "0.081", "--to", "0:00.2"}, 3, 2},
+              Case{{"--to", "1:00:00"}, 0, 10}}) {
+            Arguments render{
+                "render", input, "-", "--output-format", "yuv4mpegpipe", "--blend-with-original",
+                "100"};
+            render.insert(render.end(), range.begin(), range.end());
+            const Outcome outcome = run(render);
+            EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
+            std::string frames;
+            for (std::size_t i = 0; i < count; ++i) {
+                frames += clipFrame(static_cast<int>(first + i));
+            }
+            EXPECT_TRUE(outcome.out.substr(outcome.out.find('\n') + 1) == frames)
+                << input << testing::PrintToString(range);
+        }
+    }
+    EXPECT_EQ(run({"render", "clip.mov", "one.png", "--from", "0.36"}).exitCode, 0);
+    const Outcome page =
+        run({"report", "clip.y4m", "--from", "0.2", "--at", "0.1", "-o", "r.html"});
+    EXPECT_NE(page.err.find("frame 2, which is left out"), std::string::npos) << page.err;
+}
+
 TEST_F(CommandLineTest, DryRunTellsThePlanAndWritesNothing) {
     const Outcome outcome = run({"render", "clip.y4m", "out.mkv", "--dry-run", "--json", "--frames",
                                  "2-7", "--temporal-smoothing", "0.2", "--depth", "16"});
