@@ -10,6 +10,8 @@
 #include "tool/options/output_options.h"
 #include "tool/options/progress_option.h"
 #include "tool/render/frame_search.h"
+#include "tool/render/output_names.h"
+#include "tool/render/render_batch.h"
 #include "tool/render/render_pipeline.h"
 #include "tool/terminal/messages.h"
 #include "tool/terminal/printable.h"
@@ -23,7 +25,10 @@
 #include <cstdio>
 #include <iostream>
 #include <memory>
+#include <string>
 #include <unistd.h>
+#include <utility>
+#include <vector>
 
 namespace tintwell::tool {
 namespace {
@@ -33,6 +38,9 @@ constexpr double kLargestCrf = 63.0;
 
 struct RenderRequest {
     RenderOptions options;
+    std::string outputFolder;            ///< empty: there is one clip, and its output is named
+    std::string namePattern = kSameName; ///< of outputs in the folder
+    std::vector<std::string> moreInputs;
     EffectOptions effect;
     ProgressStyle progress = ProgressStyle::Auto;
     bool quiet = false;
@@ -79,12 +87,14 @@ void addReportOptions(CLI::App& app, RenderRequest& request) {
     app.add_flag("--json", request.json, "A machine-readable summary on standard output");
 }
 
-nlohmann::ordered_json planJson(const RenderRequest& request, const RenderPlan& plan) {
+using Json = nlohmann::ordered_json;
+
+Json planJson(const RenderRequest& request, const RenderPlan& plan) {
     return {
         {"version", 1},
         {"input", request.options.input},
         {"output", plan.output},
-        {"frames", plan.frames ? nlohmann::ordered_json(*plan.frames) : nlohmann::ordered_json()},
+        {"frames", plan.frames ? Json(*plan.frames) : Json()},
         {"seconds", nullptr},
         {"width", plan.width},
         {"height", plan.height},
@@ -99,21 +109,22 @@ nlohmann::ordered_json planJson(const RenderRequest& request, const RenderPlan& 
 }
 
 /// File names are bytes; those that are no UTF-8 must not make it fail.
-void printJson(const nlohmann::ordered_json& document) {
-    using ErrorHandler = nlohmann::ordered_json::error_handler_t;
+void printJson(const Json& document) {
+    using ErrorHandler = Json::error_handler_t;
     std::cout << printableJson(document.dump(2, ' ', false, ErrorHandler::replace)) << "\n";
 }
 
-void printJsonSummary(const RenderRequest& request, const RenderSummary& summary) {
-    nlohmann::ordered_json document = planJson(request, summary);
+Json summaryJson(const RenderRequest& request, const RenderSummary& summary) {
+    Json document = planJson(request, summary);
     document["frames"] = summary.framesDone;
     document["frames_missing"] = summary.framesMissing;
     document["seconds"] = summary.seconds;
     document["correction"] = changeJson(summary.change);
-    printJson(document);
+    return document;
 }
 
-void printSummaryLines(const RenderSummary& summary) {
+/// "144 frames of 640x480 at 8 bits per channel in 3.2 s (45.0 per second)"
+std::string framesText(const RenderSummary& summary) {
     char numbers[128];
     const double rate =
         summary.seconds > 0.0 ? static_cast<double>(summary.framesDone) / summary.seconds : 0.0;
@@ -121,20 +132,25 @@ void printSummaryLines(const RenderSummary& summary) {
                   "%lld frames of %dx%d at %d bits per channel in %.1f s (%.1f per second)",
                   static_cast<long long>(summary.framesDone), static_cast<int>(summary.width),
                   static_cast<int>(summary.height), summary.worldDepth, summary.seconds, rate);
-    printNote(summary.output + ": " + numbers);
+    return numbers;
+}
+
+void printSummaryLines(const RenderSummary& summary) {
+    printNote(summary.output + ": " + framesText(summary));
+    char numbers[64];
     std::snprintf(numbers, sizeof numbers, "changed the average pixel by %.1f of 255 levels",
                   summary.change.strength);
     printNote(std::string("the correction ") + numbers + " and " +
               inspect::castSentence(summary.change));
 }
 
-void printJsonPlan(const RenderRequest& request, const RenderPlan& plan) {
-    nlohmann::ordered_json document = planJson(request, plan);
+Json dryRunJson(const RenderRequest& request, const RenderPlan& plan) {
+    Json document = planJson(request, plan);
     document.erase("seconds");
     document["dry_run"] = true;
     document["controls"] = controlsJson(request.options.controls);
     document["neighbours"] = plan.neighbours;
-    printJson(document);
+    return document;
 }
 
 void printPlan(const RenderRequest& request, const RenderPlan& plan) {
@@ -163,27 +179,112 @@ void printPlan(const RenderRequest& request, const RenderPlan& plan) {
               << "Nothing was written.\n";
 }
 
-void showPlan(const RenderRequest& request) {
+/// What is told of a clip, besides what is printed on the way.
+struct Told {
+    Json document;
+    std::string frames;     ///< how many in what time; empty where nothing was rendered
+    std::string incomplete; ///< what is missing in the output; empty where nothing is
+};
+
+Told showPlan(const RenderRequest& request) {
     const RenderPlan plan = planRender(request.options);
     printWarnings(plan.warnings);
-    if (request.json) {
-        printJsonPlan(request, plan);
-    } else {
+    if (!request.json) {
         printPlan(request, plan);
     }
+    return {dryRunJson(request, plan), {}, {}};
 }
 
-UserError incomplete(const RenderSummary& summary) {
+std::string incompleteText(const RenderSummary& summary) {
+    if (summary.framesMissing == 0) {
+        return {};
+    }
     const std::string count =
         std::to_string(summary.framesMissing) + (summary.framesMissing == 1 ? " frame" : " frames");
-    return UserError(summary.output + ": is written, but lacks " + count + " of the input; " +
-                         (summary.leavesNumbersOut ? "no files were written for the numbers"
-                                                   : "those before stand in for what is missing"),
-                     ExitCode::Incomplete);
+    return summary.output + ": is written, but lacks " + count + " of the input; " +
+           (summary.leavesNumbersOut ? "no files were written for the numbers"
+                                     : "those before stand in for what is missing");
+}
+
+Told renderOne(RenderRequest& request, const ProgressJob& job, const std::atomic<bool>& stop) {
+    RenderOptions& options = request.options;
+    options.controls = resolveControls(request.effect, options.output);
+    options.modulePath = findModule(request.effect.module).string();
+    if (request.quiet && request.progress == ProgressStyle::Auto) {
+        request.progress = ProgressStyle::None;
+    }
+    resolveTimes(options, request.progress, stop);
+    if (request.dryRun) {
+        return showPlan(request);
+    }
+    const auto progress = makeProgress(request.progress, standardErrorOutput(job));
+    const RenderSummary summary = renderClip(options, *progress, stop);
+    printWarnings(summary.warnings);
+    if (!request.quiet && job.count == 0) {
+        printSummaryLines(summary);
+    }
+    return {summaryJson(request, summary), framesText(summary), incompleteText(summary)};
+}
+
+/// Each clip that was rendered with its document, the others with what was in the way.
+Json withStates(const std::vector<ClipOutcome>& outcomes, Json documents) {
+    Json clips = Json::array();
+    auto document = documents.begin();
+    for (const ClipOutcome& outcome : outcomes) {
+        const bool written =
+            outcome.state == ClipState::Done || outcome.state == ClipState::Incomplete;
+        Json clip{{"state", nameOf(outcome.state)},
+                  {"input", outcome.names.input},
+                  {"output", outcome.names.output}};
+        if (written) {
+            clip.update(*document++);
+            clip.erase("version");
+        } else {
+            clip["error"] = outcome.text;
+        }
+        clips.push_back(std::move(clip));
+    }
+    return clips;
+}
+
+void renderAll(const RenderRequest& request, const std::atomic<bool>& stop) {
+    // What is wrong for all of them is told once.
+    resolveControls(request.effect, {});
+    findModule(request.effect.module);
+    Json documents = Json::array();
+    const ClipWork work = [&](const ClipNames& clip, const ProgressJob& job) -> ClipOutcome {
+        RenderRequest one = request;
+        setInput(one.options, clip.input);
+        one.options.output = clip.output;
+        Told told = renderOne(one, job, stop);
+        documents.push_back(std::move(told.document));
+        if (!told.incomplete.empty()) {
+            return {clip, ClipState::Incomplete, told.incomplete};
+        }
+        return {clip, ClipState::Done, told.frames};
+    };
+    std::vector<std::string> inputs{request.options.input};
+    if (!request.options.output.empty()) {
+        inputs.push_back(request.options.output);
+    }
+    inputs.insert(inputs.end(), request.moreInputs.begin(), request.moreInputs.end());
+    const std::vector<ClipOutcome> outcomes =
+        renderEach(nameOutputs(inputs, request.outputFolder, request.namePattern), work, stop);
+    if (request.json) {
+        printJson({{"version", 1}, {"clips", withStates(outcomes, std::move(documents))}});
+    }
+    if (!request.quiet && !request.dryRun) {
+        printOutcomes(outcomes);
+    }
+    requireAllDone(outcomes);
 }
 
 void runRender(RenderRequest& request, const std::atomic<bool>& stop) {
-    RenderOptions& options = request.options;
+    if (!request.outputFolder.empty()) {
+        renderAll(request, stop);
+        return;
+    }
+    const RenderOptions& options = request.options;
     const bool toStandardOutput = options.output == media::kStandardStream ||
                                   media::descriptorNamed(options.output) == STDOUT_FILENO;
     if (request.json && !request.dryRun && toStandardOutput) {
@@ -192,28 +293,51 @@ void runRender(RenderRequest& request, const std::atomic<bool>& stop) {
                             "file, or leave --json out",
                         ExitCode::Usage);
     }
-    options.controls = resolveControls(request.effect, options.output);
-    options.modulePath = findModule(request.effect.module).string();
-    if (request.quiet && request.progress == ProgressStyle::Auto) {
-        request.progress = ProgressStyle::None;
-    }
-    resolveTimes(options, request.progress, stop);
-    if (request.dryRun) {
-        showPlan(request);
-        return;
-    }
-    const std::unique_ptr<Progress> progress = makeProgress(request.progress);
-    const RenderSummary summary = renderClip(options, *progress, stop);
-    printWarnings(summary.warnings);
-    if (!request.quiet) {
-        printSummaryLines(summary);
-    }
+    const Told told = renderOne(request, {}, stop);
     if (request.json) {
-        printJsonSummary(request, summary);
+        printJson(told.document);
     }
-    if (summary.framesMissing > 0) {
-        throw incomplete(summary);
+    if (!told.incomplete.empty()) {
+        throw UserError(told.incomplete, ExitCode::Incomplete);
     }
+}
+
+/// Where the outputs go: to one name for one input, or to a folder.
+void addNames(CLI::App& app, RenderRequest& request) {
+    addInputArgument(app, request.options);
+    app.add_option("OUTPUT", request.options.output,
+                   "File or image sequence to write, or - for standard output; with "
+                   "--output-folder the next input")
+        ->type_name("");
+    app.add_option("MORE", request.moreInputs, "Further inputs, with --output-folder")
+        ->type_name("")
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+        ->check(requireText);
+    CLI::Option* const folder =
+        app.add_option("--output-folder", request.outputFolder,
+                       "Render any number of inputs, each to a file in this folder, which exists; "
+                       "one that fails does not stop the others")
+            ->type_name("FOLDER")
+            ->check(requireText)
+            ->group(kOutputGroup);
+    addValueOption(
+        app, "--name", "PATTERN",
+        "What the files in the folder are called: {stem} is the input's name without "
+        "its extension, {ext} the extension with its dot, as in {stem}-corrected{ext}; "
+        "as the inputs if not given",
+        [&request](const std::string& text) { request.namePattern = parseNamePattern(text); })
+        ->needs(folder)
+        ->group(kOutputGroup);
+    app.final_callback([&request] {
+        if (request.outputFolder.empty() && request.options.output.empty()) {
+            throw CLI::RequiredError("OUTPUT");
+        }
+        if (request.outputFolder.empty() && !request.moreInputs.empty()) {
+            throw CLI::ValidationError("'" + request.moreInputs.front() +
+                                       "' is one argument too many; several inputs need "
+                                       "--output-folder");
+        }
+    });
 }
 
 } // namespace
@@ -221,17 +345,14 @@ void runRender(RenderRequest& request, const std::atomic<bool>& stop) {
 Command addRenderCommand(CLI::App& parent) {
     CLI::App& app = *parent.add_subcommand("render", "Correct the colours of a clip");
     const auto request = std::make_shared<RenderRequest>();
-    addInputArgument(app, request->options);
-    app.add_option("OUTPUT", request->options.output,
-                   "File or image sequence to write, or - for standard output")
-        ->required()
-        ->type_name("");
+    addNames(app, *request);
     addEffectOptions(app, request->effect);
     addClipOptions(app, request->options);
     addEncoderOptions(app, request->options);
     addReportOptions(app, *request);
     app.footer("Example:\n"
-               "  tintwell render holiday.mp4 corrected.mp4 --black-clip 0.5 --crf 18");
+               "  tintwell render holiday.mp4 corrected.mp4 --black-clip 0.5 --crf 18\n"
+               "  tintwell render *.mp4 --output-folder corrected --temporal-smoothing 1");
     return {&app, [request](const std::atomic<bool>& stop) { runRender(*request, stop); }};
 }
 

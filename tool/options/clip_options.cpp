@@ -13,6 +13,12 @@ namespace {
 
 constexpr const char* kGroup = "Input";
 
+void requireOrder(const media::TimeSpan& times) {
+    if (times.to && *times.to <= times.from.value_or(0.0)) {
+        throw std::invalid_argument("there is nothing between --from and --to");
+    }
+}
+
 } // namespace
 
 CLI::Option* addKeyValueOption(CLI::App& app, const std::string& name, const std::string& help,
@@ -33,17 +39,19 @@ CLI::Option* addKeyValueOption(CLI::App& app, const std::string& name, const std
 }
 
 void addInputArgument(CLI::App& app, ClipOptions& options) {
-    const auto take = [&options](const std::string& text) {
-        options.input = text;
-        options.files = std::make_shared<media::InputFiles>(text);
-        options.interruption = std::make_shared<media::Interruption>(stopRequested());
-    };
+    const auto take = [&options](const std::string& text) { setInput(options, text); };
     app.add_option_function<std::string>(
            "INPUT", take,
            "Video file, image, image sequence (frame.%04d.png), or - for standard input")
         ->required()
         ->type_name("")
         ->check(requireText);
+}
+
+void setInput(ClipOptions& options, const std::string& input) {
+    options.input = input;
+    options.files = std::make_shared<media::InputFiles>(input);
+    options.interruption = std::make_shared<media::Interruption>(stopRequested());
 }
 
 void addClipOptions(CLI::App& app, ClipOptions& options) {
@@ -57,12 +65,18 @@ void addClipOptions(CLI::App& app, ClipOptions& options) {
     addValueOption(app, "--from", "TIME",
                    "Only the frames that begin at this time or later: seconds, or hours, minutes "
                    "and seconds as in 1:02:03.5",
-                   [&options](const std::string& text) { options.times.from = parseTime(text); })
+                   [&options](const std::string& text) {
+                       options.times.from = parseTime(text);
+                       requireOrder(options.times);
+                   })
         ->excludes(frames)
         ->group(kGroup);
     addValueOption(app, "--to", "TIME",
                    "Only the frames that begin before this time; all where the clip ends earlier",
-                   [&options](const std::string& text) { options.times.to = parseTime(text); })
+                   [&options](const std::string& text) {
+                       options.times.to = parseTime(text);
+                       requireOrder(options.times);
+                   })
         ->excludes(frames)
         ->group(kGroup);
     addReadingOptions(app, options);

@@ -70,11 +70,6 @@ void resolveTimes(ClipOptions& clip, ProgressStyle style, const std::atomic<bool
     if (!times.from && !times.to) {
         return;
     }
-    if (times.to && *times.to <= times.from.value_or(0.0)) {
-        throw UserError("--to is not behind " + std::string(times.from ? "--from" : "0") +
-                            "; there is nothing between them",
-                        ExitCode::Usage);
-    }
     style = style == ProgressStyle::Json ? ProgressStyle::None : style;
     clip.frames = FrameSearch(walkOptions(clip), style, stop).framesBetween(times);
 }
