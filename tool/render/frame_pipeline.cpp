@@ -224,7 +224,10 @@ void FramePipeline::renew(std::int32_t frame) {
 
 void FramePipeline::convertOut() {
     const media::PictureFormat& format = parts_.writer.pictureFormat();
-    media::WorldToFrame converter(depth_, format);
+    const bool losesBits =
+        parts_.reader.info().bitsPerChannel > media::traitsOf(format.pixelFormat).depth;
+    media::WorldToFrame converter(depth_, format,
+                                  losesBits ? media::Rounding::Dithered : media::Rounding::Nearest);
     passOn(corrected_, ready_, [&](Job& job) {
         job.result = pictures_.take();
         media::copyProperties(*job.source, *job.result);
