@@ -61,6 +61,10 @@ TEST_F(CommandLineTest, WrongUsageIsToldWithTheOptionAndExits2) {
     expectRefusal({"lut", "-", "--cdl", "--at", "1"}, 2, {"--at", "standard input"});
     expectRefusal({"lut", "clip.y4m", "-o", "a.3dl"}, 2, {"a.3dl", ".cube, .spi1d, .cdl, .ccc"});
     expectRefusal({"lut", "clip.y4m", "-o", "a.cdl", "--size", "9"}, 2, {"a.cdl", "--size"});
+    expectRefusal({"lut", "clip.y4m", "-o", "a.cube", "--format", "cube3d", "--size", "130"}, 2,
+                  {"a.cube", "at most 129 points"});
+    expectRefusal({"lut", "clip.y4m", "-o", "-", "--format", "cdl", "--cdl"}, 2,
+                  {"--cdl", "standard output"});
     for (const std::string size : {"1", "65537", "2.5", "-9"}) {
         expectRefusal({"lut", "clip.y4m", "-o", "a.cube", "--size=" + size}, 2,
                       {"--size: '" + size, "2 and 65536"});
