@@ -84,9 +84,24 @@ AVPixelFormat closestFormat(AVPixelFormat wanted, std::span<const AVPixelFormat>
 }
 
 bool isFullRangeByName(AVPixelFormat format) {
-    return format == AV_PIX_FMT_YUVJ420P || format == AV_PIX_FMT_YUVJ422P ||
-           format == AV_PIX_FMT_YUVJ444P || format == AV_PIX_FMT_YUVJ440P ||
-           format == AV_PIX_FMT_YUVJ411P;
+    return withoutRangeInName(format) != format;
+}
+
+AVPixelFormat withoutRangeInName(AVPixelFormat format) {
+    switch (format) {
+    case AV_PIX_FMT_YUVJ411P:
+        return AV_PIX_FMT_YUV411P;
+    case AV_PIX_FMT_YUVJ420P:
+        return AV_PIX_FMT_YUV420P;
+    case AV_PIX_FMT_YUVJ422P:
+        return AV_PIX_FMT_YUV422P;
+    case AV_PIX_FMT_YUVJ440P:
+        return AV_PIX_FMT_YUV440P;
+    case AV_PIX_FMT_YUVJ444P:
+        return AV_PIX_FMT_YUV444P;
+    default:
+        return format;
+    }
 }
 
 std::string nameOf(AVPixelFormat format) {

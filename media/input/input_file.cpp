@@ -207,6 +207,7 @@ InputFile openInput(const std::string& input, const InputOptions& options) {
     }
     checkAllTaken(inputName(input), *container, settings.keys());
     file.maxPixels = options.maxPixels;
+    file.declared = options.declared;
     takeRefusedSize(); // of those who tried whether the file is theirs
     const int found = findStreams(*container, options.maxPixels);
     throwIfInterrupted(*file.source);

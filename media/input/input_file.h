@@ -23,6 +23,7 @@ struct InputOptions {
     bool allowNetwork = false; ///< addresses, and files that are not beside the input or below
     std::shared_ptr<InputFiles> files = {};          ///< where to note what is read; may be null
     std::shared_ptr<Interruption> interruption = {}; ///< may be null
+    ColorTags declared = {}; ///< what pictures are, whatever their tags say, as far as it is said
 };
 
 /// An opened container and the stream in it that is the video.
@@ -31,6 +32,7 @@ struct InputFile {
     InputPtr container;
     AVStream* video = nullptr;
     std::int64_t maxPixels = kUsualPixels; ///< of a picture
+    ColorTags declared;                    ///< see InputOptions
     std::optional<ImageFiles> images;      ///< of an image sequence: to be read, not the container
     std::vector<std::string> warnings;
 };

@@ -36,6 +36,12 @@ void ClipStreams::decodeFirstFrame(const std::string& name) {
         }
     }
     checkPictureSize(name, frame_->width, frame_->height, packets_.file().maxPixels);
+    const auto format = static_cast<AVPixelFormat>(frame_->format);
+    if (packets_.file().declared.matrix != AVCOL_SPC_UNSPECIFIED &&
+        traitsOf(format).model != ColorModel::Yuv) {
+        throw MediaError(name + ": its pixel format is " + nameOf(format) +
+                         ", which has no matrix; leave --input-matrix out");
+    }
 }
 
 void ClipStreams::keepOnly(const std::vector<int>& streams) {
@@ -49,6 +55,7 @@ bool ClipStreams::advance() {
         return true;
     }
     if (FramePtr decoded = decoder_.receive()) {
+        declareColor(*decoded, packets_.file().declared);
         standIns_.put(std::move(decoded));
     } else if (decoder_.ended()) {
         standIns_.end();

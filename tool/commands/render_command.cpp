@@ -5,6 +5,7 @@
 #include "media/write/output_stream.h"
 #include "tool/findings/summary_text.h"
 #include "tool/options/clip_options.h"
+#include "tool/options/color_options.h"
 #include "tool/options/effect_options.h"
 #include "tool/options/module_path.h"
 #include "tool/options/output_options.h"
@@ -89,6 +90,14 @@ void addReportOptions(CLI::App& app, RenderRequest& request) {
 
 using Json = nlohmann::ordered_json;
 
+Json declaredJson(const media::ColorTags& declared) {
+    Json colors = Json::object();
+    for (const auto& [what, name] : declaredColors(declared)) {
+        colors[what] = name;
+    }
+    return colors;
+}
+
 Json planJson(const RenderRequest& request, const RenderPlan& plan) {
     return {
         {"version", 1},
@@ -104,6 +113,7 @@ Json planJson(const RenderRequest& request, const RenderPlan& plan) {
         {"video_codec", plan.videoCodec},
         {"color_matrix", plan.colorMatrix},
         {"color_range", plan.colorRange},
+        {"color_declared", declaredJson(request.options.declared)},
         {"warnings", plan.warnings},
     };
 }
@@ -135,8 +145,11 @@ std::string framesText(const RenderSummary& summary) {
     return numbers;
 }
 
-void printSummaryLines(const RenderSummary& summary) {
+void printSummaryLines(const RenderOptions& options, const RenderSummary& summary) {
     printNote(summary.output + ": " + framesText(summary));
+    if (const std::string colors = declaredText(options.declared); !colors.empty()) {
+        printNote("the input's colour was taken as declared: " + colors);
+    }
     char numbers[64];
     std::snprintf(numbers, sizeof numbers, "changed the average pixel by %.1f of 255 levels",
                   summary.change.strength);
@@ -159,10 +172,12 @@ void printPlan(const RenderRequest& request, const RenderPlan& plan) {
     std::snprintf(size, sizeof size, "%dx%d, %.6g frames per second", static_cast<int>(plan.width),
                   static_cast<int>(plan.height), plan.frameRate);
     const std::string range = options.frames ? frameRangeText(*options.frames) : "all";
+    const std::string colors = declaredText(options.declared);
+    const std::string declared = colors.empty() ? "" : " (declared: " + colors + ")";
     const std::string count = plan.frames ? std::to_string(*plan.frames) : "number not known";
     std::cout << "Input:       " << printable(options.input) << " (" << plan.inputFormat << ", "
               << plan.inputCodec << ", " << plan.inputPixelFormat << ", " << plan.colorMatrix << " "
-              << plan.colorRange << " range, " << size << ")\n"
+              << plan.colorRange << " range" << declared << ", " << size << ")\n"
               << "Output:      " << printable(plan.output) << " (" << plan.outputFormat << ", "
               << plan.videoCodec << ", " << plan.outputPixelFormat << ")\n"
               << "Frames:      " << range << " (" << count << ")\n"
@@ -221,7 +236,7 @@ Told renderOne(RenderRequest& request, const ProgressJob& job, const std::atomic
     const RenderSummary summary = renderClip(options, *progress, stop);
     printWarnings(summary.warnings);
     if (!request.quiet && job.count == 0) {
-        printSummaryLines(summary);
+        printSummaryLines(options, summary);
     }
     return {summaryJson(request, summary), framesText(summary), incompleteText(summary)};
 }

@@ -1,5 +1,6 @@
 #include "tool/options/clip_options.h"
 
+#include "tool/options/color_options.h"
 #include "tool/options/command.h"
 #include "tool/options/output_options.h"
 #include "tool/terminal/stop_signal.h"
@@ -99,6 +100,7 @@ void addReadingOptions(CLI::App& app, ClipOptions& options) {
         "30000/1001",
         [&options](const std::string& text) { options.frameRate = parseFrameRate(text); })
         ->group(kGroup);
+    addColorOptions(app, options.declared, kGroup);
     addValueOption(
         app, "--max-pixels", "NUMBER",
         "How many pixels a picture may have, as a small file can unpack to gigabytes; 67108864 if "
@@ -132,9 +134,9 @@ media::NamedValues namedValues(const std::vector<KeyValue>& options) {
 }
 
 media::InputOptions inputOptions(const ClipOptions& options) {
-    return {options.inputFormat, options.frameRate,    namedValues(options.inputOptions),
-            options.maxPixels,   options.allowNetwork, options.files,
-            options.interruption};
+    return {options.inputFormat,  options.frameRate,    namedValues(options.inputOptions),
+            options.maxPixels,    options.allowNetwork, options.files,
+            options.interruption, options.declared};
 }
 
 std::optional<std::int64_t> totalFrames(const ClipOptions& options, const media::ClipInfo& info) {

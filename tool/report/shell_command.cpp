@@ -2,6 +2,7 @@
 
 #include "media/clip_info.h"
 #include "media/image_sequence.h"
+#include "tool/options/color_options.h"
 #include "tool/values/control_catalog.h"
 #include "tool/values/option_values.h"
 
@@ -74,6 +75,9 @@ void addClip(const ClipOptions& clip, std::vector<std::string>& words) {
     }
     for (const KeyValue& option : clip.inputOptions) {
         words.insert(words.end(), {"--input-option", option.key + "=" + option.value});
+    }
+    for (const auto& [what, name] : declaredColors(clip.declared)) {
+        words.insert(words.end(), {"--input-" + what, name});
     }
     if (clip.allowNetwork) {
         words.emplace_back("--allow-network");

@@ -33,6 +33,7 @@ struct ClipOptions {
     std::string inputFormat; ///< demuxer name; empty: find out
     std::string frameRate;   ///< rate of an image sequence or raw stream; empty: as stored
     std::vector<KeyValue> inputOptions;
+    media::ColorTags declared; ///< what the input's colour is, whatever its tags say
     bool allowNetwork = false;
     std::int64_t maxPixels = media::kUsualPixels; ///< of a picture that is unpacked
 

@@ -43,6 +43,7 @@ TEST_F(CommandLineTest, WrongUsageIsToldWithTheOptionAndExits2) {
         {{"--output-folder", ".", "-"}, {"standard input has no name"}},
         {{"--to", "1:75"}, {"--to: '1:75'", "hours, minutes"}},
         {{"--from", "2", "--to", "2.0"}, {"nothing between --from and --to"}},
+        {{"--input-matrix", "bt2100"}, {"--input-matrix: 'bt2100'", "bt709", "bt601"}},
         {{"--crf", "64"}, {"--crf: '64'", "between 0 and 63"}},
         {{"--encoder-option", "slow"}, {"--encoder-option: 'slow'", "KEY=VALUE"}},
         {{"--frame-rate", "0"}, {"--frame-rate: '0'"}},
@@ -107,6 +108,9 @@ TEST_F(CommandLineTest, FailuresNameTheFileAndExit1WithoutLeavingAnything) {
                   {"clip.y4m: shows no frame at 9 seconds", "last one begins at 0.360"});
     expectRefusal({"lut", "clip.y4m", "-o", "no/a.cube"}, 1, {"no/a.cube"});
     expectRefusal({"lut", "text.mp4", "--cdl"}, 1, {"text.mp4"});
+    write("a.ppm", picture(0, 1));
+    expectRefusal({"analyze", "a.ppm", "--input-matrix", "bt709"}, 1,
+                  {"a.ppm: its pixel format is rgb24, which has no matrix"});
     write("there.cube", "precious");
     expectRefusal({"lut", "clip.y4m", "-o", "there.cube"}, 1, {"there.cube", "--overwrite"});
     expectRefusal({"controls", "--module", "text.mp4"}, 1, {"text.mp4"});

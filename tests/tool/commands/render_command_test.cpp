@@ -73,6 +73,53 @@ TEST_F(CommandLineTest, RangesAreThoseThatPeopleName) {
     EXPECT_NE(page.err.find("frame 2, which is left out"), std::string::npos) << page.err;
 }
 
+TEST_F(CommandLineTest, DeclaredColoursCountAsTagsDo) {
+    ffmpeg("-i clip.y4m -c:v ffv1 -colorspace bt709 -color_range pc -color_primaries bt2020 "
+           "-color_trc smpte170m tagged.mkv");
+    ffmpeg("-i clip.y4m -c:v ffv1 -colorspace smpte170m -color_range tv -color_primaries bt709 "
+           "-color_trc bt709 wrong.mkv");
+    const Arguments declared{"--input-matrix",    "bt709",  "--input-range",    "full",
+                             "--input-primaries", "bt2020", "--input-transfer", "smpte170m"};
+    const auto with = [&](Arguments arguments, bool declare) {
+        arguments.insert(arguments.end(), declared.begin(),
+                         declare ? declared.end() : declared.begin());
+        const Outcome outcome = run(arguments);
+        EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
+        return outcome;
+    };
+    const std::string levels = with({"analyze", "tagged.mkv", "--csv"}, false).out;
+    EXPECT_NE(with({"analyze", "wrong.mkv", "--csv"}, false).out, levels);
+    for (const std::string input : {"clip.y4m", "wrong.mkv"}) {
+        EXPECT_EQ(with({"analyze", input, "--csv"}, true).out, levels);
+        const Outcome rendered = with(
+            {"render", input, "out.mkv", "--video-codec", "ffv1", "--json", "--overwrite"}, true);
+        EXPECT_NE(rendered.err.find("taken as declared: matrix bt709, range pc, primaries "
+                                    "bt2020, transfer smpte170m"),
+                  std::string::npos)
+            << rendered.err;
+        EXPECT_EQ(nlohmann::json::parse(rendered.out).at("color_declared").at("range"), "pc");
+        // What another program reads of the output, and of the tagged input's, is the same.
+        with({"render", "tagged.mkv", "same.mkv", "--video-codec", "ffv1", "--overwrite"}, false);
+        for (const std::string name : {"out", "same"}) {
+            ASSERT_EQ(std::system(("cd '" + work_.string() +
+                                   "' && ffprobe -v error -select_streams "
+                                   "v -show_entries stream=pix_fmt,color_range,color_space,"
+                                   "color_primaries,color_transfer " +
+                                   name + ".mkv > " + name + ".tags && ffmpeg -v error -i " + name +
+                                   ".mkv -f framemd5 - >> " + name + ".tags")
+                                      .c_str()),
+                      0);
+        }
+        EXPECT_NE(contentOf(work_ / "out.tags").find("color_primaries=bt2020"), std::string::npos);
+        EXPECT_EQ(contentOf(work_ / "out.tags"), contentOf(work_ / "same.tags"));
+    }
+    ffmpeg("-i clip.y4m -c:v mjpeg -q:v 2 full.avi"); // full range by the pixel format's name
+    const Outcome limited = run(
+        {"render", "full.avi", "l.mkv", "--video-codec", "ffv1", "--json", "--input-range", "tv"});
+    EXPECT_EQ(nlohmann::json::parse(limited.out).at("output_pixel_format"), "yuv420p");
+    EXPECT_EQ(nlohmann::json::parse(limited.out).at("color_range"), "tv");
+}
+
 TEST_F(CommandLineTest, DryRunTellsThePlanAndWritesNothing) {
     const Outcome outcome = run({"render", "clip.y4m", "out.mkv", "--dry-run", "--json", "--frames",
                                  "2-7", "--temporal-smoothing", "0.2", "--depth", "16"});
