@@ -116,15 +116,12 @@ void resample(LutContent& content, const LutFormat& format, std::optional<std::s
     content.largestError = inspect::largestDifference(exact, content.table);
 }
 
-/// For people, where standard output is not the file.
-void tellCube(const OutputOptions& output, const LutContent& content) {
+void tellCube(const LutContent& content) {
     char text[128];
     std::snprintf(text, sizeof text,
-                  ": off by at most %.2f of 255 levels between its %zu points a side",
+                  "the cube is off by at most %.2f of 255 levels between its %zu points a side",
                   content.largestError * 255.0, content.table[0].size());
-    if (!output.quiet) {
-        printNote(output.path + text);
-    }
+    printNote(text);
 }
 
 void runLut(LutRequest& request, const std::atomic<bool>& stop) {
@@ -152,8 +149,8 @@ void runLut(LutRequest& request, const std::atomic<bool>& stop) {
         resample(content, *format, request.size);
         format->write(output->stream(), content);
         output->commit();
-        if (format->kind == LutKind::Cube) {
-            tellCube(request.output, content);
+        if (format->kind == LutKind::Cube && !request.output.quiet) {
+            tellCube(content);
         }
     }
     if (request.decision || (!request.output.quiet && !toStandardOutput)) {

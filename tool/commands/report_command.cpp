@@ -47,7 +47,7 @@ std::optional<std::int64_t> namedFrame(const ReportRequest& request,
     const auto& range = request.clip.frames;
     if (range && (frame < range->first || frame > range->last)) {
         throw UserError("--at is the time of frame " + std::to_string(frame) +
-                            ", which is left out",
+                            ", which --frames, or --from and --to, leave out",
                         ExitCode::Usage);
     }
     return frame;
