@@ -1,0 +1,121 @@
+#include "steady/scenes.h"
+
+#include <algorithm>
+
+namespace tintwell::steady {
+namespace {
+
+/// Below this contrast a frame shows nothing.
+constexpr double kBlank = 1.5;
+
+/// Whether the view leaps from one frame to the next, while it moves less before and after: a cut
+/// between two views of one place, whose pictures can be laid on each other.
+bool isLeap(std::span<const FrameFacts> frames, std::size_t index) {
+    constexpr double kLeap = 0.06;
+    constexpr double kTimesOthers = 3.0;
+    const auto movedAt = [&](std::size_t i) {
+        const bool isKnown = i > 0 && i < frames.size() && !isBreak(frames[i].fromPrevious);
+        return isKnown ? frames[i].fromPrevious.moved : 0.0;
+    };
+    const double others = std::max(movedAt(index - 1), movedAt(index + 1));
+    return movedAt(index) > std::max(kLeap, kTimesOthers * others);
+}
+
+void suspend(ScenePlace& place) {
+    place.counts = false;
+    place.light = nullptr;
+}
+
+/// What lies between a break and its resumption is no scene of its own.
+void joinInterruptions(std::span<const FrameFacts> frames, std::vector<ScenePlace>& places) {
+    for (std::size_t i = 0; i < frames.size(); ++i) {
+        const auto& resumption = frames[i].resumption;
+        if (!resumption || resumption->after > i) {
+            continue;
+        }
+        for (std::size_t k = i - resumption->after + 1; k < i; ++k) {
+            places[k].startsScene = false;
+            suspend(places[k]);
+        }
+        places[i].startsScene = false;
+        places[i].light = &resumption->change.light;
+    }
+}
+
+/// Walks from a frame at a blank one's side away from it for as long as the picture rises.
+void markFade(std::span<const FrameFacts> frames, std::vector<ScenePlace>& places, std::size_t from,
+              bool forward) {
+    constexpr double kRise = 1.004;
+    constexpr std::size_t kLookAhead = 3; // grain may outweigh a slow rise
+    const auto within = [&](std::size_t steps) {
+        return forward ? from + steps < frames.size() : steps <= from;
+    };
+    const auto at = [&](std::size_t steps) { return forward ? from + steps : from - steps; };
+    for (std::size_t step = 0; within(step); ++step) {
+        const std::size_t frame = at(step);
+        if (step > 0 && places[forward ? frame : frame + 1].startsScene) {
+            return;
+        }
+        bool rises = false;
+        for (std::size_t ahead = 1; ahead <= kLookAhead && within(step + ahead); ++ahead) {
+            rises = rises ||
+                    frames[at(step + ahead)].contrast >
+                        frames[frame].contrast * (1.0 + (kRise - 1.0) * static_cast<double>(ahead));
+        }
+        if (!rises) {
+            return;
+        }
+        suspend(places[frame]);
+        if (frame + 1 < places.size()) {
+            places[frame + 1].light = nullptr;
+        }
+    }
+}
+
+/// A blank stretch belongs half to the scene before and half to the one after it; what rises from
+/// it or sinks to it is a fade.
+void divideBlanks(std::span<const FrameFacts> frames, std::vector<ScenePlace>& places) {
+    const auto isBlank = [&](std::size_t i) { return frames[i].contrast < kBlank; };
+    for (std::size_t begin = 0; begin < frames.size(); ++begin) {
+        if (!isBlank(begin)) {
+            continue;
+        }
+        std::size_t end = begin;
+        while (end < frames.size() && isBlank(end)) {
+            places[end].startsScene = false;
+            suspend(places[end]);
+            ++end;
+        }
+        if (begin > 0 && end < frames.size()) {
+            places[end].startsScene = false;
+            places[(begin + end) / 2].startsScene = true;
+        }
+        if (end < frames.size()) {
+            places[end].light = nullptr;
+            markFade(frames, places, end, true);
+        }
+        if (begin > 0) {
+            markFade(frames, places, begin - 1, false);
+        }
+        begin = end;
+    }
+}
+
+} // namespace
+
+std::vector<ScenePlace> scenePlaces(std::span<const FrameFacts> frames) {
+    std::vector<ScenePlace> places(frames.size());
+    for (std::size_t i = 1; i < frames.size(); ++i) {
+        places[i].startsScene = isBreak(frames[i].fromPrevious) || isLeap(frames, i);
+        places[i].light = places[i].startsScene ? nullptr : &frames[i].fromPrevious.light;
+    }
+    joinInterruptions(frames, places);
+    divideBlanks(frames, places);
+    if (!places.empty()) {
+        places.front().startsScene = true;
+        places.front().light = nullptr;
+    }
+    return places;
+}
+
+} // namespace tintwell::steady
