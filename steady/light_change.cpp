@@ -13,161 +13,11 @@
 namespace tintwell::steady {
 namespace {
 
-using Plane = BlockPicture::Plane;
-
-constexpr int kColumns = static_cast<int>(BlockPicture::kColumns);
-constexpr int kRows = static_cast<int>(BlockPicture::kRows);
-constexpr double kCenterX = (kColumns - 1) / 2.0;
-constexpr double kCenterY = (kRows - 1) / 2.0;
 constexpr int kRounds = 7;
 constexpr double kArrived = 0.003; // blocks
 constexpr std::size_t kFewPairs = 100;
 
-float at(const Plane& plane, int x, int y) {
-    x = std::clamp(x, 0, kColumns - 1);
-    y = std::clamp(y, 0, kRows - 1);
-    return plane[static_cast<std::size_t>(y * kColumns + x)];
-}
-
-/// Calls visit(x, y) for all blocks of the grid.
-template <class Visit>
-void forEachBlock(Visit visit) {
-    for (int y = 0; y < kRows; ++y) {
-        for (int x = 0; x < kColumns; ++x) {
-            visit(x, y);
-        }
-    }
-}
-
-std::size_t indexOf(int x, int y) {
-    return static_cast<std::size_t>(y * kColumns + x);
-}
-
-/// Means of blocks are sharper than their grid can show in motion; this takes off the surplus.
-Plane softened(const Plane& plane) {
-    Plane across;
-    Plane soft;
-    forEachBlock([&](int x, int y) {
-        across[indexOf(x, y)] =
-            0.25F * (at(plane, x - 1, y) + 2.0F * at(plane, x, y) + at(plane, x + 1, y));
-    });
-    forEachBlock([&](int x, int y) {
-        soft[indexOf(x, y)] =
-            0.25F * (at(across, x, y - 1) + 2.0F * at(across, x, y) + at(across, x, y + 1));
-    });
-    return soft;
-}
-
-/// The plane without what is larger than a few blocks.
-Plane textureOf(const Plane& plane) {
-    constexpr int kReach = 3;
-    Plane across;
-    Plane texture;
-    forEachBlock([&](int x, int y) {
-        float sum = 0.0F;
-        for (int i = -kReach; i <= kReach; ++i) {
-            sum += at(plane, x + i, y);
-        }
-        across[indexOf(x, y)] = sum / (2 * kReach + 1);
-    });
-    forEachBlock([&](int x, int y) {
-        float sum = 0.0F;
-        for (int i = -kReach; i <= kReach; ++i) {
-            sum += at(across, x, y + i);
-        }
-        texture[indexOf(x, y)] = at(plane, x, y) - sum / (2 * kReach + 1);
-    });
-    return texture;
-}
-
-struct Prepared {
-    std::array<Plane, 3> levels;
-    Plane grey;
-    Plane texture; ///< of the grey
-    std::array<Plane, 3> clipped;
-
-    explicit Prepared(const BlockPicture& picture) : clipped(picture.clipped) {
-        for (std::size_t c = 0; c < levels.size(); ++c) {
-            levels[c] = softened(picture.means[c]);
-            clipped[c] = softened(clipped[c]);
-        }
-        for (std::size_t i = 0; i < grey.size(); ++i) {
-            grey[i] = (levels[0][i] + levels[1][i] + levels[2][i]) / 3.0F;
-        }
-        texture = textureOf(grey);
-    }
-};
-
-/// How the content moves from one frame to the other, in blocks around the centre.
-struct Motion {
-    double x = 0.0;
-    double y = 0.0;
-    double zoom = 0.0;
-    double turn = 0.0;
-};
-
-struct Place {
-    double x;
-    double y;
-
-    bool isInside() const {
-        return x >= 0.0 && y >= 0.0 && x <= kColumns - 1.0 && y <= kRows - 1.0;
-    }
-};
-
-/// Where a block half-way between the frames lies in the one (share -0.5) and the other (0.5).
-Place placeOf(const Motion& motion, int column, int row, double share) {
-    const double u = column - kCenterX;
-    const double v = row - kCenterY;
-    return {column + share * (motion.x + motion.zoom * u - motion.turn * v),
-            row + share * (motion.y + motion.zoom * v + motion.turn * u)};
-}
-
-struct Sampled {
-    double value;
-    double slopeX;
-    double slopeY;
-};
-
-Sampled sampleAt(const Plane& plane, const Place& place) {
-    const int x = std::min(static_cast<int>(place.x), kColumns - 2);
-    const int y = std::min(static_cast<int>(place.y), kRows - 2);
-    const double fx = place.x - x;
-    const double fy = place.y - y;
-    const double a = at(plane, x, y);
-    const double b = at(plane, x + 1, y);
-    const double c = at(plane, x, y + 1);
-    const double d = at(plane, x + 1, y + 1);
-    return {(a * (1 - fx) + b * fx) * (1 - fy) + (c * (1 - fx) + d * fx) * fy,
-            (b - a) * (1 - fy) + (d - c) * fy, (c - a) * (1 - fx) + (d - b) * fx};
-}
-
-/// Sums for the correlation of two values.
-struct Correlation {
-    double n = 0.0, a = 0.0, b = 0.0, aa = 0.0, bb = 0.0, ab = 0.0;
-
-    void add(double x, double y) {
-        n += 1.0;
-        a += x;
-        b += y;
-        aa += x * x;
-        bb += y * y;
-        ab += x * y;
-    }
-
-    double varianceA() const { return n > 0.0 ? std::max(0.0, aa / n - a / n * (a / n)) : 0.0; }
-
-    double varianceB() const { return n > 0.0 ? std::max(0.0, bb / n - b / n * (b / n)) : 0.0; }
-
-    double covariance() const { return n > 0.0 ? ab / n - a / n * (b / n) : 0.0; }
-
-    double coefficient() const {
-        const double scale = std::sqrt(varianceA() * varianceB());
-        return scale > 0.0 ? covariance() / scale : 0.0;
-    }
-};
-
-double coefficientAt(const Prepared& from, const Prepared& to, int shiftX, int shiftY) {
+double coefficientAt(const CoarsePicture& from, const CoarsePicture& to, int shiftX, int shiftY) {
     Correlation sums;
     for (int y = std::max(0, -shiftY); y < kRows - std::max(0, shiftY); y += 2) {
         for (int x = std::max(0, -shiftX); x < kColumns - std::max(0, shiftX); x += 2) {
@@ -178,7 +28,7 @@ double coefficientAt(const Prepared& from, const Prepared& to, int shiftX, int s
 }
 
 /// The shift in whole blocks that brings the textures nearest.
-Motion coarseMotion(const Prepared& from, const Prepared& to) {
+Motion coarseMotion(const CoarsePicture& from, const CoarsePicture& to) {
     constexpr int kReachX = kColumns / 4;
     constexpr int kReachY = kRows / 4;
     constexpr double kGood = 0.9;
@@ -201,38 +51,6 @@ Motion coarseMotion(const Prepared& from, const Prepared& to) {
     return motion;
 }
 
-constexpr int kTile = 8;
-constexpr int kTilesAcross = (kColumns + kTile - 1) / kTile;
-constexpr int kTilesDown = (kRows + kTile - 1) / kTile;
-
-/// How well the textures of both pictures agree, tile by tile, -1..1; none where there is too
-/// little texture, or too little of the tile in both.
-using Agreement = std::array<std::optional<double>, kTilesAcross * kTilesDown>;
-
-std::size_t tileOf(int x, int y) {
-    return static_cast<std::size_t>(y / kTile * kTilesAcross + x / kTile);
-}
-
-Agreement agreementOf(const Prepared& from, const Prepared& to, const Motion& motion) {
-    constexpr double kTexture = 0.5; // the least variance of a tile that tells anything
-    std::array<Correlation, kTilesAcross * kTilesDown> sums;
-    forEachBlock([&](int x, int y) {
-        const Place before = placeOf(motion, x, y, -0.5);
-        const Place after = placeOf(motion, x, y, 0.5);
-        if (before.isInside() && after.isInside()) {
-            sums[tileOf(x, y)].add(sampleAt(from.texture, before).value,
-                                   sampleAt(to.texture, after).value);
-        }
-    });
-    Agreement agreement;
-    for (std::size_t i = 0; i < sums.size(); ++i) {
-        if (sums[i].n > kTile && std::max(sums[i].varianceA(), sums[i].varianceB()) > kTexture) {
-            agreement[i] = sums[i].coefficient();
-        }
-    }
-    return agreement;
-}
-
 /// A block that lies in both pictures.
 struct Pair {
     int column;
@@ -249,10 +67,11 @@ struct Pair {
 
 /// Their first weights are how well the texture around them agrees, so that what covers much of a
 /// picture is not taken for it.
-std::vector<Pair> pairsOf(const Prepared& from, const Prepared& to, const Motion& motion) {
+std::vector<Pair> pairsOf(const CoarsePicture& from, const CoarsePicture& to,
+                          const Motion& motion) {
     constexpr double kMostClipped = 0.02;
     constexpr double kWithoutTexture = 0.5;
-    const Agreement agreement = agreementOf(from, to, motion);
+    const Agreement agreement = agreementOf(from.texture, to.texture, motion);
     std::vector<Pair> pairs;
     pairs.reserve(BlockPicture::kBlocks);
     forEachBlock([&](int x, int y) {
@@ -446,26 +265,7 @@ double improveMotion(Motion& motion, const std::vector<Pair>& pairs,
     return moved;
 }
 
-/// The mean over the better half of the tiles.
-std::optional<double> likenessOf(const Agreement& agreement) {
-    constexpr std::size_t kFewTiles = 5;
-    std::vector<double> found;
-    for (const auto& tile : agreement) {
-        if (tile) {
-            found.push_back(*tile);
-        }
-    }
-    if (found.size() < kFewTiles) {
-        return std::nullopt;
-    }
-    std::ranges::sort(found, std::greater<>());
-    const std::size_t better = (found.size() + 1) / 2;
-    const double sum =
-        std::accumulate(found.begin(), found.begin() + static_cast<std::ptrdiff_t>(better), 0.0);
-    return std::max(0.0, sum / static_cast<double>(better));
-}
-
-double differenceOf(const Prepared& from, const Prepared& to) {
+double differenceOf(const CoarsePicture& from, const CoarsePicture& to) {
     double sum = 0.0;
     for (std::size_t c = 0; c < from.levels.size(); ++c) {
         for (std::size_t i = 0; i < BlockPicture::kBlocks; ++i) {
@@ -478,24 +278,32 @@ double differenceOf(const Prepared& from, const Prepared& to) {
 
 } // namespace
 
-LightChange lightChange(const BlockPicture& from, const BlockPicture& to) {
-    const Prepared before(from);
-    const Prepared after(to);
+CoarsePicture::CoarsePicture(const BlockPicture& picture) {
+    for (std::size_t c = 0; c < levels.size(); ++c) {
+        levels[c] = softened(picture.means[c]);
+        clipped[c] = softened(picture.clipped[c]);
+    }
+    for (std::size_t i = 0; i < grey.size(); ++i) {
+        grey[i] = (levels[0][i] + levels[1][i] + levels[2][i]) / 3.0F;
+    }
+    texture = textureOf(grey);
+}
+
+LightChange lightChange(const CoarsePicture& from, const CoarsePicture& to) {
     LightChange change;
-    change.difference = differenceOf(before, after);
-    Motion motion = coarseMotion(before, after);
+    change.difference = differenceOf(from, to);
+    change.motion = coarseMotion(from, to);
     for (int round = 0; round < kRounds; ++round) {
-        std::vector<Pair> pairs = pairsOf(before, after, motion);
+        std::vector<Pair> pairs = pairsOf(from, to, change.motion);
         if (pairs.size() < kFewPairs) {
             break;
         }
         change.light = fitLights(pairs, 4);
-        if (improveMotion(motion, pairs, change.light) < kArrived) {
+        if (improveMotion(change.motion, pairs, change.light) < kArrived) {
             break;
         }
     }
-    change.likeness = likenessOf(agreementOf(before, after, motion));
-    change.moved = std::hypot(motion.x, motion.y) / kColumns;
+    change.likeness = likenessOf(agreementOf(from.texture, to.texture, change.motion));
     return change;
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "steady/block_picture.h"
+#include "steady/texture.h"
 
 #include <array>
 #include <optional>
@@ -35,14 +35,23 @@ struct LightEstimate {
     double gainVariance = 0.0;
 };
 
+/// A frame in small, made ready for being laid on others.
+struct CoarsePicture {
+    explicit CoarsePicture(const BlockPicture& picture);
+
+    std::array<Plane, 3> levels;
+    std::array<Plane, 3> clipped;
+    Plane grey;
+    Plane texture; ///< of the grey
+};
+
 /// How a frame follows from another one.
 struct LightChange {
     /// How well the textures agree once they are laid on each other, 0..1: over the half of the
     /// picture that agrees best, so that things which move or cover do not matter. None where
     /// either frame has too little texture to tell.
     std::optional<double> likeness;
-    /// How far the middle of the picture moved, as a share of the frame's width.
-    double moved = 0.0;
+    Motion motion;
     /// The root of the mean square by which the coarse pictures differ as they are, in levels.
     double difference = 0.0;
     std::array<LightEstimate, 3> light; ///< red, green, blue; of worth where the frames are alike
@@ -53,6 +62,6 @@ inline constexpr double kSameScene = 0.65;
 
 /// Lays both pictures on each other (shift, zoom and turn, up to a quarter of the frame), and fits
 /// the change of light between them. Blocks that do not follow count little or not at all.
-LightChange lightChange(const BlockPicture& from, const BlockPicture& to);
+LightChange lightChange(const CoarsePicture& from, const CoarsePicture& to);
 
 } // namespace tintwell::steady

@@ -19,13 +19,12 @@ std::optional<RealLevels> levelsOf(const PixelView& pixels, const AnalysisContro
     return findRealLevels(histogram, found, context);
 }
 
-double contrastOf(const BlockPicture& picture) {
+double contrastOf(const Plane& plane) {
     double sum = 0.0;
     double squares = 0.0;
-    for (std::size_t i = 0; i < BlockPicture::kBlocks; ++i) {
-        const double grey = (picture.means[0][i] + picture.means[1][i] + picture.means[2][i]) / 3.0;
-        sum += grey;
-        squares += grey * grey;
+    for (const double value : plane) {
+        sum += value;
+        squares += value * value;
     }
     const double mean = sum / BlockPicture::kBlocks;
     return std::sqrt(std::max(0.0, squares / BlockPicture::kBlocks - mean * mean));
@@ -54,8 +53,8 @@ bool isBreak(const LightChange& change) {
                            : change.difference > kOtherSurface;
 }
 
-std::optional<Resumption> Observer::resumptionAt(const BlockPicture& picture) const {
-    for (std::size_t back = 2; back <= kFactsReach && back <= seen_.size(); ++back) {
+std::optional<Resumption> Observer::resumptionAt(const CoarsePicture& picture) const {
+    for (std::size_t back = 2; back <= kLongestInterruption + 1 && back <= seen_.size(); ++back) {
         if (!seen_[back - 2].isDisturbed) {
             continue;
         }
@@ -67,23 +66,45 @@ std::optional<Resumption> Observer::resumptionAt(const BlockPicture& picture) co
     return std::nullopt;
 }
 
+std::optional<double> Observer::lookFar(const CoarsePicture& picture, const FrameFacts& facts) {
+    if (isDisturbance(facts.fromPrevious)) {
+        far_.clear();
+    }
+    for (Far& far : far_) {
+        const Motion& step = facts.fromPrevious.motion;
+        far.since.x += step.x;
+        far.since.y += step.y;
+        far.since.zoom += step.zoom;
+        far.since.turn += step.turn;
+    }
+    std::optional<double> likeness;
+    if (far_.size() == kFarBack) {
+        likeness =
+            likenessOf(agreementOf(far_.front().texture, picture.texture, far_.front().since));
+        far_.pop_front();
+    }
+    far_.push_back({picture.texture, {}});
+    return likeness;
+}
+
 FrameFacts Observer::add(const PixelView& pixels, const AnalysisControls& controls,
                          double seconds) {
     FrameFacts facts;
     facts.seconds = seconds;
     facts.levels = levelsOf(pixels, controls);
-    const BlockPicture picture = blockPicture(pixels);
-    facts.contrast = contrastOf(picture);
+    const CoarsePicture picture(blockPicture(pixels));
+    facts.contrast = contrastOf(picture.grey);
     bool isDisturbed = false;
     if (!seen_.empty()) {
         facts.fromPrevious = lightChange(seen_.front().picture, picture);
         isDisturbed = isDisturbance(facts.fromPrevious);
-        if (isDisturbed) {
-            facts.resumption = resumptionAt(picture);
-        }
     }
+    if (isDisturbed) {
+        facts.resumption = resumptionAt(picture);
+    }
+    facts.farLikeness = lookFar(picture, facts);
     seen_.push_front({picture, isDisturbed});
-    if (seen_.size() > kFactsReach) {
+    if (seen_.size() > kLongestInterruption + 1) {
         seen_.pop_back();
     }
     return facts;

@@ -23,13 +23,18 @@ struct FrameFacts {
     double contrast = 0.0;            ///< the deviation of its coarse levels from their mean
     LightChange fromPrevious;         ///< of no worth in a clip's first frame
     std::optional<Resumption> resumption;
+    /// How well the texture of `kFarBack` frames ago is still there, where the motion since then
+    /// puts it, 0..1. None where that is not known, or cannot be told.
+    std::optional<double> farLikeness;
 };
+
+inline constexpr std::size_t kFarBack = 24;
 
 /// The most frames that an interruption lasts.
 inline constexpr std::size_t kLongestInterruption = 4;
 
-/// How many frames before a frame its facts depend on.
-inline constexpr std::size_t kFactsReach = kLongestInterruption + 1;
+/// How many frames before a frame its facts depend on: since when a scene is known to go on.
+inline constexpr std::size_t kFactsReach = kFarBack + kLongestInterruption + 1;
 
 /// Whether the later frame shows something else than the earlier one.
 bool isBreak(const LightChange& change);
@@ -43,13 +48,20 @@ public:
 
 private:
     struct Seen {
-        BlockPicture picture;
+        CoarsePicture picture;
         bool isDisturbed; ///< from the frame before: another picture, or far other light
     };
 
-    std::optional<Resumption> resumptionAt(const BlockPicture& picture) const;
+    struct Far {
+        Plane texture;
+        Motion since;
+    };
+
+    std::optional<Resumption> resumptionAt(const CoarsePicture& picture) const;
+    std::optional<double> lookFar(const CoarsePicture& picture, const FrameFacts& facts);
 
     std::deque<Seen> seen_; ///< the last ones, latest first
+    std::deque<Far> far_;   ///< of the scene, earliest first
 };
 
 } // namespace tintwell::steady

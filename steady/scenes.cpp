@@ -1,6 +1,7 @@
 #include "steady/scenes.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace tintwell::steady {
 namespace {
@@ -11,11 +12,12 @@ constexpr double kBlank = 1.5;
 /// Whether the view leaps from one frame to the next, while it moves less before and after: a cut
 /// between two views of one place, whose pictures can be laid on each other.
 bool isLeap(std::span<const FrameFacts> frames, std::size_t index) {
-    constexpr double kLeap = 0.06;
+    constexpr double kLeap = 0.06; // of the frame's width
     constexpr double kTimesOthers = 3.0;
     const auto movedAt = [&](std::size_t i) {
         const bool isKnown = i > 0 && i < frames.size() && !isBreak(frames[i].fromPrevious);
-        return isKnown ? frames[i].fromPrevious.moved : 0.0;
+        const Motion& motion = frames[i].fromPrevious.motion;
+        return isKnown ? std::hypot(motion.x, motion.y) / kColumns : 0.0;
     };
     const double others = std::max(movedAt(index - 1), movedAt(index + 1));
     return movedAt(index) > std::max(kLeap, kTimesOthers * others);

@@ -18,7 +18,7 @@ using bench::View;
 constexpr std::size_t kWidth = 320;
 constexpr std::size_t kHeight = 180;
 
-BlockPicture inSmall(Picture picture, const bench::Light& light, float coverFrom = 1.0F) {
+CoarsePicture inSmall(Picture picture, const bench::Light& light, float coverFrom = 1.0F) {
     for (std::size_t c = 0; c < 3; ++c) {
         for (std::size_t i = 0; i < picture.planes[c].size(); ++i) {
             float& level = picture.planes[c][i];
@@ -29,7 +29,8 @@ BlockPicture inSmall(Picture picture, const bench::Light& light, float coverFrom
         }
     }
     std::vector<std::byte> bytes = bench::argbOf(picture);
-    return blockPicture(viewOfPixels({bytes.data(), 4 * kWidth, kWidth, kHeight, 8}, 0));
+    return CoarsePicture(
+        blockPicture(viewOfPixels({bytes.data(), 4 * kWidth, kWidth, kHeight, 8}, 0)));
 }
 
 struct PairCase {
@@ -61,8 +62,8 @@ TEST(LightChange, FindsTheLightThroughMotionAndThings) {
             inSmall(scenery.seen(from, kWidth, kHeight), {}),
             inSmall(scenery.seen(test.to, kWidth, kHeight), test.light, test.coverFrom));
         EXPECT_GT(change.likeness.value_or(0.0), 0.95);
-        EXPECT_NEAR(change.moved, std::hypot(test.to.x - from.x, test.to.y - from.y) / kWidth,
-                    0.002);
+        EXPECT_NEAR(change.motion.x / kColumns, (from.x - test.to.x) / kWidth, 0.002);
+        EXPECT_NEAR(change.motion.y / kRows, (from.y - test.to.y) / kHeight, 0.002);
         for (std::size_t c = 0; c < 3; ++c) {
             for (const double level : {20.0, 230.0}) {
                 EXPECT_NEAR(change.light[c].map.of(level),
@@ -75,7 +76,7 @@ TEST(LightChange, FindsTheLightThroughMotionAndThings) {
 TEST(LightChange, KnowsAnotherPlaceUnderTheSameLight) {
     const bench::Scenery scenery(31);
     const bench::Scenery other(32);
-    const BlockPicture here = inSmall(scenery.seen({300.0, 300.0}, kWidth, kHeight), {});
+    const CoarsePicture here = inSmall(scenery.seen({300.0, 300.0}, kWidth, kHeight), {});
     for (const View view : {View{300.0, 300.0}, View{500.0, 250.0}, View{700.0, 350.0}}) {
         const auto likeness =
             lightChange(here, inSmall(other.seen(view, kWidth, kHeight), {})).likeness;
