@@ -74,9 +74,10 @@ std::array<LightMap, 3> followed(const ScenePlace& place, const Variations& vari
 
 std::vector<Neighbour> sceneAround(std::span<const FrameFacts> frames,
                                    std::span<const ScenePlace> places, std::size_t index,
-                                   double seconds) {
+                                   double time, double seconds) {
+    constexpr double kLeastWeight = 1e-6;
     const auto weightOf = [&](std::size_t frame) {
-        const double share = std::abs(frames[frame].seconds - frames[index].seconds) / seconds;
+        const double share = std::abs(frames[frame].seconds - time) / seconds;
         return share < 1.0 ? 0.5 + 0.5 * std::cos(std::numbers::pi * share) : 0.0;
     };
     std::size_t begin = index;
@@ -85,7 +86,7 @@ std::vector<Neighbour> sceneAround(std::span<const FrameFacts> frames,
     }
     std::vector<Neighbour> neighbours;
     for (std::size_t i = begin; i < frames.size(); ++i) {
-        const double weight = i == index ? 1.0 : weightOf(i);
+        const double weight = i == index ? std::max(weightOf(i), kLeastWeight) : weightOf(i);
         if (i > index && (places[i].startsScene || weight <= 0.0)) {
             break;
         }
@@ -98,8 +99,8 @@ std::vector<Neighbour> sceneAround(std::span<const FrameFacts> frames,
 
 std::vector<Neighbour> neighboursOf(std::span<const FrameFacts> frames,
                                     std::span<const ScenePlace> places, std::size_t index,
-                                    double seconds) {
-    std::vector<Neighbour> neighbours = sceneAround(frames, places, index, seconds);
+                                    double time, double seconds) {
+    std::vector<Neighbour> neighbours = sceneAround(frames, places, index, time, seconds);
     const Variations variations = variationsOf(places, neighbours);
     const std::size_t middle = index - neighbours.front().index;
     for (std::size_t i = middle; i > 0; --i) {

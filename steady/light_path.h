@@ -15,8 +15,9 @@ struct Neighbour {
     std::array<LightMap, 3> toHere; ///< from its light into that of the frame in the middle
 };
 
-/// All frames of the scene less than `seconds` away from the frame at `index`, in order, that frame
-/// among them. The weight falls to half over `seconds` / 2, as a cosine does.
+/// All frames of the scene of the frame at `index` that are shown less than `seconds` away from
+/// `time`, in order, and that frame in any case. The weight falls to half over `seconds` / 2, as a
+/// cosine does.
 ///
 /// The changes of light that were measured are followed as far as they are more than errors of
 /// measurement: how much gains and offsets vary is taken from the neighbourhood itself, and a
@@ -24,6 +25,6 @@ struct Neighbour {
 /// errors do, there is no change.
 std::vector<Neighbour> neighboursOf(std::span<const FrameFacts> frames,
                                     std::span<const ScenePlace> places, std::size_t index,
-                                    double seconds);
+                                    double time, double seconds);
 
 } // namespace tintwell::steady

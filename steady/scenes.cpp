@@ -44,6 +44,8 @@ void joinInterruptions(std::span<const FrameFacts> frames, std::vector<ScenePlac
     }
 }
 
+constexpr std::size_t kLongestFade = kSceneContext - 4;
+
 /// Walks from a frame at a blank one's side away from it for as long as the picture rises.
 void markFade(std::span<const FrameFacts> frames, std::vector<ScenePlace>& places, std::size_t from,
               bool forward) {
@@ -53,7 +55,7 @@ void markFade(std::span<const FrameFacts> frames, std::vector<ScenePlace>& place
         return forward ? from + steps < frames.size() : steps <= from;
     };
     const auto at = [&](std::size_t steps) { return forward ? from + steps : from - steps; };
-    for (std::size_t step = 0; within(step); ++step) {
+    for (std::size_t step = 0; step < kLongestFade && within(step); ++step) {
         const std::size_t frame = at(step);
         if (step > 0 && places[forward ? frame : frame + 1].startsScene) {
             return;
@@ -74,12 +76,12 @@ void markFade(std::span<const FrameFacts> frames, std::vector<ScenePlace>& place
     }
 }
 
-/// A blank stretch belongs half to the scene before and half to the one after it; what rises from
-/// it or sinks to it is a fade.
+/// A blank stretch belongs half to the scene before and half to the one after it, a long one to
+/// the latter for the greater part; what rises from it or sinks to it is a fade.
 void divideBlanks(std::span<const FrameFacts> frames, std::vector<ScenePlace>& places) {
     const auto isBlank = [&](std::size_t i) { return frames[i].contrast < kBlank; };
     for (std::size_t begin = 0; begin < frames.size(); ++begin) {
-        if (!isBlank(begin)) {
+        if (!isBlank(begin) || !places[begin].counts) { // or an interruption
             continue;
         }
         std::size_t end = begin;
@@ -88,11 +90,12 @@ void divideBlanks(std::span<const FrameFacts> frames, std::vector<ScenePlace>& p
             suspend(places[end]);
             ++end;
         }
-        if (begin > 0 && end < frames.size()) {
-            places[end].startsScene = false;
-            places[(begin + end) / 2].startsScene = true;
+        const bool isLong = end - begin > kSceneContext;
+        if (begin > 0 && (isLong || end < frames.size())) {
+            places[isLong ? begin + kSceneContext / 2 : (begin + end) / 2].startsScene = true;
         }
         if (end < frames.size()) {
+            places[end].startsScene = false;
             places[end].light = nullptr;
             markFade(frames, places, end, true);
         }
@@ -100,6 +103,49 @@ void divideBlanks(std::span<const FrameFacts> frames, std::vector<ScenePlace>& p
             markFade(frames, places, begin - 1, false);
         }
         begin = end;
+    }
+}
+
+/// A cross-fade from `begin` to `end`: neither scene's levels, and no change of light.
+void crossFade(std::vector<ScenePlace>& places, std::size_t begin, std::size_t end) {
+    const std::size_t middle = (begin + end) / 2;
+    for (std::size_t i = begin; i < end; ++i) {
+        suspend(places[i]);
+        places[i].startsScene = i == middle;
+        places[i].crossFade = {middle, static_cast<double>(i + 1 - begin) /
+                                           static_cast<double>(end + 1 - begin)};
+    }
+    places[end].light = nullptr;
+}
+
+/// In a cross-fade the texture of before is lost although no two neighbours differ. Where it is
+/// found again all the time before and after, this is told from water and leaves, whose texture
+/// does not last.
+void findCrossFades(std::span<const FrameFacts> frames, std::vector<ScenePlace>& places) {
+    constexpr double kLasting = 0.9;
+    constexpr double kLost = 0.7;
+    constexpr std::size_t kLongest = kSceneContext - 4;
+    constexpr std::size_t kBefore = kFarBack * 2 / 3; // the loss is noticed
+    constexpr std::size_t kMargin = kFarBack / 3;
+    const auto lasts = [&](std::size_t i) {
+        return frames[i].farLikeness && *frames[i].farLikeness >= kLasting;
+    };
+    for (std::size_t first = 1; first < frames.size(); ++first) {
+        if (!lasts(first - 1) || lasts(first)) {
+            continue;
+        }
+        double least = 1.0;
+        std::size_t last = first;
+        while (last < frames.size() && frames[last].farLikeness && !lasts(last)) {
+            least = std::min(least, *frames[last].farLikeness);
+            ++last;
+        }
+        const bool isFade = last < frames.size() && lasts(last) && least < kLost &&
+                            last - first <= kLongest && last >= first + kMargin;
+        if (isFade && first >= kBefore) {
+            const std::size_t begin = first - kBefore;
+            crossFade(places, begin, std::max(begin + kMargin, last - kFarBack + kMargin));
+        }
     }
 }
 
@@ -113,6 +159,7 @@ std::vector<ScenePlace> scenePlaces(std::span<const FrameFacts> frames) {
     }
     joinInterruptions(frames, places);
     divideBlanks(frames, places);
+    findCrossFades(frames, places);
     if (!places.empty()) {
         places.front().startsScene = true;
         places.front().light = nullptr;

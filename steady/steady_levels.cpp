@@ -123,18 +123,50 @@ std::array<LightMap, 3> inverse(const std::array<LightMap, 3>& light) {
     return back;
 }
 
+RealLevels mixed(const RealLevels& former, const RealLevels& later, double share) {
+    RealLevels levels;
+    for (std::size_t c = 0; c < levels.size(); ++c) {
+        levels[c] = {std::lerp(former[c].black, later[c].black, share),
+                     std::lerp(former[c].white, later[c].white, share),
+                     std::lerp(former[c].gamma, later[c].gamma, share)};
+    }
+    return levels;
+}
+
+/// Corrects the frames of a scene as one, each in its light.
+void writeScene(std::span<const FrameFacts> frames, std::span<const ScenePlace> places,
+                std::span<const std::array<LightMap, 3>> light, std::span<RealLevels> levels) {
+    std::vector<Sample> samples;
+    for (std::size_t i = 0; i < frames.size(); ++i) {
+        if (frames[i].levels && places[i].counts) {
+            samples.push_back({inLight(*frames[i].levels, inverse(light[i])), 1.0});
+        }
+    }
+    const RealLevels mean = robustMean(samples);
+    for (std::size_t i = 0; i < frames.size(); ++i) {
+        levels[i] = inLight(mean, light[i]);
+    }
+}
+
 } // namespace
 
 RealLevels steadyLevels(std::span<const FrameFacts> frames, std::size_t index, double seconds) {
     const std::vector<ScenePlace> places = scenePlaces(frames);
-    std::vector<Sample> samples;
-    for (const Neighbour& neighbour : neighboursOf(frames, places, index, kReach * seconds)) {
-        const FrameFacts& facts = frames[neighbour.index];
-        if (facts.levels && places[neighbour.index].counts) {
-            samples.push_back({inLight(*facts.levels, neighbour.toHere), neighbour.weight});
+    const auto averaged = [&](std::size_t scenesFrame) {
+        std::vector<Sample> samples;
+        for (const Neighbour& neighbour :
+             neighboursOf(frames, places, scenesFrame, frames[index].seconds, kReach * seconds)) {
+            const FrameFacts& facts = frames[neighbour.index];
+            if (facts.levels && places[neighbour.index].counts) {
+                samples.push_back({inLight(*facts.levels, neighbour.toHere), neighbour.weight});
+            }
         }
-    }
-    return robustMean(samples);
+        return robustMean(samples);
+    };
+    const auto& crossFade = places[index].crossFade;
+    return crossFade && crossFade->middle > 0 ? mixed(averaged(crossFade->middle - 1),
+                                                      averaged(crossFade->middle), crossFade->share)
+                                              : averaged(index);
 }
 
 std::vector<RealLevels> sceneLevels(std::span<const FrameFacts> clip) {
@@ -142,23 +174,29 @@ std::vector<RealLevels> sceneLevels(std::span<const FrameFacts> clip) {
     const std::vector<ScenePlace> places = scenePlaces(clip);
     std::vector<std::array<LightMap, 3>> light;
     for (std::size_t i = 0; i < clip.size(); ++i) {
+        const double time = clip[i].seconds;
         light.push_back(
-            fromMeanLight(clip, neighboursOf(clip, places, i, kLightReach), clip[i].seconds));
+            fromMeanLight(clip, neighboursOf(clip, places, i, time, kLightReach), time));
     }
     std::vector<RealLevels> levels(clip.size());
     for (std::size_t begin = 0, end = 0; begin < clip.size(); begin = end) {
-        std::vector<Sample> samples;
-        for (end = begin; end == begin || (end < clip.size() && !places[end].startsScene); ++end) {
-            if (clip[end].levels && places[end].counts) {
-                samples.push_back({inLight(*clip[end].levels, inverse(light[end])), 1.0});
-            }
+        end = begin + 1;
+        while (end < clip.size() && !places[end].startsScene) {
+            ++end;
         }
-        const RealLevels mean = robustMean(samples);
-        for (std::size_t i = begin; i < end; ++i) {
-            levels[i] = inLight(mean, light[i]);
+        const std::size_t count = end - begin;
+        writeScene(clip.subspan(begin, count), std::span(places).subspan(begin, count),
+                   std::span(light).subspan(begin, count), std::span(levels).subspan(begin, count));
+    }
+    std::vector<RealLevels> faded = levels;
+    for (std::size_t i = 0; i < clip.size(); ++i) {
+        const auto& crossFade = places[i].crossFade;
+        if (crossFade && crossFade->middle > 0) {
+            faded[i] =
+                mixed(levels[crossFade->middle - 1], levels[crossFade->middle], crossFade->share);
         }
     }
-    return levels;
+    return faded;
 }
 
 std::vector<std::size_t> sceneStarts(std::span<const FrameFacts> frames) {

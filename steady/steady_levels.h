@@ -1,6 +1,6 @@
 #pragma once
 
-#include "steady/observation.h"
+#include "steady/scenes.h"
 
 #include <cstddef>
 #include <span>
@@ -13,8 +13,8 @@ inline constexpr double kReach = 3.0;
 
 /// The levels of the frame at `index`, averaged over the frames of its scene that are shown less
 /// than `kReach` times `seconds` before or after it, the nearer ones more: half of the weight lies
-/// within 0.8 times `seconds`. Depends on no others: frames beyond these, and beyond the
-/// `kLongestInterruption` that follow them, change nothing. Frames in order; seconds above 0.
+/// within 0.8 times `seconds`. Depends on no others: frames beyond these, and beyond
+/// `kSceneContext` more on either side, change nothing. Frames in order; seconds above 0.
 /// Neutral where no frame in reach has levels. Throws std::bad_alloc.
 RealLevels steadyLevels(std::span<const FrameFacts> frames, std::size_t index, double seconds);
 

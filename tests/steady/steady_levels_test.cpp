@@ -31,7 +31,7 @@ double distance(const RealLevels& a, const RealLevels& b) {
 }
 
 TEST(Scenes, HardCutsAreFoundUnderFlicker) {
-    const bench::ClipDefinition clip = bench::cutsClip(41, 10);
+    const bench::ClipDefinition clip = bench::cutsClip(41, 8);
     const std::vector<std::size_t> starts = sceneStarts(bench::factsOf(clip));
     std::vector<std::size_t> expected = clip.cuts;
     expected.insert(expected.begin(), 0);
@@ -56,6 +56,7 @@ struct MadeClip {
         facts.levels->fill({black, white, 1.0});
         facts.contrast = 40.0;
         facts.fromPrevious.likeness = 0.99;
+        facts.farLikeness = 0.99;
         facts.fromPrevious.light.fill({{gain, 0.0}, 100.0, 1e-4, 1e-8});
         frames.push_back(facts);
     }
@@ -83,18 +84,43 @@ MadeClip flickering(std::size_t frames, unsigned seed) {
 }
 
 TEST(SteadyLevels, DependOnTheStatedNeighbourhoodAndSceneOnly) {
-    const std::vector<FrameFacts> all = flickering(260, 3).frames;
+    std::vector<FrameFacts> all = flickering(420, 3).frames;
+    for (std::size_t i = 200; i < 230; ++i) {
+        all[i].farLikeness = 0.4; // a cross-fade
+    }
+    for (std::size_t i = 280; i < 380; ++i) {
+        all[i].contrast = i < 290 ? 0.5 : 0.4 * static_cast<double>(i - 289); // black, and a fade
+    }
     const std::span<const FrameFacts> clip(all);
-    const double seconds = 0.7;
-    const auto reach = static_cast<std::size_t>(kReach * seconds * 25.0) + kLongestInterruption;
-    for (const std::size_t frame : {60U, 119U, 120U, 121U, 170U}) {
+    const double seconds = 0.4;
+    const auto reach = static_cast<std::size_t>(kReach * seconds * 25.0) + kSceneContext;
+    for (std::size_t frame = 0; frame < clip.size(); ++frame) {
         const std::size_t first = frame > reach ? frame - reach : 0;
-        const auto part = clip.subspan(first, 2 * reach + 1);
-        EXPECT_EQ(steadyLevels(clip, frame, seconds), steadyLevels(part, frame - first, seconds));
+        const auto part = clip.subspan(first, std::min(2 * reach + 1, clip.size() - first));
+        ASSERT_EQ(steadyLevels(clip, frame, seconds), steadyLevels(part, frame - first, seconds))
+            << frame;
     }
     // Beside a cut as in the scene alone.
+    EXPECT_EQ(sceneStarts(clip)[1], 120U);
     EXPECT_EQ(steadyLevels(clip, 119, seconds), steadyLevels(clip.first(120), 119, seconds));
     EXPECT_EQ(steadyLevels(clip, 120, seconds), steadyLevels(clip.subspan(120), 0, seconds));
+}
+
+TEST(SteadyLevels, PassOverFromSceneToSceneInACrossFade) {
+    bench::ClipDefinition clip = clipNamed("cross-fade", 165);
+    const std::vector<FrameFacts> facts = bench::factsOf(clip);
+    const std::vector<std::size_t> starts = sceneStarts(facts);
+    ASSERT_EQ(starts.size(), 2U);
+    EXPECT_NEAR(static_cast<double>(starts[1]), 125.0, 4.0); // the fade is from 112 to 137
+    const std::vector<RealLevels> levels = sceneLevels(facts);
+    EXPECT_LT(distance(levels[20], levels[100]), 0.3);
+    EXPECT_LT(distance(levels[145], levels[164]), 0.3);
+    const double whole = distance(levels[100], levels[150]);
+    for (std::size_t i = 1; i < levels.size(); ++i) {
+        EXPECT_LT(distance(levels[i], levels[i - 1]), whole / 10.0);
+        EXPECT_LT(distance(steadyLevels(facts, i, 2.0), steadyLevels(facts, i - 1, 2.0)),
+                  whole / 10.0);
+    }
 }
 
 TEST(SteadyLevels, FollowFlickerAndNotThings) {
