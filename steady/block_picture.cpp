@@ -6,7 +6,7 @@
 namespace tintwell::steady {
 namespace {
 
-constexpr std::size_t kSamplesAcross = 16;
+constexpr std::size_t kSamplesAcross = 12;
 
 template <class Sample>
 constexpr float kTop = sizeof(Sample) == 2 ? 32768.0F : 255.0F;
@@ -19,7 +19,7 @@ struct Stretch {
 
     Stretch(std::size_t block, std::size_t blocks, std::size_t pixels)
         : begin(block * pixels / blocks), end(std::max((block + 1) * pixels / blocks, begin + 1)),
-          step(std::max<std::size_t>((end - begin) / kSamplesAcross, 1)) {}
+          step((end - begin + kSamplesAcross - 1) / kSamplesAcross) {}
 
     std::size_t count() const { return (end - begin + step - 1) / step; }
 };

@@ -20,7 +20,7 @@ struct BlockPicture {
     std::array<Plane, 3> clipped{};
 };
 
-/// Looks at no more than about 16 by 16 pixels of each block, evenly spread. A frame that has fewer
+/// Looks at no more than 12 by 12 pixels of each block, evenly spread. A frame that has fewer
 /// pixels than the grid has blocks repeats them. All black for an empty frame.
 BlockPicture blockPicture(const PixelView& pixels);
 
