@@ -60,7 +60,9 @@ LightMap likeliest(const LightEstimate& light, const Variation& variation) {
     }
     const double gain = light.map.gain - 1.0;
     const double offset = light.map.offset;
-    return {1.0 + variation.gain * (d * gain - b * offset) / determinant,
+    constexpr double kMost = 8.0; // light that can be followed at all
+    return {std::clamp(1.0 + variation.gain * (d * gain - b * offset) / determinant, 1.0 / kMost,
+                       kMost),
             variation.offset * (a * offset - b * gain) / determinant};
 }
 

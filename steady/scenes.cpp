@@ -108,7 +108,7 @@ void divideBlanks(std::span<const FrameFacts> frames, std::vector<ScenePlace>& p
 
 /// A cross-fade from `begin` to `end`: neither scene's levels, and no change of light.
 void crossFade(std::vector<ScenePlace>& places, std::size_t begin, std::size_t end) {
-    const std::size_t middle = (begin + end) / 2;
+    const std::size_t middle = (begin + end) / 2; // above 0: a fade is not that short
     for (std::size_t i = begin; i < end; ++i) {
         suspend(places[i]);
         places[i].startsScene = i == middle;
@@ -124,7 +124,7 @@ void crossFade(std::vector<ScenePlace>& places, std::size_t begin, std::size_t e
 void findCrossFades(std::span<const FrameFacts> frames, std::vector<ScenePlace>& places) {
     constexpr double kLasting = 0.9;
     constexpr double kLost = 0.7;
-    constexpr std::size_t kLongest = kSceneContext - 4;
+    constexpr std::size_t kLongest = kSceneContext - kFarBack;
     constexpr std::size_t kBefore = kFarBack * 2 / 3; // the loss is noticed
     constexpr std::size_t kMargin = kFarBack / 3;
     const auto lasts = [&](std::size_t i) {

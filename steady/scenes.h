@@ -10,7 +10,7 @@
 namespace tintwell::steady {
 
 /// How many frames on either side decide on what a frame's place is.
-inline constexpr std::size_t kSceneContext = 64;
+inline constexpr std::size_t kSceneContext = 96;
 
 /// A frame in a cross-fade.
 struct CrossFade {

@@ -133,6 +133,27 @@ RealLevels mixed(const RealLevels& former, const RealLevels& later, double share
     return levels;
 }
 
+/// The frames that may matter to one of them.
+struct Neighbourhood {
+    std::span<const FrameFacts> frames;
+    std::size_t index; ///< of that one
+};
+
+Neighbourhood neighbourhoodOf(std::span<const FrameFacts> frames, std::size_t index, double reach) {
+    const double time = frames[index].seconds;
+    std::size_t begin = index;
+    while (begin > 0 && time - frames[begin].seconds < reach) {
+        --begin;
+    }
+    std::size_t end = index;
+    while (end < frames.size() && frames[end].seconds - time < reach) {
+        ++end;
+    }
+    begin -= std::min(begin, kSceneContext);
+    end += std::min(frames.size() - end, kSceneContext);
+    return {frames.subspan(begin, end - begin), index - begin};
+}
+
 /// Corrects the frames of a scene as one, each in its light.
 void writeScene(std::span<const FrameFacts> frames, std::span<const ScenePlace> places,
                 std::span<const std::array<LightMap, 3>> light, std::span<RealLevels> levels) {
@@ -151,22 +172,24 @@ void writeScene(std::span<const FrameFacts> frames, std::span<const ScenePlace> 
 } // namespace
 
 RealLevels steadyLevels(std::span<const FrameFacts> frames, std::size_t index, double seconds) {
-    const std::vector<ScenePlace> places = scenePlaces(frames);
+    const double time = frames[index].seconds;
+    const Neighbourhood around = neighbourhoodOf(frames, index, kReach * seconds);
+    const std::vector<ScenePlace> places = scenePlaces(around.frames);
     const auto averaged = [&](std::size_t scenesFrame) {
         std::vector<Sample> samples;
         for (const Neighbour& neighbour :
-             neighboursOf(frames, places, scenesFrame, frames[index].seconds, kReach * seconds)) {
-            const FrameFacts& facts = frames[neighbour.index];
+             neighboursOf(around.frames, places, scenesFrame, time, kReach * seconds)) {
+            const FrameFacts& facts = around.frames[neighbour.index];
             if (facts.levels && places[neighbour.index].counts) {
                 samples.push_back({inLight(*facts.levels, neighbour.toHere), neighbour.weight});
             }
         }
         return robustMean(samples);
     };
-    const auto& crossFade = places[index].crossFade;
-    return crossFade && crossFade->middle > 0 ? mixed(averaged(crossFade->middle - 1),
-                                                      averaged(crossFade->middle), crossFade->share)
-                                              : averaged(index);
+    const auto& crossFade = places[around.index].crossFade;
+    return crossFade ? mixed(averaged(crossFade->middle - 1), averaged(crossFade->middle),
+                             crossFade->share)
+                     : averaged(around.index);
 }
 
 std::vector<RealLevels> sceneLevels(std::span<const FrameFacts> clip) {
@@ -191,7 +214,7 @@ std::vector<RealLevels> sceneLevels(std::span<const FrameFacts> clip) {
     std::vector<RealLevels> faded = levels;
     for (std::size_t i = 0; i < clip.size(); ++i) {
         const auto& crossFade = places[i].crossFade;
-        if (crossFade && crossFade->middle > 0) {
+        if (crossFade) {
             faded[i] =
                 mixed(levels[crossFade->middle - 1], levels[crossFade->middle], crossFade->share);
         }

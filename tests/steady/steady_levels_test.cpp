@@ -83,21 +83,47 @@ MadeClip flickering(std::size_t frames, unsigned seed) {
     return clip;
 }
 
+/// Flicker, a cut at 120, a cross-fade, and a long blank stretch with a fade behind it.
+std::vector<FrameFacts> eventful() {
+    std::vector<FrameFacts> all = flickering(520, 3).frames;
+    for (std::size_t i = 200; i < 270; ++i) {
+        all[i].farLikeness = 0.4;
+    }
+    for (std::size_t i = 320; i < 490; ++i) {
+        all[i].contrast = i < 430 ? 0.5 : 0.8 * static_cast<double>(i - 428);
+    }
+    return all;
+}
+
+TEST(Scenes, AreToldFromTheirContextOnly) {
+    const std::vector<FrameFacts> all = eventful();
+    const std::span<const FrameFacts> clip(all);
+    const std::vector<ScenePlace> expected = scenePlaces(clip);
+    for (std::size_t frame = 1; frame < clip.size(); ++frame) {
+        SCOPED_TRACE(frame);
+        const std::size_t first = frame > kSceneContext ? frame - kSceneContext : 0;
+        const std::size_t count = std::min(frame + kSceneContext + 1, clip.size()) - first;
+        const ScenePlace place = scenePlaces(clip.subspan(first, count))[frame - first];
+        EXPECT_EQ(place.startsScene, expected[frame].startsScene);
+        EXPECT_EQ(place.counts, expected[frame].counts);
+        EXPECT_EQ(place.light, expected[frame].light);
+        ASSERT_EQ(place.crossFade.has_value(), expected[frame].crossFade.has_value());
+        if (place.crossFade) {
+            EXPECT_EQ(place.crossFade->middle + first, expected[frame].crossFade->middle);
+            EXPECT_EQ(place.crossFade->share, expected[frame].crossFade->share);
+        }
+    }
+}
+
 TEST(SteadyLevels, DependOnTheStatedNeighbourhoodAndSceneOnly) {
-    std::vector<FrameFacts> all = flickering(420, 3).frames;
-    for (std::size_t i = 200; i < 230; ++i) {
-        all[i].farLikeness = 0.4; // a cross-fade
-    }
-    for (std::size_t i = 280; i < 380; ++i) {
-        all[i].contrast = i < 290 ? 0.5 : 0.4 * static_cast<double>(i - 289); // black, and a fade
-    }
+    const std::vector<FrameFacts> all = eventful();
     const std::span<const FrameFacts> clip(all);
     const double seconds = 0.4;
     const auto reach = static_cast<std::size_t>(kReach * seconds * 25.0) + kSceneContext;
-    for (std::size_t frame = 0; frame < clip.size(); ++frame) {
+    for (const std::size_t frame : {100U, 119U, 120U, 190U, 240U, 300U, 360U, 380U, 440U}) {
         const std::size_t first = frame > reach ? frame - reach : 0;
         const auto part = clip.subspan(first, std::min(2 * reach + 1, clip.size() - first));
-        ASSERT_EQ(steadyLevels(clip, frame, seconds), steadyLevels(part, frame - first, seconds))
+        EXPECT_EQ(steadyLevels(clip, frame, seconds), steadyLevels(part, frame - first, seconds))
             << frame;
     }
     // Beside a cut as in the scene alone.
