@@ -22,28 +22,39 @@ double offsetVariance(const LightEstimate& light) {
     return light.pivotVariance + light.pivot * light.pivot * light.gainVariance;
 }
 
+/// A mean in which what is measured well counts more.
+class VarianceSum {
+public:
+    void add(double change, double errorVariance, double weight) {
+        constexpr double kNothing = 1e-12;
+        weight /= errorVariance + kNothing;
+        sum_ += weight * (change * change - kDoubt * errorVariance);
+        weights_ += weight;
+    }
+
+    /// What the errors do not explain.
+    double variance() const { return weights_ > 0.0 ? std::max(0.0, sum_ / weights_) : 0.0; }
+
+private:
+    double sum_ = 0.0;
+    double weights_ = 0.0;
+};
+
 Variations variationsOf(std::span<const ScenePlace> places,
                         const std::vector<Neighbour>& neighbours) {
     Variations variations;
     for (std::size_t c = 0; c < variations.size(); ++c) {
-        double sum = 0.0;
-        Variation found;
+        VarianceSum gains;
+        VarianceSum offsets;
         for (std::size_t i = 1; i < neighbours.size(); ++i) {
-            const auto* light = places[neighbours[i].index].light;
-            if (light == nullptr) {
-                continue;
+            if (const auto* light = places[neighbours[i].index].light) {
+                const LightEstimate& estimate = (*light)[c];
+                const double weight = neighbours[i].weight;
+                gains.add(estimate.map.gain - 1.0, estimate.gainVariance, weight);
+                offsets.add(estimate.map.offset, offsetVariance(estimate), weight);
             }
-            const LightEstimate& estimate = (*light)[c];
-            const double change = estimate.map.gain - 1.0;
-            const double offset = estimate.map.offset;
-            const double weight = neighbours[i].weight;
-            sum += weight;
-            found.gain += weight * (change * change - kDoubt * estimate.gainVariance);
-            found.offset += weight * (offset * offset - kDoubt * offsetVariance(estimate));
         }
-        if (sum > 0.0) {
-            variations[c] = {std::max(0.0, found.gain / sum), std::max(0.0, found.offset / sum)};
-        }
+        variations[c] = {gains.variance(), offsets.variance()};
     }
     return variations;
 }

@@ -32,7 +32,7 @@ double contrastOf(const Plane& plane) {
 
 /// Whether the light is far other, as under a flash: more than flicker is.
 bool isJump(const LightChange& change) {
-    constexpr double kJump = 0.3;
+    constexpr double kJump = 0.4;
     double sum = 0.0;
     for (const LightEstimate& light : change.light) {
         sum += std::log(std::max(light.map.of(light.pivot), 1.0) / std::max(light.pivot, 1.0));
