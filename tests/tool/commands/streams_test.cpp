@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <csignal>
+#include <fstream>
 #include <sys/stat.h>
 #include <thread>
 
@@ -27,6 +28,21 @@ protected:
     };
 
     static constexpr int kPatience = 20; ///< seconds, on a busy machine
+
+    /// Waits until the program has begun to listen to signals, however slowly it starts.
+    static void awaitSignalHandler(pid_t child) {
+        const std::string status = "/proc/" + std::to_string(child) + "/status";
+        for (int i = 0; i < 100 * kPatience; ++i) {
+            std::ifstream lines(status);
+            for (std::string name, value; lines >> name && std::getline(lines, value);) {
+                if (name == "SigCgt:" &&
+                    (std::stoull(value, nullptr, 16) >> (SIGTERM - 1) & 1U) != 0) {
+                    return;
+                }
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+    }
 
     bool endsSoon(pid_t child) const {
         const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(kPatience);
@@ -63,7 +79,8 @@ TEST_F(StreamsTest, ASignalEndsItWhereverItWaits) {
         const Pipe output; // its other end is open, but nobody reads
         fcntl(output.ends[1], F_SETPIPE_SZ, 4096);
         const pid_t child = start(arguments, input.ends[0], output.ends[1]);
-        std::this_thread::sleep_for(std::chrono::milliseconds(400));
+        awaitSignalHandler(child);
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
         kill(child, SIGTERM);
         EXPECT_TRUE(endsSoon(child)) << testing::PrintToString(arguments);
         const Outcome outcome = finish(child);
