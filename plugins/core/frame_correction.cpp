@@ -20,7 +20,7 @@ namespace tintwell::plugins {
 namespace {
 
 /// So much at a time that making the module's tables for it does not count.
-constexpr std::size_t kBandBytes = std::size_t{4} << 20U;
+constexpr std::size_t kBandBytes = std::size_t{1} << 20U;
 
 std::int32_t bandRowsOf(const SourceFrame& frame) {
     const std::size_t rowBytes = std::max<std::size_t>(1, frame.rowPixels() * 8);
@@ -117,26 +117,35 @@ private:
     double ofOriginal_;
 };
 
+template <class Samples, class Multiplied, class Step>
+void correctPixels(const SourceFrame& source, const TargetFrame& target, std::int32_t y,
+                   const RealCorrection& correction, Step step) {
+    const auto sources = channelRows(source, y);
+    const auto targets = channelRows(target, y);
+    const auto count = static_cast<std::ptrdiff_t>(source.rowPixels());
+    for (std::ptrdiff_t x = 0; x < count; ++x) {
+        const std::ptrdiff_t from = x * step.source;
+        const std::ptrdiff_t to = x * step.target;
+        const double alpha = sources[3] != nullptr ? Samples::load(sources[3] + from) : 1.0;
+        const double scale = Multiplied::value ? alpha : 1.0;
+        const bool divides = scale > 0.0 && std::isfinite(scale);
+        for (std::size_t c = 0; c < 3; ++c) {
+            const double color = Samples::load(sources[c] + from);
+            Samples::store(targets[c] + to, divides ? correction(c, color / scale) * scale : color);
+        }
+        if (sources[3] != nullptr) {
+            Samples::store(targets[3] + to, alpha);
+        }
+    }
+}
+
 template <class Samples>
 void correctRealRow(const SourceFrame& source, const TargetFrame& target, std::int32_t y,
                     const RealCorrection& correction) {
-    const auto pixels = static_cast<std::ptrdiff_t>(source.rowPixels());
-    for (std::ptrdiff_t x = 0; x < pixels; ++x) {
-        const std::ptrdiff_t from = x * source.pixelStep;
-        const std::ptrdiff_t to = x * target.pixelStep;
-        const double alpha =
-            source.alpha == Alpha::None ? 1.0 : Samples::load(source.row(3, y) + from);
-        const double scale = source.alpha == Alpha::Premultiplied ? alpha : 1.0;
-        const bool divides = scale > 0.0 && std::isfinite(scale);
-        for (std::size_t c = 0; c < 3; ++c) {
-            const double color = Samples::load(source.row(c, y) + from);
-            Samples::store(target.row(c, y) + to,
-                           divides ? correction(c, color / scale) * scale : color);
-        }
-        if (source.alpha != Alpha::None) {
-            Samples::store(target.row(3, y) + to, alpha);
-        }
-    }
+    const AnyStep step = {source.pixelStep, target.pixelStep};
+    withTypesOf<Samples::kBytes>(source.alpha, step, [&](auto isMultiplied, auto steps) {
+        correctPixels<Samples, decltype(isMultiplied)>(source, target, y, correction, steps);
+    });
 }
 
 void correctReals(const SourceFrame& source, const TargetFrame& target,

@@ -1,25 +1,19 @@
 #pragma once
 
 #include "plugins/core/half.h"
+#include "plugins/core/pixel_rows.h"
 
-#include <cstddef>
-#include <cstring>
 #include <limits>
 
 namespace tintwell::plugins {
 
 /// Samples of SampleType::Float.
 struct FloatSamples {
-    static double load(const std::byte* at) {
-        float value;
-        std::memcpy(&value, at, sizeof value);
-        return static_cast<double>(value);
-    }
+    static constexpr std::size_t kBytes = 4;
 
-    static void store(std::byte* at, double value) {
-        const float sample = rounded(value);
-        std::memcpy(at, &sample, sizeof sample);
-    }
+    static double load(const std::byte* at) { return static_cast<double>(loadAs<float>(at)); }
+
+    static void store(std::byte* at, double value) { storeAs(at, rounded(value)); }
 
     /// Too large a number becomes infinite.
     static float rounded(double value) {
@@ -34,15 +28,14 @@ struct FloatSamples {
 
 /// Samples of SampleType::Half.
 struct HalfSamples {
+    static constexpr std::size_t kBytes = 2;
+
     static double load(const std::byte* at) {
-        std::uint16_t bits;
-        std::memcpy(&bits, at, sizeof bits);
-        return static_cast<double>(floatOfHalf(bits));
+        return static_cast<double>(floatOfHalf(loadAs<std::uint16_t>(at)));
     }
 
     static void store(std::byte* at, double value) {
-        const std::uint16_t sample = halfOfFloat(FloatSamples::rounded(value));
-        std::memcpy(at, &sample, sizeof sample);
+        storeAs(at, halfOfFloat(FloatSamples::rounded(value)));
     }
 };
 

@@ -68,7 +68,8 @@ Status Effect::act(std::string_view name, const void* handle, const Properties& 
     } else if (name == action::kGetFramesNeeded) {
         instanceOf(effect)->tellFramesNeeded(timeOf(in), out);
     } else if (name == action::kGetRegionsOfInterest) {
-        instanceOf(effect)->tellRegionOfInterest(timeOf(in), out);
+        return instanceOf(effect)->tellRegionOfInterest(timeOf(in), out) ? status::kOk
+                                                                         : status::kReplyDefault;
     } else if (name == action::kPurgeCaches) {
         instanceOf(effect)->forgetFrames();
         store_.clear();

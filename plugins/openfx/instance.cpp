@@ -195,15 +195,16 @@ void Instance::tellFramesNeeded(double time, const Properties& answer) const {
     answer.set(property::kSourceFrameRange, last, 1);
 }
 
-void Instance::tellRegionOfInterest(double time, const Properties& answer) const {
+bool Instance::tellRegionOfInterest(double time, const Properties& answer) const {
     RectD region{};
     if (host_.effects().clipGetRegionOfDefinition(source_, time, &region) != status::kOk) {
-        return; // what the host makes of it by itself
+        return false;
     }
     int index = 0;
     for (const double edge : {region.x1, region.y1, region.x2, region.y2}) {
         answer.set(property::kSourceRegionOfInterest, edge, index++);
     }
+    return true;
 }
 
 } // namespace tintwell::openfx

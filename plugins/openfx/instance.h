@@ -24,8 +24,9 @@ public:
     /// The frames of the source that a frame depends on, as a range of times.
     void tellFramesNeeded(double time, const Properties& answer) const;
 
-    /// The area of the source that a frame depends on: all of it, whatever part is rendered.
-    void tellRegionOfInterest(double time, const Properties& answer) const;
+    /// The area of the source that a frame depends on: all of it, whatever part is rendered. False
+    /// where the host does not know it.
+    bool tellRegionOfInterest(double time, const Properties& answer) const;
 
     /// The clip may have changed.
     void forgetFrames() { findings_.forget(); }

@@ -249,6 +249,7 @@ TEST(OpenFx, BearsWithHosts) {
         for (std::int32_t frame = 0; frame < kFrames; ++frame) {
             stage.expectFrame(*instance, frame + 0.0001);
         }
+        stage.expectFrame(*instance, 10.5); // where the clip shows frame 10 still
         stage.host.destroy(std::move(instance));
     }
 }
