@@ -38,7 +38,7 @@ std::vector<SharedFinding> gatherSide(const FrameFinding& own, const SteadyReque
                                       Neighbours& neighbours, int direction) {
     std::vector<SharedFinding> side;
     const FrameFinding* previous = &own;
-    std::int64_t last = windowReach(request.rate, request.seconds);
+    const std::int64_t last = windowReach(request.rate, request.seconds);
     for (std::int64_t step = 1; step <= last; ++step) {
         SharedFinding visited = neighbours.at(request.frame + direction * step);
         if (!visited) {
@@ -46,9 +46,10 @@ std::vector<SharedFinding> gatherSide(const FrameFinding& own, const SteadyReque
         }
         side.push_back(std::move(visited));
         const FrameFinding* const nearest = side.back().get();
-        const bool cut = isCut(frameDistance(previous->histogram, nearest->histogram, kMode),
-                               request.sceneDetect);
-        last = cut ? std::min(last, step + 1) : last;
+        if (isCut(frameDistance(previous->histogram, nearest->histogram, kMode),
+                  request.sceneDetect)) {
+            break;
+        }
         previous = nearest;
     }
     return side;
@@ -72,7 +73,7 @@ FrameRate frameRateOf(double framesPerSecond) {
 }
 
 std::int64_t windowReach(const FrameRate& rate, double seconds) {
-    return seconds == 0.0 ? 0 : halfWindow(recordOf(rate), seconds) + 1;
+    return seconds == 0.0 ? 0 : halfWindow(recordOf(rate), seconds);
 }
 
 LevelsRecord steadyLevels(const FrameFinding& own, const SteadyRequest& request,
@@ -82,7 +83,9 @@ LevelsRecord steadyLevels(const FrameFinding& own, const SteadyRequest& request,
     }
     const auto before = gatherSide(own, request, neighbours, -1);
     const auto after = gatherSide(own, request, neighbours, 1);
-    // For the module the clip is what was gathered: it asks for no more of it.
+    // For the module the clip is what was gathered, and it asks for no more of it. So it has no
+    // frame beyond the window to look at, whose distance it takes note of and leaves out of the
+    // levels.
     FrameCache cache;
     const auto current = static_cast<std::int32_t>(before.size());
     for (std::size_t i = 0; i < before.size(); ++i) {

@@ -20,8 +20,7 @@ struct FrameRate {
 /// the nearest of both; 25 for what is no rate.
 FrameRate frameRateOf(double framesPerSecond);
 
-/// On how many frames to each side a window of this duration depends: its half, and the frame
-/// beyond. 0 without smoothing.
+/// How many frames a window of this duration has on each side. 0 without smoothing.
 std::int64_t windowReach(const FrameRate& rate, double seconds);
 
 /// The frames around the one that is corrected.

@@ -41,11 +41,17 @@ public:
             return known;
         }
         instance_.checkAbort();
-        const ClipImage image(instance_.host_, instance_.source_, time);
-        if (!image.isThere()) {
-            return nullptr;
+        try {
+            const ClipImage image(instance_.host_, instance_.source_, time);
+            return image.isThere() ? instance_.findings_.see(
+                                         frame, image.readablePixels(image.bounds()), controls)
+                                   : nullptr;
+        } catch (const Failure& failure) {
+            if (failure.status() != status::kImageFormat) {
+                throw;
+            }
+            return nullptr; // some hosts hand out images of nothing behind a clip's end
         }
-        return instance_.findings_.see(frame, image.readablePixels(image.bounds()), controls);
     }
 
 private:

@@ -24,7 +24,6 @@ inline constexpr Status kExists = 6;
 inline constexpr Status kOutOfMemory = 8;
 inline constexpr Status kBadHandle = 9;
 inline constexpr Status kBadIndex = 10;
-inline constexpr Status kBadValue = 11;
 inline constexpr Status kReplyDefault = 14;
 inline constexpr Status kImageFormat = 1000;
 } // namespace status
@@ -141,7 +140,6 @@ inline constexpr char kDestroyInstance[] = "OfxActionDestroyInstance";
 inline constexpr char kInstanceChanged[] = "OfxActionInstanceChanged";
 inline constexpr char kPurgeCaches[] = "OfxActionPurgeCaches";
 inline constexpr char kBeginSequenceRender[] = "OfxImageEffectActionBeginSequenceRender";
-inline constexpr char kEndSequenceRender[] = "OfxImageEffectActionEndSequenceRender";
 inline constexpr char kRender[] = "OfxImageEffectActionRender";
 inline constexpr char kIsIdentity[] = "OfxImageEffectActionIsIdentity";
 inline constexpr char kGetRegionsOfInterest[] = "OfxImageEffectActionGetRegionsOfInterest";
@@ -185,7 +183,6 @@ inline constexpr char kFieldRenderTwiceAlways[] =
 inline constexpr char kSequentialRender[] =
     "OfxImageEffectInstancePropSequentialRender"; // int; 2: is best, but any order is right
 // Of a clip.
-inline constexpr char kConnected[] = "OfxImageClipPropConnected";             // int
 inline constexpr char kFieldExtraction[] = "OfxImageClipPropFieldExtraction"; // string
 inline constexpr char kFrameRange[] =
     "OfxImageEffectPropFrameRange"; // double 2, first and last; clip, and argument
@@ -242,7 +239,6 @@ inline constexpr char kDoubleTypePlain[] = "OfxParamDoubleTypePlain";
 inline constexpr char kSourceClip[] = "Source";
 inline constexpr char kOutputClip[] = "Output";
 inline constexpr char kMessageError[] = "OfxMessageError";
-inline constexpr char kMessageWarning[] = "OfxMessageWarning";
 } // namespace value
 
 } // namespace tintwell::openfx

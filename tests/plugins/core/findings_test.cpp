@@ -106,7 +106,7 @@ TEST(SteadyLevels, CountsFramesAsTheModuleDoes) {
         EXPECT_EQ(rate.timeScale, test.timeScale) << test.rate;
         EXPECT_EQ(rate.timeStep, test.timeStep) << test.rate;
     }
-    EXPECT_EQ(windowReach(frameRateOf(25.0), 1.0), 14);
+    EXPECT_EQ(windowReach(frameRateOf(25.0), 1.0), 13);
     EXPECT_EQ(windowReach(frameRateOf(25.0), 0.0), 0);
 }
 

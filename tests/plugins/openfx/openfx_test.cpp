@@ -236,6 +236,11 @@ TEST(OpenFx, BearsWithHosts) {
          }},
         {"a range of elsewhere",
          [](Habits& habits) { habits.firstFrame = habits.lastFrame = -500.0; }},
+        {"images of nothing",
+         [](Habits& habits) {
+             habits.lastFrame += 3;
+             habits.givesHollowImages = true;
+         }},
         {"no messages", [](Habits& habits) { habits.hasMessages = false; }},
         {"an empty message suite", [](Habits& habits) { habits.hasMessageFunction = false; }},
         {"opaque", [](Habits& habits) { habits.preMultiplication = value::kOpaque; }},
@@ -343,7 +348,7 @@ TEST(OpenFx, EndsWhereTheHostSaysOrHasNoMemory) {
     };
 
     const EndCase cases[] = {{"aborted between neighbours", 3, -1, status::kFailed},
-                             {"aborted before the pixels", 12, -1, status::kFailed},
+                             {"aborted before the pixels", 10, -1, status::kFailed},
                              {"no memory for the source", -1, 0, status::kOutOfMemory},
                              {"no memory for a neighbour", -1, 4, status::kOutOfMemory}};
     for (const EndCase& test : cases) {
@@ -389,9 +394,9 @@ TEST(OpenFx, SaysWhatItNeeds) {
         return stage.host.ask(action::kGetFramesNeeded, *instance, time, frames)
             .at(property::kSourceFrameRange);
     };
-    EXPECT_EQ(framesAt(12.0), (Values{6.0, 18.0}));
-    EXPECT_EQ(framesAt(2.0), (Values{0.0, 8.0}));
-    EXPECT_EQ(framesAt(22.5), (Values{16.0, 23.0}));
+    EXPECT_EQ(framesAt(12.0), (Values{7.0, 17.0}));
+    EXPECT_EQ(framesAt(2.0), (Values{0.0, 7.0}));
+    EXPECT_EQ(framesAt(22.5), (Values{17.0, 23.0}));
     EXPECT_EQ(stage.host.ask(action::kGetRegionsOfInterest, *instance, 2.0, region)
                   .at(property::kSourceRegionOfInterest),
               (Values{0.0, 0.0, 33.0, 7.0}));

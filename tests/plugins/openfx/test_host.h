@@ -70,6 +70,7 @@ struct Habits {
     bool hasTemporalAccess = true;
     bool givesCurrentFrameOnly = false; ///< whatever time it is asked for
     bool isUpsideDown = false;          ///< its row bytes are negative
+    bool givesHollowImages = false;     ///< where the clip has none
     bool hasMessages = true;
     bool hasMessageFunction = true; ///< in the suite
     double firstFrame = 0.0;
