@@ -32,8 +32,8 @@ std::unique_ptr<FrameCacheEntry> entryOf(const FrameFinding& finding) {
     return entry;
 }
 
-/// What was found on one side of the current frame, nearest first: as far as the window and the
-/// frame beyond it go, or to the clip's end, or one frame beyond the one behind a cut.
+/// What was found on one side of the current frame, nearest first: as far as the window goes, or to
+/// the clip's end, or to the frame behind a cut.
 std::vector<SharedFinding> gatherSide(const FrameFinding& own, const SteadyRequest& request,
                                       Neighbours& neighbours, int direction) {
     std::vector<SharedFinding> side;
@@ -83,9 +83,8 @@ LevelsRecord steadyLevels(const FrameFinding& own, const SteadyRequest& request,
     }
     const auto before = gatherSide(own, request, neighbours, -1);
     const auto after = gatherSide(own, request, neighbours, 1);
-    // For the module the clip is what was gathered, and it asks for no more of it. So it has no
-    // frame beyond the window to look at, whose distance it takes note of and leaves out of the
-    // levels.
+    // For the module the clip is what was gathered. So it has no frame beyond the window to look
+    // at; that frame's distance would be noted, and have no part in the levels.
     FrameCache cache;
     const auto current = static_cast<std::int32_t>(before.size());
     for (std::size_t i = 0; i < before.size(); ++i) {

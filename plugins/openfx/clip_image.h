@@ -42,9 +42,6 @@ public:
     /// The same, to read.
     plugins::SourceFrame readablePixels(const Area& area) const;
 
-    /// As far as the host says.
-    plugins::Alpha alpha() const { return whole_.alpha; }
-
     bool hasSamplesOf(const ClipImage& other) const {
         return whole_.samples == other.whole_.samples && whole_.pixelStep == other.whole_.pixelStep;
     }

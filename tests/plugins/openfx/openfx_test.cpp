@@ -272,6 +272,16 @@ TEST(OpenFx, RemembersWhatAnotherInstanceFound) {
     stage.host.imagesGiven = 0;
     stage.expectFrame(*instance, 1.0);
     EXPECT_EQ(stage.host.imagesGiven, 2);
+    // And for all of it after what may have changed the clip.
+    for (const char* action :
+         {action::kPurgeCaches, action::kInstanceChanged, action::kBeginSequenceRender}) {
+        PropertySetObject in{&argumentShapes(), {}};
+        in.set(property::kType, {std::string(value::kTypeClip)});
+        stage.host.send(action, instance.get(), &in, nullptr);
+        stage.host.imagesGiven = 0;
+        stage.expectFrame(*instance, 1.0);
+        EXPECT_EQ(stage.host.imagesGiven, 7) << action;
+    }
     stage.host.destroy(std::move(instance));
 }
 

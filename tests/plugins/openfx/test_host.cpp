@@ -75,19 +75,6 @@ const Shapes& imageShapes() {
     return shapes;
 }
 
-const Shapes& argumentShapes() {
-    static const Shapes shapes = {
-        {property::kTime, {kDouble, 1}},
-        {property::kContext, {kString, 1}},
-        {property::kType, {kString, 1}},
-        {property::kRenderWindow, {kInt, 4}},
-        {property::kRenderQualityDraft, {kInt, 1}},
-        {property::kInteractiveRender, {kInt, 1}},
-        {property::kIsInteractive, {kInt, 1}},
-    };
-    return shapes;
-}
-
 /// What a parameter of each type has.
 const Shapes* paramShapes(const std::string& type) {
     static const Shapes common = {{property::kLabel, {kString, 1, true}},
@@ -132,6 +119,19 @@ int bytesOfDepth(const std::string& depth) {
 }
 
 } // namespace
+
+const Shapes& argumentShapes() {
+    static const Shapes shapes = {
+        {property::kTime, {kDouble, 1}},
+        {property::kContext, {kString, 1}},
+        {property::kType, {kString, 1}},
+        {property::kRenderWindow, {kInt, 4}},
+        {property::kRenderQualityDraft, {kInt, 1}},
+        {property::kInteractiveRender, {kInt, 1}},
+        {property::kIsInteractive, {kInt, 1}},
+    };
+    return shapes;
+}
 
 /// The functions of the suites.
 struct TestSuites {

@@ -82,6 +82,9 @@ struct Habits {
     int refusesImage = -1; ///< the number of the one it has no memory for; -1 none
 };
 
+/// What arguments of actions are.
+const Shapes& argumentShapes();
+
 /// Loads the bundle's file; one at a time.
 class TestHost {
 public:
