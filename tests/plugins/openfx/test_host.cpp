@@ -21,89 +21,75 @@ const PropertyValue kDouble = 0.0;
 const PropertyValue kString = std::string();
 const PropertyValue kPointer = static_cast<void*>(nullptr);
 
-const Shapes& hostShapes() {
-    static const Shapes shapes = {{property::kTemporalClipAccess, {kInt, 1}}};
+/// Properties of one type and dimension, that the plug-in may set or not.
+Shapes shapesOf(const PropertyValue& type, int dimension, bool isForPlugin,
+                std::initializer_list<const char*> names) {
+    Shapes shapes;
+    for (const char* name : names) {
+        shapes[name] = {type, dimension, isForPlugin};
+    }
     return shapes;
 }
 
-const Shapes& effectShapes() {
-    static const Shapes shapes = {
-        {property::kLabel, {kString, 1, true}},
-        {property::kVersion, {kInt, 0, true}},
-        {property::kVersionLabel, {kString, 1, true}},
-        {property::kPluginDescription, {kString, 1, true}},
-        {property::kSupportedContexts, {kString, 0, true}},
-        {property::kSupportedPixelDepths, {kString, 0, true}},
-        {property::kGrouping, {kString, 1, true}},
-        {property::kSingleInstance, {kInt, 1, true}},
-        {property::kRenderThreadSafety, {kString, 1, true}},
-        {property::kHostFrameThreading, {kInt, 1, true}},
-        {property::kSupportsMultiResolution, {kInt, 1, true}},
-        {property::kSupportsTiles, {kInt, 1, true}},
-        {property::kTemporalClipAccess, {kInt, 1, true}},
-        {property::kFieldRenderTwiceAlways, {kInt, 1, true}},
-        {property::kSupportsMultipleClipDepths, {kInt, 1, true}},
-        {property::kSequentialRender, {kInt, 1, true}},
-    };
-    return shapes;
+Shapes joined(std::initializer_list<Shapes> parts) {
+    Shapes all;
+    for (const Shapes& part : parts) {
+        all.insert(part.begin(), part.end());
+    }
+    return all;
 }
 
-const Shapes& instanceShapes() {
-    static const Shapes shapes = {{property::kContext, {kString, 1}},
-                                  {property::kFrameRate, {kDouble, 1}}};
-    return shapes;
-}
-
-const Shapes& clipShapes() {
-    static const Shapes shapes = {
-        {property::kSupportedComponents, {kString, 0, true}},
-        {property::kTemporalClipAccess, {kInt, 1, true}},
-        {property::kFieldExtraction, {kString, 1, true}},
-        {property::kSupportsTiles, {kInt, 1, true}},
-        {property::kFrameRange, {kDouble, 2}},
-        {property::kFrameRate, {kDouble, 1}},
-    };
-    return shapes;
-}
-
-const Shapes& imageShapes() {
-    static const Shapes shapes = {
-        {property::kPixelDepth, {kString, 1}}, {property::kComponents, {kString, 1}},
-        {property::kData, {kPointer, 1}},      {property::kPreMultiplication, {kString, 1}},
-        {property::kBounds, {kInt, 4}},        {property::kRowBytes, {kInt, 1}},
-    };
-    return shapes;
-}
-
-/// What a parameter of each type has.
-const Shapes* paramShapes(const std::string& type) {
-    static const Shapes common = {{property::kLabel, {kString, 1, true}},
-                                  {property::kParamHint, {kString, 1, true}},
-                                  {property::kParamParent, {kString, 1, true}},
-                                  {property::kParamEnabled, {kInt, 1, true}},
-                                  {property::kParamScriptName, {kString, 1, true}}};
-    const auto with = [](Shapes more) {
-        more.insert(common.begin(), common.end());
-        return more;
-    };
-    static const std::map<std::string, Shapes> types = {
-        {value::kParamDouble, with({{property::kParamDefault, {kDouble, 1, true}},
-                                    {property::kParamMin, {kDouble, 1, true}},
-                                    {property::kParamMax, {kDouble, 1, true}},
-                                    {property::kParamDisplayMin, {kDouble, 1, true}},
-                                    {property::kParamDisplayMax, {kDouble, 1, true}},
-                                    {property::kParamIncrement, {kDouble, 1, true}},
-                                    {property::kParamDigits, {kInt, 1, true}},
-                                    {property::kParamDoubleType, {kString, 1, true}},
-                                    {property::kParamAnimates, {kInt, 1, true}}})},
-        {value::kParamBoolean, with({{property::kParamDefault, {kInt, 1, true}},
-                                     {property::kParamAnimates, {kInt, 1, true}}})},
-        {value::kParamGroup, with({{property::kParamGroupOpen, {kInt, 1, true}}})},
-        {value::kParamPage, with({{property::kParamPageChild, {kString, 0, true}}})},
-    };
-    const auto found = types.find(type);
-    return found == types.end() ? nullptr : &found->second;
-}
+const Shapes kHostShapes = shapesOf(kInt, 1, false, {property::kTemporalClipAccess});
+const Shapes kEffectShapes = joined({
+    shapesOf(kString, 1, true,
+             {property::kLabel, property::kVersionLabel, property::kPluginDescription,
+              property::kGrouping, property::kRenderThreadSafety}),
+    shapesOf(kString, 0, true, {property::kSupportedContexts, property::kSupportedPixelDepths}),
+    shapesOf(kInt, 0, true, {property::kVersion}),
+    shapesOf(kInt, 1, true,
+             {property::kSingleInstance, property::kHostFrameThreading,
+              property::kSupportsMultiResolution, property::kSupportsTiles,
+              property::kTemporalClipAccess, property::kFieldRenderTwiceAlways,
+              property::kSupportsMultipleClipDepths, property::kSequentialRender}),
+});
+const Shapes kInstanceShapes = joined({shapesOf(kString, 1, false, {property::kContext}),
+                                       shapesOf(kDouble, 1, false, {property::kFrameRate})});
+const Shapes kClipShapes = joined({
+    shapesOf(kString, 0, true, {property::kSupportedComponents}),
+    shapesOf(kString, 1, true, {property::kFieldExtraction}),
+    shapesOf(kInt, 1, true, {property::kTemporalClipAccess, property::kSupportsTiles}),
+    shapesOf(kDouble, 2, false, {property::kFrameRange}),
+    shapesOf(kDouble, 1, false, {property::kFrameRate}),
+});
+const Shapes kImageShapes = joined({
+    shapesOf(kString, 1, false,
+             {property::kPixelDepth, property::kComponents, property::kPreMultiplication}),
+    shapesOf(kPointer, 1, false, {property::kData}),
+    shapesOf(kInt, 4, false, {property::kBounds}),
+    shapesOf(kInt, 1, false, {property::kRowBytes}),
+});
+const Shapes kCommonParamShapes =
+    joined({shapesOf(kString, 1, true,
+                     {property::kLabel, property::kParamHint, property::kParamParent,
+                      property::kParamScriptName}),
+            shapesOf(kInt, 1, true, {property::kParamEnabled})});
+const std::map<std::string, Shapes> kParamShapes = {
+    {value::kParamDouble,
+     joined({kCommonParamShapes,
+             shapesOf(kDouble, 1, true,
+                      {property::kParamDefault, property::kParamMin, property::kParamMax,
+                       property::kParamDisplayMin, property::kParamDisplayMax,
+                       property::kParamIncrement}),
+             shapesOf(kInt, 1, true, {property::kParamDigits, property::kParamAnimates}),
+             shapesOf(kString, 1, true, {property::kParamDoubleType})})},
+    {value::kParamBoolean,
+     joined({kCommonParamShapes,
+             shapesOf(kInt, 1, true, {property::kParamDefault, property::kParamAnimates})})},
+    {value::kParamGroup,
+     joined({kCommonParamShapes, shapesOf(kInt, 1, true, {property::kParamGroupOpen})})},
+    {value::kParamPage,
+     joined({kCommonParamShapes, shapesOf(kString, 0, true, {property::kParamPageChild})})},
+};
 
 double initialOf(const ParamObject& param) {
     const auto found = param.properties.values.find(property::kParamDefault);
@@ -121,15 +107,14 @@ int bytesOfDepth(const std::string& depth) {
 } // namespace
 
 const Shapes& argumentShapes() {
-    static const Shapes shapes = {
-        {property::kTime, {kDouble, 1}},
-        {property::kContext, {kString, 1}},
-        {property::kType, {kString, 1}},
-        {property::kRenderWindow, {kInt, 4}},
-        {property::kRenderQualityDraft, {kInt, 1}},
-        {property::kInteractiveRender, {kInt, 1}},
-        {property::kIsInteractive, {kInt, 1}},
-    };
+    static const Shapes shapes = joined({
+        shapesOf(kDouble, 1, false, {property::kTime}),
+        shapesOf(kString, 1, false, {property::kContext, property::kType}),
+        shapesOf(kInt, 4, false, {property::kRenderWindow}),
+        shapesOf(kInt, 1, false,
+                 {property::kRenderQualityDraft, property::kInteractiveRender,
+                  property::kIsInteractive}),
+    });
     return shapes;
 }
 
@@ -226,7 +211,7 @@ struct TestSuites {
         }
         ClipObject& clip = effect->clips[name];
         clip.name = name;
-        clip.properties.shapes = &clipShapes();
+        clip.properties.shapes = &kClipShapes;
         *properties = &clip.properties;
         return status::kOk;
     }
@@ -306,12 +291,13 @@ struct TestSuites {
     static Status paramDefine(ParamSetHandle params, const char* type, const char* name,
                               PropertySetHandle* properties) {
         ParamObject& param = params->params[name];
-        if (paramShapes(type) == nullptr || !param.type.empty()) {
+        const auto shapes = kParamShapes.find(type);
+        if (shapes == kParamShapes.end() || !param.type.empty()) {
             theHost->complain(std::string("an unknown type, or defined twice: ") + name);
             return status::kExists;
         }
         param.type = type;
-        param.properties.shapes = paramShapes(type);
+        param.properties.shapes = &shapes->second;
         *properties = &param.properties;
         return status::kOk;
     }
@@ -402,12 +388,12 @@ TestHost::TestHost(const Habits& given, std::function<const Picture*(double)> so
     if (plugin_ == nullptr || get(1) != nullptr) {
         throw std::runtime_error("the bundle does not have one plug-in");
     }
-    properties_.shapes = &hostShapes();
+    properties_.shapes = &kHostShapes;
     properties_.set(property::kTemporalClipAccess, {habits.hasTemporalAccess ? 1 : 0});
     host_ = {&properties_, &TestSuites::fetch};
     plugin_->setHost(&host_);
     send(action::kLoad, nullptr, nullptr, nullptr);
-    descriptor_.properties.shapes = &effectShapes();
+    descriptor_.properties.shapes = &kEffectShapes;
     send(action::kDescribe, &descriptor_, nullptr, nullptr);
     PropertySetObject context{&argumentShapes(), {}};
     context.set(property::kContext, {std::string(value::kFilter)});
@@ -441,7 +427,7 @@ Status TestHost::send(const char* name, EffectObject* instance, PropertySetObjec
 
 std::unique_ptr<EffectObject> TestHost::create() {
     auto instance = std::make_unique<EffectObject>(descriptor_);
-    instance->properties = {&instanceShapes(), {}};
+    instance->properties = {&kInstanceShapes, {}};
     for (auto& [name, clip] : instance->clips) {
         clip.properties.set(property::kFrameRange, {habits.firstFrame, habits.lastFrame});
         if (habits.frameRate > 0.0) {
@@ -485,7 +471,7 @@ std::unique_ptr<TestHost::Image> TestHost::imageOf(const Picture& picture, Pictu
     image->output = output;
     image->thread = &renderedTime;
     PropertySetObject& properties = image->properties;
-    properties.shapes = &imageShapes();
+    properties.shapes = &kImageShapes;
     properties.set(property::kData, {static_cast<void*>(rowAt(0))});
     properties.set(property::kRowBytes, {habits.isUpsideDown ? -step : step});
     properties.set(property::kBounds, {3, -2, 3 + picture.width, picture.height - 2});
