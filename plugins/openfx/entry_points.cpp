@@ -96,6 +96,7 @@ Plugin& plugin() {
 } // namespace
 } // namespace tintwell::openfx
 
+// NOLINTBEGIN(readability-identifier-naming): the standard's names
 extern "C" {
 
 TINTWELL_EXPORTED int OfxGetNumberOfPlugins() {
@@ -106,3 +107,4 @@ TINTWELL_EXPORTED tintwell::openfx::Plugin* OfxGetPlugin(int index) {
     return index == 0 ? &tintwell::openfx::plugin() : nullptr;
 }
 }
+// NOLINTEND(readability-identifier-naming)

@@ -17,7 +17,8 @@ class Ramp {
 public:
     explicit Ramp(float start) {
         for (std::size_t i = 0; i < samples_.size(); ++i) {
-            samples_[i] = start + static_cast<float>(i / 3) * 0.02F;
+            const std::size_t pixel = i / 3;
+            samples_[i] = start + static_cast<float>(pixel) * 0.02F;
         }
     }
 
