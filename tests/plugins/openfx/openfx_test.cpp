@@ -8,6 +8,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <limits>
 #include <random>
 #include <thread>
 
@@ -231,8 +232,8 @@ TEST(OpenFx, BearsWithHosts) {
         {"a range too long", [](Habits& habits) { habits.lastFrame += 1; }},
         {"an infinite range",
          [](Habits& habits) {
-             habits.firstFrame = -INFINITY;
-             habits.lastFrame = INFINITY;
+             habits.firstFrame = -std::numeric_limits<double>::infinity();
+             habits.lastFrame = std::numeric_limits<double>::infinity();
          }},
         {"a range of elsewhere",
          [](Habits& habits) { habits.firstFrame = habits.lastFrame = -500.0; }},
@@ -430,9 +431,11 @@ TEST(OpenFx, ServesFortyInstancesOnThreadsAndThousandsInARow) {
     Stage stage(habitsFor(value::kByte), kSmooth);
     std::vector<std::thread> threads;
     std::vector<std::unique_ptr<EffectObject>> instances;
+    instances.reserve(40);
     for (int i = 0; i < 40; ++i) {
         instances.push_back(stage.instance());
     }
+    threads.reserve(4);
     for (std::size_t thread = 0; thread < 4; ++thread) {
         threads.emplace_back([&, thread] {
             for (std::size_t i = thread; i < instances.size(); i += 4) {

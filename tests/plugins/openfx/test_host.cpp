@@ -107,7 +107,7 @@ int bytesOfDepth(const std::string& depth) {
 } // namespace
 
 const Shapes& argumentShapes() {
-    static const Shapes shapes = joined({
+    static const Shapes kShapes = joined({
         shapesOf(kDouble, 1, false, {property::kTime}),
         shapesOf(kString, 1, false, {property::kContext, property::kType}),
         shapesOf(kInt, 4, false, {property::kRenderWindow}),
@@ -115,7 +115,7 @@ const Shapes& argumentShapes() {
                  {property::kRenderQualityDraft, property::kInteractiveRender,
                   property::kIsInteractive}),
     });
-    return shapes;
+    return kShapes;
 }
 
 /// The functions of the suites.
@@ -459,7 +459,8 @@ std::unique_ptr<TestHost::Image> TestHost::imageOf(const Picture& picture, Pictu
     const int pixelBytes = 4 * bytesOfDepth(habits.depth);
     const int rowBytes = picture.width * pixelBytes;
     const int step = rowBytes + kPadding;
-    image->memory.resize(static_cast<std::size_t>(step * picture.height), std::byte{0xdd});
+    image->memory.resize(static_cast<std::size_t>(step) * static_cast<std::size_t>(picture.height),
+                         std::byte{0xdd});
     const auto rowAt = [&](int y) {
         const int place = habits.isUpsideDown ? picture.height - 1 - y : y;
         return image->memory.data() + static_cast<std::ptrdiff_t>(place) * step;
@@ -511,7 +512,7 @@ Status TestHost::render(EffectObject& instance, double time, Picture& output, bo
 }
 
 std::map<std::string, std::vector<PropertyValue>>
-TestHost::ask(const char* name, EffectObject& instance, double time, Shapes answers) {
+TestHost::ask(const char* name, EffectObject& instance, double time, const Shapes& answers) {
     PropertySetObject in{&argumentShapes(), {}};
     in.set(property::kTime, {time});
     PropertySetObject out{&answers, {}};

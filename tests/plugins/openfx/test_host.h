@@ -34,7 +34,9 @@ struct PropertySetObject {
     const Shapes* shapes = nullptr;
     std::map<std::string, std::vector<PropertyValue>> values;
 
-    void set(const char* name, std::vector<PropertyValue> given) { values[name] = given; }
+    void set(const char* name, std::vector<PropertyValue> given) {
+        values[name] = std::move(given);
+    }
 };
 
 struct ClipObject {
@@ -107,7 +109,7 @@ public:
     /// What an action answers in these properties, or nothing where it leaves the default to the
     /// host.
     std::map<std::string, std::vector<PropertyValue>>
-    ask(const char* action, EffectObject& instance, double time, Shapes answers);
+    ask(const char* action, EffectObject& instance, double time, const Shapes& answers);
 
     const EffectObject& descriptor() const { return descriptor_; }
 
