@@ -21,3 +21,17 @@ function(tintwell_export_main target)
         set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${script})
     endif()
 endfunction()
+
+# TARGET is a MODULE for hosts that bring libraries of their own, of other versions: it exports what
+# is declared so and the linker script EXPORTS (where there are such) names, and has the standard
+# library inside.
+function(tintwell_keep_to_itself target exports)
+    if(NOT WIN32 AND NOT APPLE)
+        target_link_options(${target} PRIVATE "LINKER:--version-script=${exports}")
+        set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${exports})
+    endif()
+    # A sanitizer's functions come with the program.
+    if(NOT MSVC AND NOT APPLE AND NOT TINTWELL_SANITIZE)
+        target_link_options(${target} PRIVATE -static-libstdc++ -static-libgcc)
+    endif()
+endfunction()

@@ -12,7 +12,8 @@ it finds levels for red, green and blue that make black black and white white,
 keeps them steady over time, and stops at cuts.
 
 This package has the command-line program, which reads and writes whatever
-FFmpeg's libraries do, and the effect module for compositing hosts.")
+FFmpeg's libraries do, the effect module for compositing hosts, and the effect
+as an OpenFX plug-in for editing and compositing programs.")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
 

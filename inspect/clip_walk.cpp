@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <limits>
 #include <utility>
 
 namespace tintwell::inspect {
@@ -62,6 +63,22 @@ std::optional<std::int64_t> computedFrame(const media::ClipInfo& info, double se
     return frame < static_cast<double>(info.frameCount->frames)
                ? std::optional(static_cast<std::int64_t>(frame))
                : std::nullopt;
+}
+
+/// The frames that begin in this span of time after the first one, where that can be told without
+/// reading, and there are some.
+std::optional<media::FrameSpan> computedSpan(const media::ClipInfo& info, double from, double to) {
+    if (!info.rateIsExact || !info.frameCount || !info.frameCount->exact) {
+        return {};
+    }
+    const auto frames = static_cast<double>(info.frameCount->frames);
+    const auto firstFrom = [&](double seconds) {
+        const double frame = std::ceil(seconds * av_q2d(info.frameRate));
+        return static_cast<std::int64_t>(std::clamp(frame, 0.0, frames));
+    };
+    const std::int64_t first = firstFrom(from);
+    const std::int64_t end = firstFrom(to);
+    return first < end ? std::optional(media::FrameSpan(first, end - 1)) : std::nullopt;
 }
 
 } // namespace
@@ -158,6 +175,39 @@ std::int64_t frameShownAt(const WalkOptions& options, double seconds) {
         throwNothingShown(options, seconds, begin);
     }
     return shown;
+}
+
+media::FrameSpan framesBetween(const WalkOptions& options, const media::TimeSpan& times) {
+    constexpr double kNever = std::numeric_limits<double>::infinity();
+    const double from = times.from.value_or(-kNever) - kTimeTolerance;
+    const double to = times.to.value_or(kNever) - kTimeTolerance;
+    media::ClipReader reader(options.input, {options.reading, {}, false});
+    std::optional<media::ReadItem> item = nextFrame(reader);
+    double seconds = secondsOf(reader, *item);
+    if (const auto span = computedSpan(reader.info(), from - seconds, to - seconds)) {
+        return *span;
+    }
+    std::optional<std::int64_t> first;
+    std::int64_t last = 0;
+    while (item && seconds < to) {
+        last = item->index;
+        if (options.watch) {
+            options.watch(last);
+        }
+        if (!first && seconds >= from) {
+            first = last;
+        }
+        if (first && !times.to) {
+            return media::FrameSpan::from(*first);
+        }
+        item = nextFrame(reader);
+        seconds = item ? secondsOf(reader, *item) : seconds;
+    }
+    if (!first) {
+        throw media::MediaError(media::inputName(options.input) +
+                                ": no frame of it begins in the time given");
+    }
+    return {*first, last};
 }
 
 host::FrameBuffer copyOf(const host::FrameBuffer& buffer) {

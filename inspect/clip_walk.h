@@ -59,6 +59,9 @@ public:
     /// See ClipReader::framesMissing. At the end only, as the warnings.
     std::int64_t framesMissing() const { return reader_.framesMissing(); }
 
+    /// See ClipReader::failedToRead.
+    bool failedToRead() const { return reader_.failedToRead(); }
+
     /// At the end only: the other thread reads until then.
     std::vector<std::string> warnings() const { return reader_.warnings(); }
 
@@ -102,6 +105,11 @@ struct InspectedFrame {
 /// Index of the frame that is shown at a time, which counts from the clip's beginning; the first
 /// one before it begins. Throws MediaError where the clip shows nothing then.
 std::int64_t frameShownAt(const WalkOptions& options, double seconds);
+
+/// The frames that begin in a span of time: at its beginning or later, and before its end. Two
+/// spans that meet have no frame in common and leave none out. Throws MediaError where none begins
+/// then.
+media::FrameSpan framesBetween(const WalkOptions& options, const media::TimeSpan& times);
 
 /// Looks at one frame of the clip; the frames of the options do not matter.
 InspectedFrame inspectFrame(const WalkOptions& options, std::int64_t frame);

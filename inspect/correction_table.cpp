@@ -61,4 +61,15 @@ CorrectionTable resampled(const CorrectionTable& table, std::size_t size) {
     return result;
 }
 
+double largestDifference(const CorrectionTable& table, const CorrectionTable& points) {
+    const CorrectionTable between = resampled(points, table[0].size());
+    double largest = 0.0;
+    for (std::size_t c = 0; c < table.size(); ++c) {
+        for (std::size_t i = 0; i < table[c].size(); ++i) {
+            largest = std::max(largest, std::abs(between[c][i] - table[c][i]));
+        }
+    }
+    return largest;
+}
+
 } // namespace tintwell::inspect

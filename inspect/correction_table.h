@@ -21,4 +21,10 @@ CorrectionTable correctionTable(const FrameFindings& findings, host::SampleDepth
 /// The same with so many entries, at least 2.
 CorrectionTable resampled(const CorrectionTable& table, std::size_t size);
 
+/// By how much, of 1, `points` with straight lines between them differs from the table where it
+/// differs most, measured at all entries of the table. That is also what a cube of these points is
+/// wrong by, interpolated by cubes or by tetrahedra: each output depends on one of the inputs only,
+/// along which both are straight.
+double largestDifference(const CorrectionTable& table, const CorrectionTable& points);
+
 } // namespace tintwell::inspect

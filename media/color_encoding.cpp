@@ -39,21 +39,6 @@ Tag statedTag(const Tag& picture, const Tag& stream, Tag unspecified, Tag end,
     return tag != unspecified ? tag : readTag(stream, end, nameOf);
 }
 
-bool isPlainMatrix(AVColorSpace matrix) {
-    switch (matrix) {
-    case AVCOL_SPC_BT709:
-    case AVCOL_SPC_FCC:
-    case AVCOL_SPC_BT470BG:
-    case AVCOL_SPC_SMPTE170M:
-    case AVCOL_SPC_SMPTE240M:
-    case AVCOL_SPC_YCGCO:
-    case AVCOL_SPC_BT2020_NCL:
-        return true;
-    default:
-        return false;
-    }
-}
-
 ColorTags withoutUnknown(ColorTags tags) {
     const auto leaveOut = [](auto& tag, auto end, auto unspecified) {
         tag = tag == end ? unspecified : tag;
@@ -82,6 +67,34 @@ ColorTags tagsOf(const AVFrame& picture, const AVCodecParameters& stream) {
         statedTag(picture.chroma_location, stream.chroma_location, AVCHROMA_LOC_UNSPECIFIED,
                   AVCHROMA_LOC_NB, av_chroma_location_name);
     return tags;
+}
+
+bool isPlainMatrix(AVColorSpace matrix) {
+    switch (matrix) {
+    case AVCOL_SPC_BT709:
+    case AVCOL_SPC_FCC:
+    case AVCOL_SPC_BT470BG:
+    case AVCOL_SPC_SMPTE170M:
+    case AVCOL_SPC_SMPTE240M:
+    case AVCOL_SPC_YCGCO:
+    case AVCOL_SPC_BT2020_NCL:
+        return true;
+    default:
+        return false;
+    }
+}
+
+void declareColor(AVFrame& picture, const ColorTags& declared) {
+    const auto declare = [](auto& tag, auto value, auto unspecified) {
+        tag = value != unspecified ? value : tag;
+    };
+    declare(picture.colorspace, declared.matrix, AVCOL_SPC_UNSPECIFIED);
+    declare(picture.color_range, declared.range, AVCOL_RANGE_UNSPECIFIED);
+    declare(picture.color_primaries, declared.primaries, AVCOL_PRI_UNSPECIFIED);
+    declare(picture.color_trc, declared.transfer, AVCOL_TRC_UNSPECIFIED);
+    if (declared.range != AVCOL_RANGE_UNSPECIFIED) {
+        picture.format = withoutRangeInName(static_cast<AVPixelFormat>(picture.format));
+    }
 }
 
 std::vector<const char*> unknownTags(const ColorTags& tags) {

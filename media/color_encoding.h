@@ -23,8 +23,15 @@ struct ColorTags {
 /// A picture's tags; the stream's where the picture says nothing.
 ColorTags tagsOf(const AVFrame& picture, const AVCodecParameters& stream);
 
+/// Tags the picture as somebody declares it to be, as far as that is said. A pixel format that has
+/// its range in its name becomes the one that has not, where the range is.
+void declareColor(AVFrame& picture, const ColorTags& declared);
+
 /// For messages: the tags that have such a value, "colour matrix".
 std::vector<const char*> unknownTags(const ColorTags& tags);
+
+/// Whether a matrix is one by which samples can be turned into R,G,B and back.
+bool isPlainMatrix(AVColorSpace matrix);
 
 /// The matrix and range by which samples are turned into R,G,B and back.
 struct ColorEncoding {

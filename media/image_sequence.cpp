@@ -1,5 +1,7 @@
 #include "media/image_sequence.h"
 
+#include "media/folder_names.h"
+
 #include <algorithm>
 #include <charconv>
 #include <filesystem>
@@ -91,9 +93,8 @@ std::string SequencePattern::text() const {
 SequenceFiles findSequence(const SequencePattern& pattern) {
     SequenceFiles files;
     std::vector<std::int64_t>& numbers = files.numbers;
-    std::error_code error;
-    for (const auto& entry : std::filesystem::directory_iterator(pattern.directory, error)) {
-        if (const auto number = numberIn(entry.path().filename().string(), pattern)) {
+    for (const std::string& name : namesIn(pattern.directory)) {
+        if (const auto number = numberIn(name, pattern)) {
             numbers.push_back(*number);
         }
     }

@@ -66,7 +66,8 @@ AVPixelFormat closestFormat(AVPixelFormat wanted, std::span<const AVPixelFormat>
     const auto isWritable = [](AVPixelFormat format) {
         const AVPixFmtDescriptor* description = av_pix_fmt_desc_get(format);
         return description != nullptr &&
-               (description->flags & (AV_PIX_FMT_FLAG_PAL | AV_PIX_FMT_FLAG_HWACCEL)) == 0;
+               (description->flags &
+                (AV_PIX_FMT_FLAG_PAL | AV_PIX_FMT_FLAG_BAYER | AV_PIX_FMT_FLAG_HWACCEL)) == 0;
     };
     if (isWritable(wanted) && std::ranges::find(choices, wanted) != choices.end()) {
         return wanted;
@@ -84,9 +85,24 @@ AVPixelFormat closestFormat(AVPixelFormat wanted, std::span<const AVPixelFormat>
 }
 
 bool isFullRangeByName(AVPixelFormat format) {
-    return format == AV_PIX_FMT_YUVJ420P || format == AV_PIX_FMT_YUVJ422P ||
-           format == AV_PIX_FMT_YUVJ444P || format == AV_PIX_FMT_YUVJ440P ||
-           format == AV_PIX_FMT_YUVJ411P;
+    return withoutRangeInName(format) != format;
+}
+
+AVPixelFormat withoutRangeInName(AVPixelFormat format) {
+    switch (format) {
+    case AV_PIX_FMT_YUVJ411P:
+        return AV_PIX_FMT_YUV411P;
+    case AV_PIX_FMT_YUVJ420P:
+        return AV_PIX_FMT_YUV420P;
+    case AV_PIX_FMT_YUVJ422P:
+        return AV_PIX_FMT_YUV422P;
+    case AV_PIX_FMT_YUVJ440P:
+        return AV_PIX_FMT_YUV440P;
+    case AV_PIX_FMT_YUVJ444P:
+        return AV_PIX_FMT_YUV444P;
+    default:
+        return format;
+    }
 }
 
 std::string nameOf(AVPixelFormat format) {

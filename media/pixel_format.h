@@ -39,6 +39,9 @@ AVPixelFormat closestFormat(AVPixelFormat wanted, std::span<const AVPixelFormat>
 /// The yuvj formats: YUV whose full range is part of the name.
 bool isFullRangeByName(AVPixelFormat format);
 
+/// The format with the same samples whose name says nothing of their range.
+AVPixelFormat withoutRangeInName(AVPixelFormat format);
+
 std::string nameOf(AVPixelFormat format);
 
 } // namespace tintwell::media

@@ -2,6 +2,7 @@
 #include "tool/terminal/descriptor_buffer.h"
 #include "tool/terminal/stop_signal.h"
 
+#include <cstdlib>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -22,7 +23,9 @@ void fillClosedStandardStreams() {
 
 int main(int argc, char** argv) {
     fillClosedStandardStreams();
+    // This encoder's messages do not go through FFmpeg's log.
+    ::setenv("SVT_LOG", "1", 0); // NOLINT(concurrency-mt-unsafe): there are no threads yet
     tintwell::tool::catchStopSignals();
     const tintwell::tool::StandardStreams streams;
-    return tintwell::tool::CommandLine().run(argc, argv);
+    return tintwell::tool::runProgram(argc, argv);
 }

@@ -2,6 +2,13 @@
 
 namespace tintwell::media {
 
+ClipToWorld::ClipToWorld(const ClipInfo& info, host::SampleDepth depth)
+    : info_(info), depth_(depth) {
+    if (info.referenceWhite > 0.0) {
+        highlights_.emplace(info.referenceWhite);
+    }
+}
+
 PictureFormat ClipToWorld::formatOf(const AVFrame& picture) const {
     const auto pixelFormat = static_cast<AVPixelFormat>(picture.format);
     return {info_.width, info_.height, pixelFormat,
@@ -17,6 +24,9 @@ void ClipToWorld::convert(const AVFrame& picture, host::FrameBuffer& world) {
         converterFormat_ = format;
     }
     converter_->convert(picture, world);
+    if (highlights_) {
+        highlights_->stretch(world);
+    }
 }
 
 } // namespace tintwell::media

@@ -2,6 +2,7 @@
 
 #include "media/clip_info.h"
 #include "media/color/frame_converter.h"
+#include "media/color/highlights.h"
 
 #include <optional>
 
@@ -12,17 +13,19 @@ namespace tintwell::media {
 /// at a time.
 class ClipToWorld {
 public:
-    ClipToWorld(const ClipInfo& info, host::SampleDepth depth) : info_(info), depth_(depth) {}
+    ClipToWorld(const ClipInfo& info, host::SampleDepth depth);
 
     /// How a picture is understood, which may be of another pixel format than the clip's first.
     PictureFormat formatOf(const AVFrame& picture) const;
 
-    /// The picture is of the clip's size; the world too, and of the depth given.
+    /// The picture is of the clip's size; the world too, and of the depth given. Where the clip has
+    /// a reference white (ClipInfo), the world is stretched to what lies below it.
     void convert(const AVFrame& picture, host::FrameBuffer& world);
 
 private:
     ClipInfo info_;
     host::SampleDepth depth_;
+    std::optional<Highlights> highlights_;
     std::optional<FrameToWorld> converter_;
     PictureFormat converterFormat_;
 };

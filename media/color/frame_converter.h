@@ -4,6 +4,7 @@
 #include "media/color_encoding.h"
 #include "media/ffmpeg_objects.h"
 
+#include <cstdint>
 #include <memory>
 
 namespace tintwell::media {
@@ -49,10 +50,17 @@ struct Original {
     const host::FrameBuffer& world;
 };
 
+/// What becomes of worlds of 16 bits in pictures of fewer.
+enum class Rounding : std::uint8_t {
+    Nearest,  ///< the nearest level: what was of so few bits comes back as it was
+    Dithered, ///< a pattern of the two nearest, for what had more bits: gradients show no bands
+};
+
 /// From the host's picture to FFmpeg's.
 class WorldToFrame {
 public:
-    WorldToFrame(host::SampleDepth depth, const PictureFormat& to);
+    WorldToFrame(host::SampleDepth depth, const PictureFormat& to,
+                 Rounding rounding = Rounding::Nearest);
     ~WorldToFrame();
 
     /// The picture has the format and size given and buffers of its own; its flag for interlacing

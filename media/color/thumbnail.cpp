@@ -62,7 +62,8 @@ CodecContextPtr openEncoder(int width, int height) {
     context->global_quality = kQuantiser * FF_QP2LAMBDA;
     const int code = avcodec_open2(context.get(), codec, nullptr);
     if (code < 0) {
-        throw MediaError("a JPEG picture cannot be made (" + explainFailure(code) + ")");
+        throw MediaError("a JPEG picture cannot be made (" +
+                         explainFailure(code, FfmpegPart::Encoder) + ")");
     }
     return context;
 }
@@ -107,7 +108,8 @@ Jpeg encodeJpeg(const host::FrameBuffer& world) {
     code = code < 0 ? code : avcodec_send_frame(encoder.get(), nullptr);
     code = code < 0 ? code : avcodec_receive_packet(encoder.get(), packet.get());
     if (code < 0) {
-        throw MediaError("a JPEG picture cannot be made (" + explainFailure(code) + ")");
+        throw MediaError("a JPEG picture cannot be made (" +
+                         explainFailure(code, FfmpegPart::Encoder) + ")");
     }
     return {packet->data, packet->data + packet->size};
 }

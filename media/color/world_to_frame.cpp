@@ -1,4 +1,5 @@
 #include "media/color/chroma_rows.h"
+#include "media/color/dither.h"
 #include "media/color/frame_converter.h"
 #include "media/color/picture_samples.h"
 #include "media/color/row_access.h"
@@ -42,6 +43,24 @@ void averageShared(const std::vector<SampleSum<Sample>>& sums, std::uint32_t num
     }
 }
 
+/// Where samples are to be dithered, zimg leaves all their bits: those of chroma are averaged
+/// first.
+std::optional<Dither> ditherFor(const PictureFormat& format, host::SampleDepth depth,
+                                Rounding rounding) {
+    const int bits = traitsOf(format.pixelFormat).depth;
+    const bool loses = depth == host::SampleDepth::Bits16 && bits < 16;
+    return loses && rounding == Rounding::Dithered ? std::optional<Dither>(bits) : std::nullopt;
+}
+
+zimg_image_format convertedSamples(const PictureFormat& format, bool dithered) {
+    zimg_image_format samples = pictureSamples(format, true);
+    if (dithered) {
+        samples.pixel_type = ZIMG_PIXEL_WORD;
+        samples.depth = 16;
+    }
+    return samples;
+}
+
 /// Rows that must still be at hand when the last of those that share chroma is finished.
 unsigned rowsToKeep(const PixelFormatTraits& traits) {
     return static_cast<unsigned>(ChromaRows{0, traits.chromaShiftY, true}.span());
@@ -51,10 +70,12 @@ unsigned rowsToKeep(const PixelFormatTraits& traits) {
 
 class WorldToFrame::Implementation {
 public:
-    Implementation(host::SampleDepth depth, const PictureFormat& to)
+    Implementation(host::SampleDepth depth, const PictureFormat& to, Rounding rounding)
         : format_(directVersion(to)), traits_(traitsOf(format_.pixelFormat)),
           worldIsByte_(depth == host::SampleDepth::Bits8), rows_(format_.pixelFormat),
-          graph_(worldSamples(format_, depth), pictureSamples(format_, true), rowsToKeep(traits_)),
+          dither_(ditherFor(format_, depth, rounding)),
+          graph_(worldSamples(format_, depth), convertedSamples(format_, dither_.has_value()),
+                 rowsToKeep(traits_)),
           changed_(rowsToKeep(traits_), static_cast<std::size_t>(to.width)) {
         if (format_ != to) {
             repacker_.emplace(format_, to);
@@ -67,9 +88,9 @@ public:
         if (rows_.mergesSamples()) {
             clear(direct);
         }
-        original_ = repacker_ ? nullptr : original;
+        original_ = repacker_ || dither_ ? nullptr : original;
         chroma_ = {format_.height, traits_.chromaShiftY, picture.interlaced_frame != 0};
-        withSampleType(traits_.depth <= 8, [&](auto sample) {
+        withSampleType(traits_.depth <= 8 && !dither_, [&](auto sample) {
             graph_.run([&](unsigned row, unsigned left,
                            unsigned right) { unpack(world, row, left, right); },
                        [&](unsigned row, unsigned left, unsigned right) {
@@ -157,7 +178,36 @@ private:
             runRowLoop<restore<Sample>>(static_cast<const Sample*>(originals.data()), changed,
                                         samples, size);
         }
-        rows_.write(picture, component, row, first, count, samples);
+        if (dither_) {
+            writeDithered(picture, component, row, first, samples, size);
+        } else {
+            rows_.write(picture, component, row, first, count, samples);
+        }
+    }
+
+    void writeDithered(AVFrame& picture, int component, int row, int first,
+                       const std::uint16_t* samples, std::size_t count) {
+        withSampleType(traits_.depth <= 8, [&](auto sample) {
+            auto& results = std::get<std::vector<decltype(sample)>>(dithered_);
+            results.resize(count);
+            dither_->reduce(scaleOf(component), samples, count, row, first, results.data());
+            rows_.write(picture, component, row, first, static_cast<int>(count), results.data());
+        });
+    }
+
+    /// Only zimg's results of 16 bits are dithered.
+    void writeDithered(AVFrame&, int, int, int, const std::uint8_t*, std::size_t) {}
+
+    Dither::Scale scaleOf(int component) const {
+        const int colors = traits_.model == ColorModel::Grey ? 1 : 3;
+        if (component >= colors) {
+            return Dither::Scale::Full; // alpha
+        }
+        if (!format_.color.fullRange) {
+            return Dither::Scale::Limited;
+        }
+        const bool chroma = traits_.model == ColorModel::Yuv && component > 0;
+        return chroma ? Dither::Scale::FullChroma : Dither::Scale::Full;
     }
 
     bool isLastOfItsChroma(int y) const {
@@ -206,6 +256,7 @@ private:
     PixelFormatTraits traits_;
     bool worldIsByte_;
     RowAccess rows_;
+    std::optional<Dither> dither_;
     ZimgGraph graph_;
     std::optional<Repacker> repacker_;
     FramePtr direct_;
@@ -214,13 +265,14 @@ private:
     std::tuple<std::vector<SampleSum<std::uint8_t>>, std::vector<SampleSum<std::uint16_t>>> sums_;
     std::tuple<std::vector<std::uint8_t>, std::vector<std::uint16_t>> averages_;
     std::tuple<std::vector<std::uint8_t>, std::vector<std::uint16_t>> originals_;
+    std::tuple<std::vector<std::uint8_t>, std::vector<std::uint16_t>> dithered_;
     // Of the picture being converted.
     const Original* original_ = nullptr;
     ChromaRows chroma_;
 };
 
-WorldToFrame::WorldToFrame(host::SampleDepth depth, const PictureFormat& to)
-    : implementation_(std::make_unique<Implementation>(depth, to)) {}
+WorldToFrame::WorldToFrame(host::SampleDepth depth, const PictureFormat& to, Rounding rounding)
+    : implementation_(std::make_unique<Implementation>(depth, to, rounding)) {}
 
 WorldToFrame::~WorldToFrame() = default;
 

@@ -17,7 +17,7 @@ constexpr std::size_t kAlignment = 64;
     std::array<char, 256> text{};
     const zimg_error_code_e code = zimg_get_last_error(text.data(), text.size());
     zimg_clear_last_error();
-    if (code == ZIMG_ERROR_OUT_OF_MEMORY) {
+    if (code == ZIMG_ERROR_OUT_OF_MEMORY || text[0] == '\0') { // none for the words, either
         throw std::bad_alloc();
     }
     throw MediaError("the colour conversion failed: " + std::string(text.data()));

@@ -66,6 +66,7 @@ int DescriptorIo::read(void* self, std::uint8_t* bytes, int size) {
     }
     io.position_ += static_cast<std::int64_t>(transfer.bytes);
     if (transfer.error != 0) {
+        io.readError_ = transfer.error;
         return errorCode(transfer.error);
     }
     return transfer.bytes == 0 ? AVERROR_EOF : static_cast<int>(transfer.bytes);

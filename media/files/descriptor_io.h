@@ -4,6 +4,7 @@
 #include "media/files/descriptor.h"
 
 #include <cstdint>
+#include <utility>
 
 namespace tintwell::media {
 
@@ -28,6 +29,9 @@ public:
         return *static_cast<DescriptorIo*>(context.opaque);
     }
 
+    /// An errno value: why something could not be read since it was asked last; 0 where all could.
+    int takeReadError() { return std::exchange(readError_, 0); }
+
     /// Writes what is left and tells how all of it went: an AVERROR code or 0.
     int flush();
 
@@ -43,6 +47,7 @@ private:
     const Interruption& interruption_;
     std::int64_t position_ = 0;
     AVIOContext* context_ = nullptr;
+    int readError_ = 0;
 };
 
 } // namespace tintwell::media

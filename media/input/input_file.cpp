@@ -157,7 +157,7 @@ AVStream* findVideo(const std::string& input, AVFormatContext& container) {
 
 InputFile openInput(const std::string& input, const InputOptions& options) {
     silenceFfmpeg();
-    takeFfmpegMessage();
+    takeFfmpegMessage(FfmpegPart::Demuxer);
     InputFile file;
     file.source = std::make_unique<InputSource>(
         options.files ? options.files : std::make_shared<InputFiles>(input),
@@ -199,7 +199,7 @@ InputFile openInput(const std::string& input, const InputOptions& options) {
         throw MediaError(inputName(input) +
                          (code == AVERROR_INVALIDDATA ? ": is not a media file that can be read ("
                                                       : ": cannot be opened (") +
-                         explainFailure(code) + ")");
+                         explainFailure(code, FfmpegPart::Demuxer) + ")");
     }
     file.container.reset(container);
     if (opensUnasked(*container->iformat)) {
@@ -207,14 +207,18 @@ InputFile openInput(const std::string& input, const InputOptions& options) {
     }
     checkAllTaken(inputName(input), *container, settings.keys());
     file.maxPixels = options.maxPixels;
+    file.declared = options.declared;
+    file.memory = options.memory;
     takeRefusedSize(); // of those who tried whether the file is theirs
     const int found = findStreams(*container, options.maxPixels);
     throwIfInterrupted(*file.source);
     file.source->throwIfRefused();
     if (found < 0) {
-        throw MediaError(inputName(input) + ": cannot be read (" + explainFailure(found) + ")");
+        throw MediaError(inputName(input) + ": cannot be read (" +
+                         explainFailure(found, FfmpegPart::Demuxer) + ")");
     }
     file.video = findVideo(input, *container);
+    file.source->takeReadError(); // what was missing until now was not needed
     return file;
 }
 

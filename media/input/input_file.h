@@ -20,9 +20,12 @@ struct InputOptions {
     std::string frameRate;                 ///< of an image sequence or raw stream; empty: as stored
     NamedValues others = {};               ///< of the demuxer, as FFmpeg names them
     std::int64_t maxPixels = kUsualPixels; ///< of a picture; at most kMaximumPixels
+    std::int64_t memory = 0;   ///< of a whole rendering, bytes, to be planned with; 0: usualMemory
     bool allowNetwork = false; ///< addresses, and files that are not beside the input or below
+    HdrHandling hdr = HdrHandling::Refuse;
     std::shared_ptr<InputFiles> files = {};          ///< where to note what is read; may be null
     std::shared_ptr<Interruption> interruption = {}; ///< may be null
+    ColorTags declared = {}; ///< what pictures are, whatever their tags say, as far as it is said
 };
 
 /// An opened container and the stream in it that is the video.
@@ -31,6 +34,8 @@ struct InputFile {
     InputPtr container;
     AVStream* video = nullptr;
     std::int64_t maxPixels = kUsualPixels; ///< of a picture
+    ColorTags declared;                    ///< see InputOptions
+    std::int64_t memory = 0;               ///< as in InputOptions
     std::optional<ImageFiles> images;      ///< of an image sequence: to be read, not the container
     std::vector<std::string> warnings;
 };

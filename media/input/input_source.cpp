@@ -75,15 +75,31 @@ void InputSource::open(AVFormatContext& container, const std::string& url) {
     container.pb = io_->context();
 }
 
+template <class Work>
+int InputSource::guarded(Work work) {
+    try {
+        return work();
+    } catch (...) {
+        failure_ = std::current_exception();
+        return AVERROR(ENOMEM);
+    }
+}
+
 int InputSource::isInterrupted(void* self) {
     auto& source = *static_cast<InputSource*>(self);
-    if (source.watchesAll_) {
-        source.files_->addOpened();
-    }
-    return source.interruption_->isSet() || !source.refused_.empty() ? 1 : 0;
+    const int code = source.guarded([&] {
+        if (source.watchesAll_) {
+            source.files_->addOpened();
+        }
+        return 0;
+    });
+    return code < 0 || source.interruption_->isSet() || !source.refused_.empty() ? 1 : 0;
 }
 
 void InputSource::throwIfRefused() const {
+    if (failure_) {
+        std::rethrow_exception(failure_);
+    }
     if (!refused_.empty()) {
         throw MediaError(files_->name() + ": names " + refused_ +
                          ", which is no file beside it; --allow-network lets it be opened");
@@ -115,13 +131,15 @@ int InputSource::openFurther(AVFormatContext* container, AVIOContext** io, const
                              int flags, AVDictionary** options) {
     // Demuxers hand this on to those that they use themselves.
     auto& source = *static_cast<InputSource*>(container->interrupt_callback.opaque);
-    if (!source.isAllowed(url)) {
-        source.refused_ = url;
-        return AVERROR(EPERM);
-    }
-    const int code = source.usualOpener_(container, io, url, flags, options);
-    source.files_->addOpened();
-    return code;
+    return source.guarded([&] {
+        if (!source.isAllowed(url)) {
+            source.refused_ = url;
+            return AVERROR(EPERM);
+        }
+        const int code = source.usualOpener_(container, io, url, flags, options);
+        source.files_->addOpened();
+        return code;
+    });
 }
 
 } // namespace tintwell::media

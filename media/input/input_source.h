@@ -5,6 +5,7 @@
 #include "media/files/input_files.h"
 #include "media/files/interruption.h"
 
+#include <exception>
 #include <memory>
 #include <optional>
 #include <string>
@@ -30,11 +31,15 @@ public:
     /// themselves, are left to FFmpeg. Throws MediaError, also where the address is not allowed.
     void open(AVFormatContext& container, const std::string& url);
 
-    /// Throws MediaError where the input names what it was not allowed to open; it ends there.
+    /// Throws MediaError where the input names what it was not allowed to open, and what else went
+    /// wrong while FFmpeg opened a file; it ends there.
     void throwIfRefused() const;
 
     /// From now on: for demuxers that open files without asking.
     void watchAll() { watchesAll_ = true; }
+
+    /// As DescriptorIo; of what FFmpeg opens by itself it is not known.
+    int takeReadError() { return io_ ? io_->takeReadError() : 0; }
 
     const Interruption& interruption() const { return *interruption_; }
 
@@ -49,12 +54,17 @@ private:
     static int openFurther(AVFormatContext* container, AVIOContext** io, const char* url, int flags,
                            AVDictionary** options);
 
+    /// Does the work and keeps what it throws, which must not pass through FFmpeg's code.
+    template <class Work>
+    int guarded(Work work);
+
     std::shared_ptr<InputFiles> files_;
     std::shared_ptr<Interruption> interruption_;
     bool isAllowed(const std::string& url) const;
 
     bool allowNetwork_;
     std::string refused_;
+    std::exception_ptr failure_;
     Opener usualOpener_ = nullptr;
     bool watchesAll_ = false;
     Descriptor file_;

@@ -37,6 +37,9 @@ public:
     /// Why reading ended before the end of the file; empty where it did not.
     const std::string& failure() const { return failure_; }
 
+    /// Whether the system could not read on; else it was what is in the file.
+    bool failedToRead() const { return failedToRead_; }
+
     /// Whether the container promised clearly more than was found before its end.
     bool endedEarly(AVRational frameRate) const;
 
@@ -47,13 +50,18 @@ public:
 
 private:
     void note(const AVPacket& packet);
+    void noteEnd(int code);
     bool endsWithinPacket() const;
+    std::int64_t promisedByStreams() const;
+    std::int64_t promisedEnd() const;
 
     InputFile file_;
     std::string failure_;
+    bool failedToRead_ = false;
     bool ended_ = false;
     std::int64_t lastByte_ = 0; ///< behind the packets that were read so far, in the file
-    std::int64_t lastTime_ = AV_NOPTS_VALUE; ///< end of what was read so far, in microseconds
+    std::int64_t lastTime_ = AV_NOPTS_VALUE;     ///< end of what was read so far, in microseconds
+    std::int64_t subtitlesEnd_ = AV_NOPTS_VALUE; ///< the same of subtitles
     std::int64_t damaged_ = 0;
 };
 

@@ -7,8 +7,6 @@
 namespace tintwell::media {
 namespace {
 
-/// Worlds that wait for their request, beside the one that is being made.
-constexpr std::size_t kReadyWorlds = 1;
 /// A window that grows goes back now and then between steps forward; after so many steps it does
 /// not any more.
 constexpr int kForwardBeforeForgetting = 8;
@@ -16,8 +14,8 @@ constexpr int kForwardBeforeForgetting = 8;
 } // namespace
 
 FileNeighbours::FileNeighbours(const std::string& input, const InputOptions& options,
-                               host::SampleDepth depth, std::size_t keptBytes)
-    : input_(input), options_(options), keptBytes_(keptBytes), reader_(input, {options, {}, false}),
+                               host::SampleDepth depth, const Limits& limits)
+    : input_(input), options_(options), limits_(limits), reader_(input, {options, {}, false}),
       aheadToWorld_(reader_.info(), depth), backToWorld_(reader_.info(), depth),
       worlds_(reader_.info().width, reader_.info().height, depth), thread_([this] { readOn(); }) {}
 
@@ -92,7 +90,7 @@ std::shared_ptr<host::FrameBuffer> FileNeighbours::takeReady(std::int64_t index)
 std::shared_ptr<host::FrameBuffer> FileNeighbours::goBackTo(std::int64_t index) {
     forwardInARow_ = 0;
     if (!lookBack_) {
-        lookBack_.emplace(input_, options_, keptBytes_);
+        lookBack_.emplace(input_, options_, limits_.keptBytes);
     }
     const SharedPicture picture = lookBack_->fetch(index, passed_, cancelled_);
     std::shared_ptr<host::FrameBuffer> world = worlds_.take();
@@ -116,7 +114,7 @@ bool FileNeighbours::readOneOn() {
     std::unique_lock lock(mutex_);
     const std::int64_t index = passed_.count();
     const auto isNeeded = [&] {
-        return index <= wanted_ || (wanted_ >= 0 && ready_.size() < kReadyWorlds);
+        return index <= wanted_ || (wanted_ >= 0 && ready_.size() < limits_.readyWorlds);
     };
     changed_.wait(lock, [&] { return cancelled_ || isNeeded(); });
     std::shared_ptr<host::FrameBuffer> world = index >= wanted_ ? worlds_.take() : nullptr;
@@ -152,6 +150,9 @@ FramePtr FileNeighbours::nextPicture() {
         }
     } catch (const MediaError&) {
         return nullptr;
+    }
+    if (reader_.failedToRead()) {
+        throw MediaError(inputName(input_) + ": cannot be read a second time");
     }
     return nullptr;
 }

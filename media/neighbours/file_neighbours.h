@@ -25,12 +25,16 @@ namespace tintwell::media {
 /// the requests are.
 class FileNeighbours : public NeighbourSource {
 public:
-    /// How much is kept for requests that go backward step by step, while they do.
-    static constexpr std::size_t kKeptBytes = std::size_t{192} << 20;
+    struct Limits {
+        /// How much is kept for requests that go backward step by step, while they do.
+        std::size_t keptBytes = std::size_t{192} << 20;
+        /// Worlds that wait for their request, beside the one that is being made.
+        std::size_t readyWorlds = 1;
+    };
 
     /// Opens the input; throws MediaError as ClipReader does.
     FileNeighbours(const std::string& input, const InputOptions& options, host::SampleDepth depth,
-                   std::size_t keptBytes = kKeptBytes);
+                   const Limits& limits);
     ~FileNeighbours() override;
 
     FileNeighbours(const FileNeighbours&) = delete;
@@ -56,7 +60,7 @@ private:
 
     std::string input_;
     InputOptions options_;
-    std::size_t keptBytes_;
+    Limits limits_;
     ClipReader reader_;        ///< of the thread
     ClipToWorld aheadToWorld_; ///< of the thread
     ClipToWorld backToWorld_;

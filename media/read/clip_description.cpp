@@ -6,6 +6,8 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
+#include <new>
 #include <optional>
 
 extern "C" {
@@ -35,6 +37,33 @@ double rotationOf(const AVStream& stream) {
     return std::isnan(angle) ? 0.0 : angle;
 }
 
+/// Of a photograph, which tells it with the picture: from here on as films do.
+void takeOverRotation(AVStream& stream, const AVFrame& first) {
+    const AVFrameSideData* matrix = av_frame_get_side_data(&first, AV_FRAME_DATA_DISPLAYMATRIX);
+    if (matrix == nullptr ||
+        av_stream_get_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, nullptr) != nullptr) {
+        return;
+    }
+    std::uint8_t* copy = av_stream_new_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, matrix->size);
+    if (copy == nullptr) {
+        throw std::bad_alloc();
+    }
+    std::memcpy(copy, matrix->data, matrix->size);
+}
+
+/// In which order fields are shown the decoder knows; how they lie in the file, only the container.
+AVFieldOrder fieldOrderOf(const AVFrame& first, AVFieldOrder container) {
+    if (first.interlaced_frame == 0) {
+        return container;
+    }
+    const bool topFirst = first.top_field_first != 0;
+    const bool containersTopFirst = container == AV_FIELD_TT || container == AV_FIELD_BT;
+    if (container > AV_FIELD_PROGRESSIVE && topFirst == containersTopFirst) {
+        return container;
+    }
+    return topFirst ? AV_FIELD_TT : AV_FIELD_BB;
+}
+
 void describePicture(const InputFile& file, AVFrame& first, ClipInfo& info) {
     info.width = first.width;
     info.height = first.height;
@@ -45,6 +74,8 @@ void describePicture(const InputFile& file, AVFrame& first, ClipInfo& info) {
     info.tags = tagsOf(first, *file.video->codecpar);
     info.color = resolveColor(info.pixelFormat, info.width, info.height, info.tags);
     info.sampleAspectRatio = av_guess_sample_aspect_ratio(file.container.get(), file.video, &first);
+    takeOverRotation(*file.video, first);
+    info.fieldOrder = fieldOrderOf(first, file.video->codecpar->field_order);
     info.rotation = rotationOf(*file.video);
 }
 

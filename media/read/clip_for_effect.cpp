@@ -1,5 +1,7 @@
 #include "media/read/clip_for_effect.h"
 
+#include "media/media_error.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
@@ -12,6 +14,12 @@ extern "C" {
 namespace tintwell::media {
 
 host::SampleDepth worldDepth(const ClipInfo& info, std::optional<host::SampleDepth> wanted) {
+    if (info.referenceWhite > 0.0) {
+        if (wanted == host::SampleDepth::Bits8) {
+            throw MediaError("--hdr keep-peak works at 16 bits per channel; leave --depth 8 out");
+        }
+        return host::SampleDepth::Bits16;
+    }
     return wanted.value_or(info.bitsPerChannel > 8 ? host::SampleDepth::Bits16
                                                    : host::SampleDepth::Bits8);
 }

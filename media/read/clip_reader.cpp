@@ -3,8 +3,11 @@
 #include "media/media_error.h"
 #include "media/read/clip_description.h"
 #include "media/read/clip_warnings.h"
+#include "media/read/high_dynamic_range.h"
 
+#include <algorithm>
 #include <cstddef>
+#include <new>
 #include <ranges>
 #include <utility>
 
@@ -20,9 +23,15 @@ ClipReader::ClipReader(const std::string& input, const ReaderOptions& options)
     : name_(inputName(input)), gate_(options.frames),
       streams_(name_, openInput(input, options.input), options.copyOtherStreams),
       info_(describeClip(streams_.file(), *streams_.frame())) {
+    handleHighDynamicRange(name_, options.input.hdr, info_);
+    if (av_frame_copy_props(firstProperties_.get(), streams_.frame().get()) < 0) {
+        throw std::bad_alloc();
+    }
     if (!gate_.cuts()) {
+        // What lies before 0 is what a codec needs before its first sample.
         const std::int64_t start = container().start_time;
-        streams_.copied().setStart({start != AV_NOPTS_VALUE ? start : 0, {1, AV_TIME_BASE}});
+        streams_.copied().setStart(
+            {start != AV_NOPTS_VALUE ? std::max<std::int64_t>(0, start) : 0, {1, AV_TIME_BASE}});
     }
     if (info_.frameCount && info_.frameCount->exact) {
         gate_.check(name_, info_.frameCount->frames);
@@ -86,6 +95,9 @@ ReadItem ClipReader::takeFrame() {
     if (!streams_.copied().start()) {
         streams_.copied().dropBefore(time);
         streams_.copied().setStart(time);
+        if (const auto frames = gate_.count()) {
+            streams_.copied().setLength({*frames, av_inv_q(info_.frameRate)});
+        }
     }
     ReadItem item;
     // Of a span, only what lies before this frame is sure to lie before the span's end too.

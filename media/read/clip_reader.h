@@ -47,6 +47,9 @@ public:
 
     const AVStream& video() const { return *streams_.file().video; }
 
+    /// What is said of the clip's first frame, without its pixels.
+    const AVFrame& firstProperties() const { return *firstProperties_; }
+
     /// From now on only packets of these streams are delivered. Before the first read.
     void keepStreams(const std::vector<int>& indices) { streams_.keepOnly(indices); }
 
@@ -71,8 +74,14 @@ public:
     /// and from any thread that has been handed one.
     const std::optional<Moment>& start() const { return streams_.copied().start(); }
 
+    /// What the decoder's pictures take at most, estimated.
+    std::int64_t decoderBytes() const { return streams_.decoderBytes(); }
+
     /// How many of the frames of an image sequence that were to be delivered are missing so far.
     std::int64_t framesMissing() const;
+
+    /// Whether the system could not read the input to its end; the warnings tell why.
+    bool failedToRead() const { return streams_.failedToRead(); }
 
     /// What the user should hear about the clip; complete at the end.
     std::vector<std::string> warnings() const;
@@ -93,6 +102,7 @@ private:
     SpanGate gate_;
     ClipStreams streams_;
     ClipInfo info_;
+    FramePtr firstProperties_ = makeFrame();
     MissingFrames missing_;
     std::vector<std::int64_t> missingImages_; ///< of a sequence
     std::int64_t nextIndex_ = 0; ///< of the frame that is delivered or passed over next

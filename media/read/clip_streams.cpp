@@ -2,6 +2,7 @@
 
 #include "media/ffmpeg_log.h"
 #include "media/media_error.h"
+#include "media/metadata/picture_source.h"
 #include "media/read/leap.h"
 
 #include <algorithm>
@@ -18,10 +19,12 @@ std::optional<std::int64_t> lengthOf(const InputFile& file) {
 
 ClipStreams::ClipStreams(const std::string& name, InputFile file, bool copyOthers)
     : copyOthers_(copyOthers), packets_(std::move(file)),
-      decoder_(name, packets_.video(), packets_.file().maxPixels),
+      decoder_(name, *packets_.file().video, {packets_.file().maxPixels, packets_.file().memory}),
       standIns_(lengthOf(packets_.file())) {
     if (!copyOthers_) {
         packets_.keepOnly({});
+    } else if (isImageFile(*packets_.file().container->iformat)) {
+        decoder_.keepSources();
     }
     decodeFirstFrame(name);
 }
@@ -30,12 +33,19 @@ void ClipStreams::decodeFirstFrame(const std::string& name) {
     while (!frame_) {
         if (!advance()) {
             const std::string& failure = packets_.failure();
-            const std::string reason = failure.empty() ? takeFfmpegMessage() : failure;
+            const std::string reason =
+                failure.empty() ? takeFfmpegMessage(FfmpegPart::Decoder) : failure;
             throw MediaError(name + ": no picture in it can be decoded" +
                              (reason.empty() ? "" : " (" + reason + ")"));
         }
     }
     checkPictureSize(name, frame_->width, frame_->height, packets_.file().maxPixels);
+    const auto format = static_cast<AVPixelFormat>(frame_->format);
+    if (packets_.file().declared.matrix != AVCOL_SPC_UNSPECIFIED &&
+        traitsOf(format).model != ColorModel::Yuv) {
+        throw MediaError(name + ": its pixel format is " + nameOf(format) +
+                         ", which has no matrix; leave --input-matrix out");
+    }
 }
 
 void ClipStreams::keepOnly(const std::vector<int>& streams) {
@@ -49,6 +59,7 @@ bool ClipStreams::advance() {
         return true;
     }
     if (FramePtr decoded = decoder_.receive()) {
+        declareColor(*decoded, packets_.file().declared);
         standIns_.put(std::move(decoded));
     } else if (decoder_.ended()) {
         standIns_.end();

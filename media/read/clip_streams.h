@@ -57,7 +57,11 @@ public:
     /// Damaged parts of the video so far, without pictures that are missing.
     std::int64_t damaged() const;
 
+    std::int64_t decoderBytes() const { return decoder_.bytes(); }
+
     const std::string& readFailure() const { return packets_.failure(); }
+
+    bool failedToRead() const { return packets_.failedToRead(); }
 
     bool endedEarly(AVRational frameRate) const { return packets_.endedEarly(frameRate); }
 

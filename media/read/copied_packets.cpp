@@ -2,13 +2,15 @@
 
 #include <algorithm>
 #include <functional>
+#include <set>
 #include <utility>
 
 namespace tintwell::media {
 
 void CopiedPackets::add(PacketPtr packet, const AVStream& stream) {
     const bool timeless = (stream.disposition & AV_DISPOSITION_ATTACHED_PIC) != 0;
-    kept_.push_back({std::move(packet), stream.time_base, timeless});
+    const bool subtitle = stream.codecpar->codec_type == AVMEDIA_TYPE_SUBTITLE;
+    kept_.push_back({std::move(packet), stream.time_base, timeless, subtitle});
 }
 
 void CopiedPackets::keepOnly(const std::vector<int>& streams) {
@@ -22,10 +24,29 @@ Moment CopiedPackets::timeOf(const Kept& kept) {
     return {packet.pts != AV_NOPTS_VALUE ? packet.pts : packet.dts, kept.timeBase};
 }
 
+bool CopiedPackets::isOver(const Kept& kept, const Moment& moment) {
+    Moment time = timeOf(kept);
+    if (kept.timeless || time.ticks == AV_NOPTS_VALUE) {
+        return false;
+    }
+    if (kept.subtitle && kept.packet->duration > 0) {
+        time.ticks += kept.packet->duration;
+        return !(moment < time);
+    }
+    return time < moment;
+}
+
 void CopiedPackets::dropBefore(const Moment& moment) {
-    std::erase_if(kept_, [&](const Kept& kept) {
-        return !kept.timeless && timeOf(kept).ticks != AV_NOPTS_VALUE && timeOf(kept) < moment;
-    });
+    // A subtitle that does not say when it ends is shown until the next one.
+    std::set<int> shown;
+    for (auto kept = kept_.rbegin(); kept != kept_.rend(); ++kept) {
+        if (isOver(*kept, moment)) {
+            const bool last = kept->subtitle && kept->packet->duration <= 0 &&
+                              shown.insert(kept->packet->stream_index).second;
+            kept->gone = !last;
+        }
+    }
+    std::erase_if(kept_, [](const Kept& kept) { return kept.gone; });
 }
 
 void CopiedPackets::shift(Kept& kept) const {
@@ -40,6 +61,20 @@ void CopiedPackets::shift(Kept& kept) const {
         if (*stamp != AV_NOPTS_VALUE) {
             *stamp -= offset;
         }
+    }
+    if (kept.subtitle && length_ && packet.pts != AV_NOPTS_VALUE) {
+        cut(packet, ticksOf(*length_, kept.timeBase));
+    }
+}
+
+/// To what is shown from 0 to `length`.
+void CopiedPackets::cut(AVPacket& packet, std::int64_t length) {
+    const std::int64_t late = std::max<std::int64_t>(0, -packet.pts);
+    packet.pts += late;
+    packet.dts = packet.pts;
+    if (packet.duration > 0) {
+        packet.duration =
+            std::max<std::int64_t>(1, std::min(packet.duration - late, length - packet.pts));
     }
 }
 

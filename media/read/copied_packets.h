@@ -4,6 +4,7 @@
 #include "media/moment.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <vector>
 
@@ -25,11 +26,15 @@ public:
     /// Forgets the packets of other streams.
     void keepOnly(const std::vector<int>& streams);
 
-    /// Nothing delivered from now on is before this moment; what is known to be is forgotten.
+    /// Nothing delivered from now on is before this moment; what is known to be is forgotten, but
+    /// for subtitles that are still shown then.
     void dropBefore(const Moment& moment);
 
     /// The span starts here: what lies before it has been dropped.
     void setStart(const Moment& start) { start_ = start; }
+
+    /// Subtitles are shown until then at the latest, counted from the start.
+    void setLength(const Moment& length) { length_ = length; }
 
     const std::optional<Moment>& start() const { return start_; }
 
@@ -43,13 +48,18 @@ private:
         PacketPtr packet;
         AVRational timeBase;
         bool timeless; ///< a cover picture
+        bool subtitle;
+        bool gone = false;
     };
 
     static Moment timeOf(const Kept& kept);
+    static bool isOver(const Kept& kept, const Moment& moment);
     void shift(Kept& kept) const;
+    static void cut(AVPacket& packet, std::int64_t length);
 
     std::vector<Kept> kept_;
     std::optional<Moment> start_;
+    std::optional<Moment> length_;
 };
 
 } // namespace tintwell::media

@@ -22,11 +22,11 @@ void SpanGate::noteBehind(const Moment& time) {
 }
 
 void SpanGate::check(const std::string& input, std::int64_t frameCount) const {
-    if (span_ && span_->last >= frameCount) {
-        throw MediaError(input + ": the frames " + std::to_string(span_->first) + "-" +
-                         std::to_string(span_->last) + " are not all in the clip, which has " +
-                         std::to_string(frameCount) + " (0-" + std::to_string(frameCount - 1) +
-                         ")");
+    if (span_ && (span_->toEnd ? span_->first : span_->last) >= frameCount) {
+        const std::string last = span_->toEnd ? "" : std::to_string(span_->last);
+        throw MediaError(input + ": the frames " + std::to_string(span_->first) + "-" + last +
+                         " are not all in the clip, which has " + std::to_string(frameCount) +
+                         " (0-" + std::to_string(frameCount - 1) + ")");
     }
 }
 

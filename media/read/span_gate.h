@@ -20,6 +20,9 @@ public:
     /// Whether some frames of the clip are left out.
     bool cuts() const { return span_.has_value(); }
 
+    /// Of the span's frames; empty without one, or where that depends on the clip.
+    std::optional<std::int64_t> count() const { return span_ ? span_->count() : std::nullopt; }
+
     /// Up to so many frames behind the span are passed over.
     void passBehind(std::int64_t frames) { framesBehind_ = frames; }
 

@@ -1,9 +1,15 @@
 #include "media/write/clip_writer.h"
 
+#include "media/check/written_video.h"
+#include "media/encoding/container_video.h"
 #include "media/ffmpeg_log.h"
 #include "media/media_error.h"
+#include "media/metadata/kept_metadata.h"
+#include "media/metadata/loop_count.h"
+#include "media/streams/carriage.h"
+#include "media/streams/stream_copy.h"
 #include "media/write/container_traits.h"
-#include "media/write/stream_copy.h"
+#include "media/write/picture_side_data.h"
 
 #include <algorithm>
 #include <string_view>
@@ -43,21 +49,40 @@ ClipWriter::ClipWriter(const std::string& output, const std::string& input,
     : interruption_(options.interruption ? options.interruption : std::make_shared<Interruption>()),
       target_(output, options.inputs ? options.inputs : std::make_shared<InputFiles>(input),
               options.overwrite),
-      name_(target_.name()), source_(&source.container()) {
+      name_(target_.name()), source_(&source.container()), frameRate_(source.info().frameRate),
+      timeBase_(source.info().timeBase) {
     findContainer(options.format);
     checkSingleImage(source.info(), span);
     checkFrameRate(source.info());
-    encoder_.emplace(source.info(), source.video().codecpar->field_order, *output_->oformat, name_,
-                     output, options.encoder);
+    const SourceVideo video{source.info(), *source.video().codecpar, source.firstProperties()};
+    noteSideData(video.first, sideData_);
+    const EncodingPlan plan =
+        planEncoding(video, *output_->oformat, output, name_, options.encoder);
+    if (plan.tag != 0) {
+        // More strictly, FFmpeg takes a tag of its own choice.
+        output_->strict_std_compliance = FF_COMPLIANCE_UNOFFICIAL;
+    }
+    encoder_.emplace(video, *output_->oformat, name_, plan, options.encoder);
+    prepareCheck(plan, options);
     if (span) {
-        length_ = Moment{span->count(), av_inv_q(source.info().frameRate)};
+        framesBefore_ = span->first;
+    }
+    if (span && !span->toEnd) {
+        length_ = Moment{*span->count(), av_inv_q(source.info().frameRate)};
     }
     if (target_.isSequence()) {
         nextNumber_ = firstNumberFor(input, span);
     }
     copyMetadata(source.container(), *output_);
-    checkOptions();
-    addStreams(source);
+    setOptions(options);
+    checkSeeking();
+    loop_ = loopOption(source.container(), *output_->oformat);
+    if (isImageFile(*source.container().iformat)) {
+        notesCarrier_.emplace(source.video().codecpar->codec_id, encoder_->context().codec_id);
+    }
+    addStreams(source, options.streams);
+    useOldLanguageCodes(*output_);
+    findLosses(source);
 }
 
 void ClipWriter::findContainer(const std::string& format) {
@@ -76,6 +101,8 @@ void ClipWriter::findContainer(const std::string& format) {
     }
     output_.reset(context);
     context->opaque = this;
+    // Such as FLAC in MP4, which browsers have played for years.
+    context->strict_std_compliance = FF_COMPLIANCE_EXPERIMENTAL;
     context->io_open = openFile;
     context->io_close2 = closeFile;
     const std::string_view muxer = context->oformat->name;
@@ -91,12 +118,25 @@ void ClipWriter::findContainer(const std::string& format) {
 }
 
 void ClipWriter::checkSingleImage(const ClipInfo& source, const std::optional<FrameSpan>& span) {
-    const bool several =
-        span ? span->last > span->first
-             : source.frameCount && source.frameCount->exact && source.frameCount->frames > 1;
-    if (singleImage_ && several) {
+    const std::optional<FrameCount> count = framesToRead(source, span);
+    if (singleImage_ && count && count->exact && count->frames > 1) {
         throw MediaError(name_ + ": is a single image, but there are several frames; number the "
                                  "files, as in frame.%04d.png");
+    }
+}
+
+void ClipWriter::checkSeeking() const {
+    const bool fragments = std::ranges::any_of(settings_, [](const auto& option) {
+        return option.first == "movflags" &&
+               (option.second.find("frag") != std::string::npos ||
+                option.second.find("empty_moov") != std::string::npos);
+    });
+    if (!target_.isSequence() && !target_.isSeekable() && needsSeeking(*output_->oformat) &&
+        !fragments) {
+        throw MediaError(name_ + ": a " + output_->oformat->name +
+                         " file cannot be written to a pipe, as its beginning is completed last; "
+                         "write it to a file, or choose another format (--output-format matroska, "
+                         "nut or mpegts)");
     }
 }
 
@@ -111,38 +151,80 @@ void ClipWriter::checkFrameRate(const ClipInfo& source) const {
 }
 
 /// What the encoder does not know may be meant for the container.
-void ClipWriter::checkOptions() const {
-    for (const auto& [key, value] : encoder_->leftOptions()) {
+void ClipWriter::setOptions(const WriterOptions& options) {
+    if (options.encoder.purpose == Purpose::Web && isQuickTimeFamily(*output_->oformat)) {
+        settings_.emplace_back("movflags", "+faststart");
+    }
+    std::ranges::copy(options.container, std::back_inserter(settings_));
+    std::ranges::copy(encoder_->leftOptions(), std::back_inserter(settings_));
+    for (const auto& [key, value] : settings_) {
         if (key == "atomic_writing") {
             throw MediaError("the option 'atomic_writing' is not needed: outputs always appear "
                              "whole");
         }
-        if (av_opt_find(output_.get(), key.c_str(), nullptr, 0, AV_OPT_SEARCH_CHILDREN) ==
-            nullptr) {
-            throw MediaError("neither the encoder " + codecName() + " nor the format " +
-                             output_->oformat->name + " knows the option '" + key + "'");
+        const bool known =
+            av_opt_find(output_.get(), key.c_str(), nullptr, 0, AV_OPT_SEARCH_CHILDREN) != nullptr;
+        const bool isContainers =
+            std::ranges::any_of(options.container, [&](const auto& o) { return o.first == key; });
+        if (!known) {
+            throw MediaError(isContainers
+                                 ? "the format " + formatName() + " does not know the option '" +
+                                       key + "'"
+                                 : "neither the encoder " + codecName() + " nor the format " +
+                                       formatName() + " knows the option '" + key + "'");
         }
     }
 }
 
-void ClipWriter::addStreams(const ClipReader& source) {
+void ClipWriter::addStreams(const ClipReader& source, const StreamWishes& wishes) {
+    using Fate = PlannedStream::Fate;
     const AVFormatContext& container = source.container();
-    for (unsigned i = 0; i < container.nb_streams; ++i) {
-        const AVStream& stream = *container.streams[i];
-        const bool moreVideo = stream.codecpar->codec_type == AVMEDIA_TYPE_VIDEO &&
-                               (stream.disposition & AV_DISPOSITION_ATTACHED_PIC) == 0;
-        if (stream.index == source.video().index) {
+    carried_.emplace(*output_, name_);
+    for (const PlannedStream& planned :
+         planStreams(container, source.video(), *output_->oformat, wishes, name_)) {
+        const AVStream& stream = *container.streams[planned.index];
+        note(planned, container);
+        if (planned.fate == Fate::Correct) {
             addVideo(stream);
-        } else if (isChapterText(stream)) {
-            continue; // the chapters are taken over as such
-        } else if (canAttachPicture(*output_->oformat, stream)) {
+            copyLight(source.firstProperties(), *video_);
+        } else if (planned.fate == Fate::Attach) {
             attachPicture(*output_, stream);
-        } else if (!moreVideo && canHold(*output_->oformat, stream)) {
-            copied_.push_back({stream.index, stream.time_base, &addCopiedStream(*output_, stream)});
-        } else {
-            warnings_.push_back(name_ + ": the source's " + describeStream(stream) +
-                                " is left out");
+        } else if (planned.fate == Fate::Copy || planned.fate == Fate::Convert) {
+            carried_->add(stream, source.video(), planned);
         }
+    }
+}
+
+/// Of metadata, so that the user hears of them before the work.
+void ClipWriter::findLosses(const ClipReader& source) {
+    const KeptMetadata kept = findKeptMetadata(*output_, source.container().nb_chapters > 0);
+    freeKeys_ = kept.needsFreeKeys;
+    std::vector<std::string> lost = kept.lost;
+    if (isImageFile(*source.container().iformat)) {
+        const std::vector<std::string> notes = notesCarrier_->lost(source.firstProperties());
+        lost.insert(lost.end(), notes.begin(), notes.end());
+    }
+    std::string list;
+    for (const std::string& key : lost) {
+        list += (list.empty() ? "" : ", ") + key;
+    }
+    if (!list.empty()) {
+        warnings_.push_back(
+            name_ + ": a " + output_->oformat->name +
+            " file has no place for some of the source's metadata, which is lost: " + list);
+    }
+}
+
+void ClipWriter::note(const PlannedStream& planned, const AVFormatContext& source) {
+    const AVCodecParameters& parameters = *source.streams[planned.index]->codecpar;
+    const char* kind = av_get_media_type_string(parameters.codec_type);
+    fates_.push_back({planned.index, kind != nullptr ? kind : "unknown",
+                      avcodec_get_name(parameters.codec_id), nameOf(planned.fate),
+                      planned.encoder != nullptr ? avcodec_get_name(planned.encoder->id) : "",
+                      planned.reason});
+    const std::string sentence = tell(planned, source);
+    if (!sentence.empty()) {
+        (planned.loses ? warnings_ : notes_).push_back(name_ + ": " + sentence);
     }
 }
 
@@ -157,24 +239,27 @@ void ClipWriter::addVideo(const AVStream& source) {
     video_->sample_aspect_ratio = encoder_->context().sample_aspect_ratio;
     copyStreamProperties(source, *video_);
     const bool turned = av_stream_get_side_data(&source, AV_PKT_DATA_DISPLAYMATRIX, nullptr);
-    if (turned && !canHoldRotation(*output_->oformat)) {
+    const bool noted = notesCarrier_ && notesCarrier_->carriesOrientation();
+    if (turned && !noted && !canHoldRotation(*output_->oformat)) {
         warnings_.push_back(name_ + ": a " + output_->oformat->name +
                             " file cannot say that the picture is to be turned for display");
     }
 }
 
-std::vector<int> ClipWriter::copiedStreams() const {
-    std::vector<int> indices;
-    std::ranges::transform(copied_, std::back_inserter(indices), &CopiedStream::sourceIndex);
-    return indices;
-}
-
 std::vector<std::string> ClipWriter::warnings() const {
     std::vector<std::string> warnings = encoder_->warnings();
     warnings.insert(warnings.end(), warnings_.begin(), warnings_.end());
-    if (damagedPackets_ > 0) {
-        warnings.push_back(name_ + ": " + std::to_string(damagedPackets_) +
-                           (damagedPackets_ == 1 ? " packet" : " packets") +
+    for (const AVFrameSideDataType kind : sideData_) {
+        if (!carries(kind, *encoder_->context().codec, *output_->oformat)) {
+            warnings.push_back(name_ + ": what goes with the pictures is left out: " +
+                               av_frame_side_data_name(kind));
+        }
+    }
+    const std::vector<std::string>& more = carried_->warnings();
+    warnings.insert(warnings.end(), more.begin(), more.end());
+    if (const std::int64_t damaged = damagedPackets_ + carried_->damaged(); damaged > 0) {
+        warnings.push_back(name_ + ": " + std::to_string(damaged) +
+                           (damaged == 1 ? " packet" : " packets") +
                            " of the source's other streams could not be copied, as damaged ones");
     }
     return warnings;
@@ -191,20 +276,28 @@ void ClipWriter::check(int code, const char* action) {
         throw std::bad_alloc();
     }
     if (code < 0) {
-        throw MediaError(name_ + ": " + action + " (" + explainFailure(code) + ")");
+        throw MediaError(name_ + ": " + action + " (" + explainFailure(code, FfmpegPart::Muxer) +
+                         ")");
     }
 }
 
 void ClipWriter::begin(const Moment& start) {
     copyChapters(*std::exchange(source_, nullptr), start, length_, *output_);
+    moveTimecodes(*output_, frameRate_, framesBefore_);
     Dictionary settings;
-    for (const auto& [key, value] : encoder_->leftOptions()) {
+    if (loop_) {
+        settings.set(loop_->first, loop_->second);
+    }
+    for (const auto& [key, value] : settings_) {
         settings.set(key, value);
+    }
+    if (freeKeys_) {
+        setFreeKeys(settings);
     }
     if (singleImage_) {
         settings.set("update", "1");
     }
-    takeFfmpegMessage();
+    takeFfmpegMessage(FfmpegPart::Muxer);
     if ((output_->oformat->flags & AVFMT_NOFILE) == 0) {
         file_.emplace(target_.open(*interruption_), DescriptorIo::Direction::Write,
                       target_.isSeekable(), *interruption_);
@@ -212,6 +305,7 @@ void ClipWriter::begin(const Moment& start) {
         output_->flags |= AVFMT_FLAG_CUSTOM_IO;
     }
     check(avformat_write_header(output_.get(), settings.inOut()), "cannot be started");
+    carried_->begin();
 }
 
 void ClipWriter::writeFrame(const AVFrame& picture) {
@@ -219,10 +313,45 @@ void ClipWriter::writeFrame(const AVFrame& picture) {
         throw MediaError(name_ + ": is a single image, but there are several frames; number the "
                                  "files, as in frame.%04d.png");
     }
+    if (frames_ == 0 && countsSamples(*output_->oformat)) {
+        fillBefore(picture);
+    }
+    firstNumber_ = frames_ == 0 ? nextNumber_ : firstNumber_;
+    lastNumber_ = nextNumber_;
     ++frames_;
     numbers_.push_back(nextNumber_++);
+    if (notesCarrier_) {
+        notesCarrier_->expect(picture);
+    }
+    noteSideData(picture, sideData_);
     encoder_->send(&picture, picture.pkt_duration);
+    if (check_) {
+        check_->note(picture, encoder_->secondsSent());
+    }
     writePackets();
+}
+
+/// Containers that count begin all streams at once: the first picture stands until its time comes,
+/// so that the others keep their distance to it.
+void ClipWriter::fillBefore(const AVFrame& first) {
+    const AVRational frame = av_inv_q(frameRate_);
+    const std::int64_t count =
+        first.pts != AV_NOPTS_VALUE ? av_rescale_q(first.pts, timeBase_, frame) : 0;
+    for (std::int64_t before = count; before > 0; --before) {
+        const FramePtr copy(av_frame_clone(&first));
+        if (!copy) {
+            throw std::bad_alloc();
+        }
+        copy->pts = first.pts - av_rescale_q(before, frame, timeBase_);
+        encoder_->send(copy.get(), copy->pkt_duration);
+        writePackets();
+    }
+    if (count > 0) {
+        warnings_.push_back(name_ + ": begins with its first picture standing for " +
+                            std::to_string(count) + (count == 1 ? " frame" : " frames") +
+                            ", as a " + output_->oformat->name +
+                            " file cannot tell that it begins later than the sound");
+    }
 }
 
 void ClipWriter::writeMissing(const AVFrame& picture) {
@@ -236,31 +365,24 @@ void ClipWriter::writeMissing(const AVFrame& picture) {
 void ClipWriter::writePackets() {
     while (PacketPtr packet = encoder_->receive()) {
         av_packet_rescale_ts(packet.get(), encoder_->context().time_base, video_->time_base);
+        const std::int64_t start = ticksOf(encoder_->start(), video_->time_base);
+        packet->pts += start;
+        packet->dts += start;
+        videoEnd_ = std::max(videoEnd_, packet->pts + packet->duration);
         packet->stream_index = video_->index;
+        if (notesCarrier_) {
+            notesCarrier_->complete(*packet);
+        }
+        videoBytes_ += packet->size;
+        ++videoPackets_;
         write(*packet);
     }
 }
 
 void ClipWriter::writeCopied(PacketPtr packet) {
-    const auto stream =
-        std::ranges::find(copied_, packet->stream_index, &CopiedStream::sourceIndex);
-    if (stream == copied_.end()) {
-        return;
+    for (const PacketPtr& one : carried_->pass(std::move(packet))) {
+        write(*one);
     }
-    av_packet_rescale_ts(packet.get(), stream->timeBase, stream->target->time_base);
-    packet->stream_index = stream->target->index;
-    packet->pos = -1;
-    if (packet->dts == AV_NOPTS_VALUE) {
-        packet->dts = packet->pts;
-    }
-    // Containers insist on rising times, which a finer source may lose in the rounding.
-    if (stream->lastTime != AV_NOPTS_VALUE && packet->dts != AV_NOPTS_VALUE) {
-        packet->dts = std::max(packet->dts, stream->lastTime + 1);
-        packet->pts =
-            packet->pts != AV_NOPTS_VALUE ? std::max(packet->pts, packet->dts) : packet->dts;
-    }
-    stream->lastTime = packet->dts;
-    write(*packet);
 }
 
 /// A damaged packet of a copied stream may be noticed only later, on the writing of another one,
@@ -269,7 +391,7 @@ void ClipWriter::write(AVPacket& packet) {
     const bool isVideo = packet.stream_index == video_->index; // the muxer takes the packet over
     const int code = av_interleaved_write_frame(output_.get(), &packet);
     if (code == AVERROR(EINVAL) && isVideo && !ioError_) {
-        const std::string message = takeFfmpegMessage();
+        const std::string message = takeFfmpegMessage(FfmpegPart::Muxer);
         if (message.find("monotonically increasing dts") != std::string::npos) {
             throw MediaError(name_ + ": two frames are closer together than a " +
                              output_->oformat->name +
@@ -278,7 +400,7 @@ void ClipWriter::write(AVPacket& packet) {
         throw MediaError(name_ + ": cannot be written (" + errorText(code) +
                          (message.empty() ? "" : ": " + message) + ")");
     }
-    if (code == AVERROR_INVALIDDATA && !copied_.empty()) {
+    if (code == AVERROR_INVALIDDATA && !carried_->empty()) {
         ++damagedPackets_;
     } else {
         check(code, "cannot be written");
@@ -292,11 +414,50 @@ void ClipWriter::write(AVPacket& packet) {
 void ClipWriter::finish() {
     encoder_->send(nullptr, 0);
     writePackets();
+    for (const PacketPtr& packet : carried_->finish({videoEnd_, video_->time_base})) {
+        write(*packet);
+    }
     check(av_write_trailer(output_.get()), "cannot be completed");
     if (file_) {
         check(file_->flush(), "cannot be completed");
     }
+    checkWritten();
     target_.commit();
+}
+
+/// What becomes nobody's file cannot be looked at, and raw samples do not say what they are.
+void ClipWriter::prepareCheck(const EncodingPlan& plan, const WriterOptions& options) {
+    if (!options.check || !target_.isNamedAtTheEnd() || !canBeReadBack(*output_->oformat)) {
+        return;
+    }
+    Likeness likeness = plan.isLossless ? Likeness::Equal : Likeness::Near;
+    if (!options.encoder.options.empty()) {
+        likeness = Likeness::Rough;
+    }
+    check_.emplace(encoder_->pictureFormat(), encoder_->tags(), likeness);
+}
+
+void ClipWriter::checkWritten() {
+    if (!check_ || frames_ == 0) {
+        return;
+    }
+    takeFfmpegMessage(FfmpegPart::Demuxer);
+    takeFfmpegMessage(FfmpegPart::Decoder);
+    if (file_) {
+        check_->checkFile(name_, target_.descriptor(), videoPackets_, *interruption_);
+    } else if (target_.isSequence()) {
+        using Which = WrittenCheck::Which;
+        const auto checkNumber = [&](std::int64_t number, Which which) {
+            const Descriptor image = target_.openToRead(number);
+            check_->checkImage(name_, image.get(), which, *interruption_);
+        };
+        checkNumber(firstNumber_, Which::First);
+        checkNumber(lastNumber_, Which::Last);
+    } else {
+        check_->checkImage(name_, target_.descriptor(), WrittenCheck::Which::First, *interruption_);
+    }
+    const std::vector<std::string>& found = check_->warnings();
+    warnings_.insert(warnings_.end(), found.begin(), found.end());
 }
 
 /// FFmpeg would open files by their names, which somebody else may have taken.

@@ -34,6 +34,9 @@ public:
 
     bool isStandardOutput() const;
 
+    /// Whether it takes its name at the end, and can be looked at until then.
+    bool isNamedAtTheEnd() const { return !openFile_ && !isStream_; }
+
     /// Whether `open` gives a file in which one can go back and forth.
     bool isSeekable() const;
 
@@ -46,6 +49,9 @@ public:
 
     /// Opens the file of a sequence with this number, and closes the one before. Throws MediaError.
     int openNumber(std::int64_t number);
+
+    /// One of these files again, to be read. Throws MediaError.
+    Descriptor openToRead(std::int64_t number) { return sequence_->openToRead(number); }
 
     /// Puts what was written under its name. Throws MediaError, and leaves everything as it was,
     /// where that fails; also where the target has come into being meanwhile and `overwrite` is not

@@ -1,22 +1,22 @@
 #include "media/write/sequence_output.h"
 
+#include "media/folder_names.h"
 #include "media/media_error.h"
 #include "media/write/file_system.h"
 #include "media/write/temporary_name.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <charconv>
 #include <fcntl.h>
-#include <filesystem>
 #include <map>
 #include <set>
+#include <string_view>
 #include <unistd.h>
 
 namespace tintwell::media {
 namespace {
-
-namespace fs = std::filesystem;
 
 constexpr mode_t kNewFile = 0666; ///< less what the user's mask takes away
 constexpr mode_t kReplacement = 0600;
@@ -59,27 +59,78 @@ std::set<std::int64_t> numbersIn(const std::set<std::string>& additions) {
 
 /// Puts back what stood under a name; false where that cannot be done, or where neither the old nor
 /// the new file stands there.
-bool putBack(const std::string& target, const std::string& temporary) {
-    const std::string old = temporary + kOld;
-    const bool isNew = isSameFile(target, temporary);
-    if (!exists(old)) {
+bool putBack(const ImageNames& names) noexcept {
+    const bool isNew = isSameFile(names.target(), names.temporary());
+    if (!exists(names.old())) {
         if (isNew) {
-            removeName(target);
+            removeName(names.target());
         }
         return true;
     }
-    if (isSameFile(target, old)) {
-        removeName(old);
+    if (isSameFile(names.target(), names.old())) {
+        removeName(names.old());
         return true;
     }
-    return (isNew ? renameOver(old, target) : renameIfAbsent(old, target)) == 0;
+    return (isNew ? renameOver(names.old(), names.target())
+                  : renameIfAbsent(names.old(), names.target())) == 0;
+}
+
+/// The old file keeps its name as long as it can.
+void keepOld(const ImageNames& names) {
+    if (addName(names.target(), names.old()) != 0) {
+        requireInPlace(names.target(), renameIfAbsent(names.target(), names.old()));
+    }
+}
+
+/// Under both its names, where the file system has such a thing.
+void putInPlace(const ImageNames& names, bool replacing) {
+    const std::string& target = names.target();
+    int error = addName(names.temporary(), replacing ? names.second() : target);
+    if (error == 0 && replacing) {
+        error = renameOver(names.second(), target);
+        if (error != 0) {
+            removeName(names.second());
+        }
+    } else if (error != 0 && error != EEXIST) {
+        error = replacing ? renameOver(names.temporary(), target)
+                          : renameIfAbsent(names.temporary(), target);
+    }
+    requireInPlace(target, error);
 }
 
 } // namespace
 
+ImageNames::ImageNames(const SequencePattern& pattern, const std::string& path)
+    : digits_(pattern.digits), suffix_(pattern.suffix),
+      target_(pattern.directory + "/" + pattern.prefix), temporary_(path + ".") {
+    targetBegin_ = target_.size();
+    temporaryBegin_ = temporary_.size();
+    constexpr std::size_t kLongestNumber = 20;
+    constexpr std::size_t kLongestAddition = 4;
+    target_.reserve(targetBegin_ + std::max(kLongestNumber, digits_) + suffix_.size());
+    for (std::string* name : {&temporary_, &old_, &second_}) {
+        name->reserve(temporaryBegin_ + kLongestNumber + kLongestAddition);
+    }
+}
+
+const ImageNames& ImageNames::of(std::int64_t number) noexcept {
+    std::array<char, 20> text{};
+    const char* end = std::to_chars(text.data(), text.data() + text.size(), number).ptr;
+    const std::string_view plain(text.data(), static_cast<std::size_t>(end - text.data()));
+    target_.resize(targetBegin_);
+    target_.append(digits_ > plain.size() ? digits_ - plain.size() : 0, '0');
+    target_.append(plain).append(suffix_);
+    temporary_.resize(temporaryBegin_);
+    temporary_.append(plain);
+    old_.assign(temporary_).append(kOld);
+    second_.assign(temporary_).append(kNew);
+    return *this;
+}
+
 SequenceOutput::SequenceOutput(SequencePattern pattern, TargetRules rules)
     : pattern_(std::move(pattern)), rules_(std::move(rules)),
       path_(pattern_.directory + "/" + TemporaryName(labelOf(pattern_)).text()),
+      donePath_(path_ + kDone), names_(pattern_, path_),
       lock_(createExclusive(path_, kReplacement)) {
     if (!lock_.isOpen()) {
         throw MediaError(rules_.name + ": cannot be created (" + systemMessage(errno) + ")");
@@ -92,107 +143,92 @@ SequenceOutput::~SequenceOutput() {
         return; // the next one tries again
     }
     for (const std::int64_t number : numbers_) {
-        removeName(temporary(number));
+        removeName(names_.of(number).temporary());
     }
     removeName(path_);
 }
 
-std::string SequenceOutput::target(std::int64_t number) const {
-    return pattern_.directory + "/" + pattern_.nameOf(number);
-}
-
-std::string SequenceOutput::temporary(std::int64_t number, const char* addition) const {
-    return path_ + "." + std::to_string(number) + addition;
-}
-
 int SequenceOutput::open(std::int64_t number) {
     closeFile();
-    const std::string path = temporary(number);
-    file_ = createExclusive(path, exists(target(number)) ? kReplacement : kNewFile);
-    if (!file_.isOpen()) {
-        throw MediaError(target(number) + ": cannot be created (" + systemMessage(errno) + ")");
-    }
+    const ImageNames& names = names_.of(number);
     numbers_.push_back(number);
+    file_ = createExclusive(names.temporary(), exists(names.target()) ? kReplacement : kNewFile);
+    if (!file_.isOpen()) {
+        throw MediaError(names.target() + ": cannot be created (" + systemMessage(errno) + ")");
+    }
     return file_.get();
+}
+
+Descriptor SequenceOutput::openToRead(std::int64_t number) {
+    closeFile();
+    const ImageNames& names = names_.of(number);
+    Descriptor file(::open(names.temporary().c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+    if (!file.isOpen()) {
+        throw MediaError(names.target() + ": cannot be read back (" + systemMessage(errno) + ")");
+    }
+    return file;
 }
 
 void SequenceOutput::closeFile() {
     if (const int error = file_.close(); error != 0) {
-        throw MediaError(target(numbers_.back()) + ": cannot be written (" + systemMessage(error) +
-                         ")");
+        throw MediaError(names_.of(numbers_.back()).target() + ": cannot be written (" +
+                         systemMessage(error) + ")");
     }
 }
 
 void SequenceOutput::commit() {
     closeFile();
     for (const std::int64_t number : numbers_) {
-        rules_.check(target(number));
+        rules_.check(names_.of(number).target());
     }
     try {
-        for (const std::int64_t number : numbers_) {
-            touched_.push_back(number);
-            place(number);
-        }
-        requireInPlace(rules_.name, renameIfAbsent(path_, path_ + kDone));
+        placeAll();
     } catch (const MediaError& error) {
         if (!goBack()) {
             throw MediaError(std::string(error.what()) + "; what stood there before is kept as " +
                              path_ + ".NUMBER" + kOld);
         }
         throw;
+    } catch (...) {
+        goBack();
+        throw;
     }
     for (const std::int64_t number : numbers_) {
-        removeName(temporary(number));
-        removeName(temporary(number, kOld));
+        removeName(names_.of(number).temporary());
+        removeName(names_.old());
     }
     numbers_.clear();
-    removeName(path_ + kDone);
+    removeName(donePath_);
 }
 
-void SequenceOutput::place(std::int64_t number) {
-    const bool replacing = exists(target(number));
+void SequenceOutput::placeAll() {
+    for (const std::int64_t number : numbers_) {
+        touched_.push_back(number);
+        place(names_.of(number));
+    }
+    requireInPlace(rules_.name, renameIfAbsent(path_, donePath_));
+}
+
+void SequenceOutput::place(const ImageNames& names) {
+    const bool replacing = exists(names.target());
     if (replacing) {
-        rules_.check(target(number));
-        const Descriptor file(::open(temporary(number).c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC));
-        prepareToReplace(target(number), file.get());
-        keepOld(number);
+        rules_.check(names.target());
+        const Descriptor file(::open(names.temporary().c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC));
+        prepareToReplace(names.target(), file.get());
+        keepOld(names);
     }
-    putInPlace(number, replacing);
-}
-
-/// The old file keeps its name as long as it can.
-void SequenceOutput::keepOld(std::int64_t number) {
-    const std::string old = temporary(number, kOld);
-    if (addName(target(number), old) != 0) {
-        requireInPlace(target(number), renameIfAbsent(target(number), old));
-    }
-}
-
-/// Under both its names, where the file system has such a thing.
-void SequenceOutput::putInPlace(std::int64_t number, bool replacing) {
-    const std::string name = temporary(number);
-    const std::string second = temporary(number, kNew);
-    int error = addName(name, replacing ? second : target(number));
-    if (error == 0 && replacing) {
-        error = renameOver(second, target(number));
-        if (error != 0) {
-            removeName(second);
-        }
-    } else if (error != 0 && error != EEXIST) {
-        error = replacing ? renameOver(name, target(number)) : renameIfAbsent(name, target(number));
-    }
-    requireInPlace(target(number), error);
+    putInPlace(names, replacing);
 }
 
 bool SequenceOutput::goBack() noexcept {
     for (const std::int64_t number : touched_) {
-        const std::string name = temporary(number);
-        const bool gaveNameUp = !exists(name);
-        if (gaveNameUp && renameIfAbsent(target(number), name) != 0) {
+        const ImageNames& names = names_.of(number);
+        const bool gaveNameUp = !exists(names.temporary());
+        if (gaveNameUp && renameIfAbsent(names.target(), names.temporary()) != 0) {
             keepsOld_ = true;
             continue;
         }
-        if (!putBack(target(number), name)) {
+        if (!putBack(names)) {
             keepsOld_ = true;
         }
     }
@@ -202,9 +238,7 @@ bool SequenceOutput::goBack() noexcept {
 void recoverSequence(const SequencePattern& pattern) {
     // What there is beside the locked file of each attempt, by its path.
     std::map<std::string, std::set<std::string>> attempts;
-    std::error_code error;
-    for (const auto& entry : fs::directory_iterator(pattern.directory, error)) {
-        const std::string file = entry.path().filename().string();
+    for (const std::string& file : namesIn(pattern.directory)) {
         if (const auto name = TemporaryName::in(file, labelOf(pattern))) {
             attempts[pattern.directory + "/" + *name].insert(file.substr(name->size()));
         }
@@ -215,13 +249,13 @@ void recoverSequence(const SequencePattern& pattern) {
         if (!lock.isOpen() || tryLock(lock.get()) != Lock::Taken || !isNameOf(marked, lock.get())) {
             continue;
         }
+        ImageNames names(pattern, path);
         for (const std::int64_t number : numbersIn(additions)) {
-            const std::string temporary = path + "." + std::to_string(number);
-            const std::string target = pattern.directory + "/" + pattern.nameOf(number);
-            if (marked != path || putBack(target, temporary)) {
-                removeName(temporary);
-                removeName(temporary + kNew);
-                removeName(temporary + kOld);
+            names.of(number);
+            if (marked != path || putBack(names)) {
+                removeName(names.temporary());
+                removeName(names.second());
+                removeName(names.old());
             }
         }
         removeName(marked);

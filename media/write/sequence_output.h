@@ -10,6 +10,35 @@
 
 namespace tintwell::media {
 
+/// What the files of one image of a sequence that is being written are called. The memory for the
+/// names is there from the beginning: they are needed where there is none left, too.
+class ImageNames {
+public:
+    /// `path` is that of all that is temporary, to be completed.
+    ImageNames(const SequencePattern& pattern, const std::string& path);
+
+    /// Those of this number, until the next call.
+    const ImageNames& of(std::int64_t number) noexcept;
+
+    const std::string& target() const { return target_; }
+
+    const std::string& temporary() const { return temporary_; }
+
+    const std::string& old() const { return old_; } ///< what stood there before
+
+    const std::string& second() const { return second_; } ///< the new file's, before it replaces
+
+private:
+    std::size_t digits_;
+    std::size_t targetBegin_;
+    std::size_t temporaryBegin_;
+    std::string suffix_;
+    std::string target_;
+    std::string temporary_;
+    std::string old_;
+    std::string second_;
+};
+
 /// The files of a sequence that is being written, which take their names together: all of them, or
 /// what stood there before stands there again.
 ///
@@ -30,20 +59,22 @@ public:
     /// The file of the next number, to be written until the next one is opened.
     int open(std::int64_t number);
 
+    /// A number that has been written, to be read before the commit. Throws MediaError.
+    Descriptor openToRead(std::int64_t number);
+
     void commit();
 
 private:
-    std::string target(std::int64_t number) const;
-    std::string temporary(std::int64_t number, const char* addition = "") const;
     void closeFile();
-    void place(std::int64_t number);
-    void keepOld(std::int64_t number);
-    void putInPlace(std::int64_t number, bool replacing);
+    void placeAll();
+    void place(const ImageNames& names);
     bool goBack() noexcept;
 
     SequencePattern pattern_;
     TargetRules rules_;
     std::string path_; ///< of all that is temporary, to be completed
+    std::string donePath_;
+    ImageNames names_;
     Descriptor lock_;
     Descriptor file_; ///< being written
     std::vector<std::int64_t> numbers_;

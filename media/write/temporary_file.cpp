@@ -1,5 +1,6 @@
 #include "media/write/temporary_file.h"
 
+#include "media/folder_names.h"
 #include "media/media_error.h"
 #include "media/write/file_system.h"
 #include "media/write/temporary_name.h"
@@ -92,13 +93,11 @@ void TemporaryFile::discard() noexcept {
 void removeLeftovers(const std::string& path) {
     const fs::path target(path);
     const std::string name = target.filename().string();
-    std::error_code error;
-    for (const auto& entry : fs::directory_iterator(folderOf(target), error)) {
-        const std::string file = entry.path().filename().string();
+    for (const std::string& file : namesIn(folderOf(target))) {
         if (TemporaryName::in(file, name) != file) {
             continue;
         }
-        const std::string left = entry.path().string();
+        const std::string left = folderOf(target) + "/" + file;
         const Descriptor open(::open(left.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
         if (open.isOpen() && tryLock(open.get()) == Lock::Taken && isNameOf(left, open.get())) {
             removeName(left);

@@ -1,8 +1,12 @@
 #include "media/write/video_encoder.h"
 
+#include "media/encoding/losses.h"
 #include "media/ffmpeg_log.h"
 #include "media/media_error.h"
+#include "media/memory_estimate.h"
 #include "media/write/container_traits.h"
+#include "media/write/encoder_memory.h"
+#include "media/write/picture_side_data.h"
 
 #include <algorithm>
 #include <array>
@@ -10,7 +14,6 @@
 #include <cstdlib>
 #include <span>
 #include <string_view>
-#include <thread>
 
 extern "C" {
 #include <libavutil/mathematics.h>
@@ -20,125 +23,64 @@ extern "C" {
 namespace tintwell::media {
 namespace {
 
-/// Quantiser of the older encoders: good, 1 being the best and 31 the worst.
-constexpr int kUsualQuality = 3;
-constexpr std::int64_t kLookaheadBytes = 130'000'000;
-constexpr std::int64_t kThreadBytes = 12'600'000; ///< of one picture each, together
 /// Seconds; finer time bases show no rounding that anybody would notice.
 constexpr double kCoarseTimeBase = 1e-4;
 
-const AVCodec* findEncoder(const std::string& name) {
-    if (const AVCodec* codec = avcodec_find_encoder_by_name(name.c_str())) {
-        return codec;
-    }
-    const AVCodecDescriptor* descriptor = avcodec_descriptor_get_by_name(name.c_str());
-    return descriptor != nullptr ? avcodec_find_encoder(descriptor->id) : nullptr;
-}
-
-std::span<const AVPixelFormat> formatsOf(const AVCodec& codec) {
-    std::size_t count = 0;
-    while (codec.pix_fmts != nullptr && codec.pix_fmts[count] != AV_PIX_FMT_NONE) {
-        ++count;
-    }
-    return {codec.pix_fmts, count};
-}
-
-/// Encoders that without a word about quality aim at a bit rate fit for thumbnails.
-bool needsQuality(AVCodecID codec) {
-    constexpr std::array kCodecs{
-        AV_CODEC_ID_MPEG1VIDEO, AV_CODEC_ID_MPEG2VIDEO, AV_CODEC_ID_MPEG4, AV_CODEC_ID_MSMPEG4V2,
-        AV_CODEC_ID_MSMPEG4V3,  AV_CODEC_ID_MJPEG,      AV_CODEC_ID_FLV1,  AV_CODEC_ID_WMV1,
-        AV_CODEC_ID_WMV2,       AV_CODEC_ID_H263,       AV_CODEC_ID_H263P, AV_CODEC_ID_THEORA};
-    return std::ranges::find(kCodecs, codec) != kCodecs.end();
-}
-
-bool names(const NamedValues& options, std::string_view key) {
-    return std::ranges::any_of(options, [&](const auto& option) { return option.first == key; });
-}
-
 } // namespace
 
-VideoEncoder::VideoEncoder(const ClipInfo& source, AVFieldOrder fieldOrder,
-                           const AVOutputFormat& container, const std::string& output,
-                           const std::string& url, const EncoderOptions& options)
-    : output_(output), source_(source) {
-    const AVCodec& codec = chooseCodec(container, url, options);
-    choosePixelFormat(codec, options.pixelFormat);
-    context_.reset(avcodec_alloc_context3(&codec));
+VideoEncoder::VideoEncoder(const SourceVideo& source, const AVOutputFormat& container,
+                           const std::string& output, const EncodingPlan& plan,
+                           const EncoderOptions& options)
+    : output_(output), source_(source.info), light_(lightParameters(source.first, *plan.codec)) {
+    const OutputColor color = outputColor(source_.pixelFormat, source_.tags, plan.pixelFormat,
+                                          source_.width, source_.height);
+    pictureFormat_ = {source_.width, source_.height, plan.pixelFormat, color.encoding};
+    tags_ = color.tags;
+    for (const std::string& loss : plan.losses) {
+        warnings_.push_back(output_ + ": " + loss);
+    }
+    int code = openFirst(plan, container, options, plan.asFields);
+    if (code < 0 && plan.asFields) {
+        code = openFirst(plan, container, options, false);
+        warnings_.push_back(output_ + ": " + fieldsLoss(plan.codec->id) + " with these settings");
+    }
+    if (code < 0) {
+        throw MediaError(output_ + ": the encoder " + plan.codec->name +
+                         " cannot be started with these settings (" +
+                         explainFailure(code, FfmpegPart::Encoder) + ")");
+    }
+    if (ticksPerFrame_ == 1 && source_.variableFrameRate) {
+        warnings_.push_back(output_ + ": holds a constant frame rate only; the source's varies");
+    }
+}
+
+/// With the first settings that the encoder accepts; otherwise an error of FFmpeg's.
+int VideoEncoder::openFirst(const EncodingPlan& plan, const AVOutputFormat& container,
+                            const EncoderOptions& options, bool asFields) {
+    int code = 0;
+    for (const EncoderSettings& settings : plan.settings) {
+        makeContext(plan, container, asFields);
+        code = open(*plan.codec, settings, options);
+        if (code >= 0) {
+            rate_ = settings.rate;
+            break;
+        }
+    }
+    return code;
+}
+
+void VideoEncoder::makeContext(const EncodingPlan& plan, const AVOutputFormat& container,
+                               bool asFields) {
+    context_.reset(avcodec_alloc_context3(plan.codec));
     if (!context_) {
         throw std::bad_alloc();
     }
-    chooseTimeBase(codec, container);
-    describePictures(fieldOrder);
+    chooseTimeBase(*plan.codec, container);
+    describePictures(asFields);
+    context_->codec_tag = plan.tag;
     if ((container.flags & AVFMT_GLOBALHEADER) != 0) {
         context_->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
     }
-    open(codec, options.options);
-}
-
-const AVCodec& VideoEncoder::chooseCodec(const AVOutputFormat& container, const std::string& url,
-                                         const EncoderOptions& options) const {
-    const AVCodecID usual = usualVideoCodec(container, url);
-    const AVCodec* codec =
-        options.codec.empty() ? avcodec_find_encoder(usual) : findEncoder(options.codec);
-    if (codec == nullptr && !options.codec.empty()) {
-        throw MediaError("there is no video encoder '" + options.codec +
-                         "'; 'ffmpeg -encoders' lists them");
-    }
-    if (codec == nullptr) {
-        throw MediaError(output_ + ": the format " + container.name +
-                         " has no usual video codec; name one (--video-codec)");
-    }
-    if (codec->type != AVMEDIA_TYPE_VIDEO) {
-        throw MediaError("'" + options.codec + "' is not a video encoder");
-    }
-    if (avformat_query_codec(&container, codec->id, FF_COMPLIANCE_NORMAL) == 0) {
-        throw MediaError(output_ + ": a " + container.name + " file cannot hold " +
-                         avcodec_get_name(codec->id) +
-                         " video; choose another codec or another file format");
-    }
-    return *codec;
-}
-
-void VideoEncoder::choosePixelFormat(const AVCodec& codec, const std::string& wanted) {
-    const std::span<const AVPixelFormat> offered = formatsOf(codec);
-    AVPixelFormat format = source_.pixelFormat;
-    if (!wanted.empty()) {
-        format = av_get_pix_fmt(wanted.c_str());
-        if (format == AV_PIX_FMT_NONE) {
-            throw MediaError("there is no pixel format '" + wanted + "'");
-        }
-        if (closestFormat(format, std::array{format}) == AV_PIX_FMT_NONE) {
-            throw MediaError("pictures cannot be written in pixel format " + wanted +
-                             "; choose another");
-        }
-        if (!offered.empty() && std::ranges::find(offered, format) == offered.end()) {
-            std::string list;
-            for (const AVPixelFormat choice : offered) {
-                list += (list.empty() ? "" : ", ") + nameOf(choice);
-            }
-            throw MediaError(std::string("the encoder ") + codec.name +
-                             " does not take pixel format " + wanted + "; it takes " + list);
-        }
-    } else if (!offered.empty()) {
-        format = closestFormat(source_.pixelFormat, offered);
-    }
-    if (format == AV_PIX_FMT_NONE || directFormatFor(format) == AV_PIX_FMT_NONE) {
-        throw MediaError(std::string("the encoder ") + codec.name +
-                         " takes no pixel format that can be written");
-    }
-    if (wanted.empty() && format != source_.pixelFormat) {
-        warnings_.push_back(output_ + ": the encoder " + codec.name + " does not take " +
-                            nameOf(source_.pixelFormat) + "; " + nameOf(format) +
-                            " is written instead" +
-                            (traitsOf(source_.pixelFormat).alpha && !traitsOf(format).alpha
-                                 ? ", without its transparency"
-                                 : ""));
-    }
-    const OutputColor color =
-        outputColor(source_.pixelFormat, source_.tags, format, source_.width, source_.height);
-    pictureFormat_ = {source_.width, source_.height, format, color.encoding};
-    tags_ = color.tags;
 }
 
 /// A clip that is known to have a constant rate counts frames. Others keep their own time base,
@@ -148,13 +90,12 @@ void VideoEncoder::chooseTimeBase(const AVCodec& codec, const AVOutputFormat& co
     AVRational rate = source_.frameRate;
     if (codec.supported_framerates != nullptr) {
         rate = codec.supported_framerates[av_find_nearest_q_idx(rate, codec.supported_framerates)];
+        requireFastEnough(codec, rate);
     }
     const bool free = codec.supported_framerates == nullptr && canHoldVariableRate(container) &&
                       codec.id != AV_CODEC_ID_MPEG4;
-    if (!free && source_.variableFrameRate) {
-        warnings_.push_back(output_ + ": holds a constant frame rate only; the source's varies");
-    }
     context_->framerate = rate;
+    ticksPerFrame_ = 0;
     if (!free || source_.rateIsExact) {
         ticksPerFrame_ = 1;
     } else if (av_q2d(source_.timeBase) > kCoarseTimeBase && !source_.variableFrameRate) {
@@ -166,7 +107,22 @@ void VideoEncoder::chooseTimeBase(const AVCodec& codec, const AVOutputFormat& co
                               : av_mul_q(av_inv_q(rate), {1, static_cast<int>(ticksPerFrame_)});
 }
 
-void VideoEncoder::describePictures(AVFieldOrder fieldOrder) {
+/// Of what an encoder offers, the greatest rate is the nearest to all above it.
+void VideoEncoder::requireFastEnough(const AVCodec& codec, AVRational nearest) const {
+    constexpr double kTolerance = 1.01;
+    if (av_q2d(source_.frameRate) > kTolerance * av_q2d(nearest)) {
+        const AVRational greatest = codec.supported_framerates[av_find_nearest_q_idx(
+            {1'000'000, 1}, codec.supported_framerates)];
+        if (av_cmp_q(nearest, greatest) == 0) {
+            throw MediaError(output_ + ": the encoder " + codec.name + " takes at most " +
+                             std::to_string(greatest.num / greatest.den) +
+                             " frames per second, and the source has more; choose another encoder "
+                             "or file format");
+        }
+    }
+}
+
+void VideoEncoder::describePictures(bool asFields) {
     context_->width = pictureFormat_.width;
     context_->height = pictureFormat_.height;
     context_->pix_fmt = pictureFormat_.pixelFormat;
@@ -177,79 +133,83 @@ void VideoEncoder::describePictures(AVFieldOrder fieldOrder) {
     context_->color_primaries = tags_.primaries;
     context_->color_trc = tags_.transfer;
     context_->chroma_sample_location = tags_.chromaLocation;
-    if (fieldOrder > AV_FIELD_PROGRESSIVE) {
-        context_->field_order = fieldOrder;
+    context_->field_order = source_.fieldOrder;
+    if (asFields) {
         context_->flags |= AV_CODEC_FLAG_INTERLACED_DCT | AV_CODEC_FLAG_INTERLACED_ME;
     }
 }
 
-/// Frames that x264 looks ahead at, and threads that each hold more, are most of the memory of a
-/// rendering. What the user sets is set after this.
-void VideoEncoder::limitMemory(const AVCodec& codec, Dictionary& settings) const {
-    const PixelFormatTraits traits = traitsOf(pictureFormat_.pixelFormat);
-    const std::int64_t lumaBytes =
-        std::int64_t{pictureFormat_.width} * pictureFormat_.height * (traits.depth > 8 ? 2 : 1);
-    const bool grey = traits.model == ColorModel::Grey;
-    const std::int64_t pictureBytes =
-        lumaBytes + (grey ? 0 : (2 * lumaBytes) >> (traits.chromaShiftX + traits.chromaShiftY));
-    if (std::string_view(codec.name) == "libx264") {
-        // Such a frame is kept with all its chroma and once more at half size in four phases.
-        const std::int64_t frames = kLookaheadBytes / (pictureBytes + lumaBytes);
-        settings.set("rc-lookahead", std::to_string(std::clamp<std::int64_t>(frames, 3, 40)));
-        const std::int64_t threads = std::max<std::int64_t>(1, kThreadBytes / pictureBytes);
-        if (threads == 1) {
-            settings.set("thread_type", "slice"); // the threads share one picture
-        } else {
-            settings.set("threads", std::to_string(std::clamp<std::int64_t>(
-                                        std::thread::hardware_concurrency(), 1, threads)));
-        }
-    } else if (std::string_view(codec.name) == "libx265") {
-        // Its log does not go through FFmpeg's.
-        settings.set("x265-params", "log-level=error");
+/// Options for the light that the pictures were made for, those of the plan, and the user's.
+NamedValues VideoEncoder::withLight(const AVCodec& codec, NamedValues options) const {
+    const std::string_view name = codec.name;
+    if (light_.empty() || (name != "libx264" && name != "libx265")) {
+        return options;
     }
+    const std::string key = name == "libx264" ? "x264-params" : "x265-params";
+    const auto own = std::ranges::find(options, key, &NamedValues::value_type::first);
+    if (own != options.end()) {
+        own->second = light_ + ":" + own->second;
+    } else {
+        options.emplace_back(key, light_);
+    }
+    return options;
 }
 
-void VideoEncoder::open(const AVCodec& codec, const NamedValues& options) {
-    Dictionary settings;
-    settings.set("threads", "auto");
-    limitMemory(codec, settings);
-    if (needsQuality(codec.id) && !names(options, "b")) {
+/// What FFmpeg says; an error leaves the context of no use.
+int VideoEncoder::open(const AVCodec& codec, const EncoderSettings& settings,
+                       const EncoderOptions& options) {
+    const std::int64_t room = options.memory > 0
+                                  ? options.memory
+                                  : usualMemory(pictureFormat_.width, pictureFormat_.height) / 2;
+    NamedValues wanted = settings.options;
+    std::ranges::copy(options.options, std::back_inserter(wanted));
+    wanted = withLight(codec, std::move(wanted));
+    const EncoderMemory memory =
+        EncoderMemory::plan(codec, pictureFormat_, wanted, room, processorCount());
+    bytes_ = memory.bytes;
+    Dictionary all;
+    all.set("threads", "auto");
+    if (settings.quantiser > 0) {
         context_->flags |= AV_CODEC_FLAG_QSCALE;
-        context_->global_quality = FF_QP2LAMBDA * kUsualQuality;
+        context_->global_quality = FF_QP2LAMBDA * settings.quantiser;
     }
-    for (const auto& [key, value] : options) {
-        settings.set(key, value);
+    for (const auto& [key, value] : memory.settings) {
+        all.set(key, value);
     }
-    takeFfmpegMessage();
-    if (const int code = avcodec_open2(context_.get(), &codec, settings.inOut()); code < 0) {
-        throw MediaError(output_ + ": the encoder " + codec.name +
-                         " does not accept its settings (" + explainFailure(code) + ")");
+    takeFfmpegMessage(FfmpegPart::Encoder);
+    const int code = avcodec_open2(context_.get(), &codec, all.inOut());
+    if (context_->profile == FF_PROFILE_UNKNOWN) {
+        context_->profile = settings.profile;
     }
-    const std::vector<std::string> left = settings.keys();
-    for (const auto& option : options) {
-        if (std::ranges::find(left, option.first) != left.end()) {
-            leftOptions_.push_back(option);
-        }
-    }
+    const std::vector<std::string> left = all.keys();
+    leftOptions_.clear();
+    std::ranges::copy_if(
+        options.options, std::back_inserter(leftOptions_),
+        [&](const auto& option) { return std::ranges::find(left, option.first) != left.end(); });
+    return code;
 }
 
-/// The picture's time in the encoder's time base: later than that of the one before.
+Moment VideoEncoder::start() const {
+    return {firstPts_ == AV_NOPTS_VALUE ? 0 : firstPts_, source_.timeBase};
+}
+
+/// The picture's time in the encoder's time base, from the first one: later than that of the one
+/// before.
 std::int64_t VideoEncoder::nextTime(const AVFrame& picture) const {
     const AVRational timeBase = context_->time_base;
-    if (picture.pts == AV_NOPTS_VALUE) {
+    if (picture.pts == AV_NOPTS_VALUE || firstPts_ == AV_NOPTS_VALUE) {
         const std::int64_t frame =
             std::max<std::int64_t>(1, av_rescale_q(1, av_inv_q(source_.frameRate), timeBase));
         return lastTime_ == AV_NOPTS_VALUE ? 0 : lastTime_ + frame;
     }
-    std::int64_t time = av_rescale_q(picture.pts, source_.timeBase, timeBase);
+    const std::int64_t sinceFirst = picture.pts - firstPts_;
+    std::int64_t time = av_rescale_q(sinceFirst, source_.timeBase, timeBase);
     if (ticksPerFrame_ > 1) {
-        // The grid starts at the first frame, which need not be at time 0.
-        const std::int64_t sinceFirst = picture.pts - firstPts_;
         const std::int64_t onGrid =
             av_rescale_q(sinceFirst, source_.timeBase, av_inv_q(context_->framerate)) *
             ticksPerFrame_;
         if (std::abs(av_rescale_q(onGrid, timeBase, source_.timeBase) - sinceFirst) <= 1) {
-            time = av_rescale_q(firstPts_, source_.timeBase, timeBase) + onGrid;
+            time = onGrid;
         }
     }
     return lastTime_ == AV_NOPTS_VALUE ? time : std::max(time, lastTime_ + 1);
@@ -258,7 +218,7 @@ std::int64_t VideoEncoder::nextTime(const AVFrame& picture) const {
 void VideoEncoder::send(const AVFrame* picture, std::int64_t durationInSource) {
     FramePtr timed;
     if (picture != nullptr) {
-        if (firstPts_ == AV_NOPTS_VALUE) {
+        if (lastTime_ == AV_NOPTS_VALUE) {
             firstPts_ = picture->pts;
         }
         timed.reset(av_frame_clone(picture));
@@ -266,6 +226,7 @@ void VideoEncoder::send(const AVFrame* picture, std::int64_t durationInSource) {
             throw std::bad_alloc();
         }
         timed->pts = nextTime(*picture);
+        firstTime_ = lastTime_ == AV_NOPTS_VALUE ? timed->pts : firstTime_;
         timed->pict_type = AV_PICTURE_TYPE_NONE;
         timed->colorspace = tags_.matrix;
         timed->color_range = tags_.range;
@@ -281,7 +242,8 @@ void VideoEncoder::send(const AVFrame* picture, std::int64_t durationInSource) {
         throw std::bad_alloc();
     }
     if (code < 0) {
-        throw MediaError(output_ + ": a frame cannot be encoded (" + explainFailure(code) + ")");
+        throw MediaError(output_ + ": a frame cannot be encoded (" +
+                         explainFailure(code, FfmpegPart::Encoder) + ")");
     }
 }
 
@@ -292,7 +254,8 @@ PacketPtr VideoEncoder::receive() {
         return nullptr;
     }
     if (code < 0) {
-        throw MediaError(output_ + ": a frame cannot be encoded (" + explainFailure(code) + ")");
+        throw MediaError(output_ + ": a frame cannot be encoded (" +
+                         explainFailure(code, FfmpegPart::Encoder) + ")");
     }
     if (const auto duration = durations_.find(packet->pts); duration != durations_.end()) {
         packet->duration = duration->second;

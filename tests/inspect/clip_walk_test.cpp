@@ -37,5 +37,27 @@ TEST(ClipWalk, FindsOneFrameByItsTimeAsOnTheWayThroughTheClip) {
     EXPECT_THROW(inspectFrame(options, 10), media::MediaError);
 }
 
+/// Evenly spaced frames are found by reckoning, these ones by reading.
+TEST(ClipWalk, SpansOfTimeThatMeetShareAllFramesAmongThem) {
+    const media::TemporaryFolder folder;
+    WalkOptions options;
+    options.input = (folder.path() / "clip.mov").string();
+    media::writeTestClip(options.input);
+    std::int64_t next = 0;
+    for (std::size_t i = 1; i < kFrameTimes.size(); ++i) {
+        const double from = static_cast<double>(kFrameTimes[i - 1]) / 600.0;
+        const double to = static_cast<double>(kFrameTimes[i]) / 600.0 - 0.001;
+        const auto before = framesBetween(options, {from, to});
+        EXPECT_TRUE(before.first == next && before.last == next && !before.toEnd) << i;
+        const auto rest = framesBetween(options, {to, {}});
+        EXPECT_TRUE(rest.first == ++next && rest.toEnd) << i;
+    }
+    EXPECT_EQ(framesBetween(options, {{}, 99.0}).last, 9);
+    EXPECT_EQ(framesBetween(options, {{}, 0.001}).last, 0);
+    for (const media::TimeSpan none : {media::TimeSpan{1.0, {}}, {0.435, 9.0}, {0.05, 0.09}}) {
+        EXPECT_THROW(framesBetween(options, none), media::MediaError) << *none.from;
+    }
+}
+
 } // namespace
 } // namespace tintwell::inspect

@@ -8,6 +8,7 @@
 #include "tool/options/effect_options.h"
 #include "tool/options/output_options.h"
 #include "tool/options/progress_option.h"
+#include "tool/render/frame_search.h"
 #include "tool/render/render_pipeline.h"
 #include "tool/terminal/messages.h"
 #include "tool/terminal/terminal.h"
@@ -56,9 +57,10 @@ inspect::CorrectionSummary writeFrames(inspect::ClipWalk& walk, AnalysisWriter& 
 
 void runAnalyze(AnalyzeRequest& request, const std::atomic<bool>& stop) {
     request.clip.controls = resolveControls(request.effect, request.output.path);
+    TextOutput output(request.output.path, request.clip.files, request.output.overwrite);
+    resolveTimes(request.clip, progressBeside(output, request.output), stop);
     inspect::WalkOptions options = walkOptions(request.clip);
     options.trials = inspect::adviceTrials();
-    TextOutput output(request.output.path, request.clip.files, request.output.overwrite);
     const char* const incomplete = "interrupted; the output is incomplete";
     options.watch = [&output, check = giveUpOn(stop, output.isStandardOutput()
                                                          ? RenderStopped(incomplete)

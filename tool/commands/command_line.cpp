@@ -1,5 +1,6 @@
 #include "tool/commands/command_line.h"
 
+#include "media/clip_info.h"
 #include "media/media_error.h"
 #include "tool/commands/analyze_command.h"
 #include "tool/commands/completion_command.h"
@@ -7,6 +8,7 @@
 #include "tool/commands/declaration_command.h"
 #include "tool/commands/lut_command.h"
 #include "tool/commands/manual_command.h"
+#include "tool/commands/memory_watch.h"
 #include "tool/commands/preview_command.h"
 #include "tool/commands/render_command.h"
 #include "tool/commands/report_command.h"
@@ -20,12 +22,16 @@
 #include "tool/terminal/user_error.h"
 
 #include <array>
+#include <cerrno>
 #include <exception>
+#include <filesystem>
 #include <iostream>
 #include <new>
 #include <regex>
 #include <string>
+#include <string_view>
 #include <system_error>
+#include <unistd.h>
 #include <utility>
 
 namespace tintwell::tool {
@@ -88,7 +94,52 @@ std::string versionText() {
     return text;
 }
 
+/// What the command was to read, as part of a sentence.
+std::string subjectOf(const CLI::App& command) {
+    const CLI::Option* input = command.get_option_no_throw("INPUT");
+    if (input == nullptr || input->empty()) {
+        return command.get_name();
+    }
+    const std::string name = input->results().front();
+    return name == media::kStandardStream ? "standard input" : name;
+}
+
+void runCommand(const Command& command) {
+    try {
+        command.run(stopRequested());
+    } catch (const std::bad_alloc&) {
+        throw UserError(subjectOf(*command.app) + ": there is not enough memory for it");
+    } catch (const std::filesystem::filesystem_error&) {
+        throw; // names the file
+    } catch (const std::system_error& error) {
+        throw UserError(subjectOf(*command.app) + ": the system gives no means to work on it (" +
+                        error.code().message() + ")");
+    }
+    if (memoryRanOut()) {
+        throw UserError(subjectOf(*command.app) + ": memory ran out meanwhile; parts of it may be "
+                                                  "missing or damaged in what was written",
+                        ExitCode::Incomplete);
+    }
+}
+
+/// Takes no memory.
+int tellOfNoMemory() {
+    constexpr std::string_view kText =
+        "tintwell: error: there is not enough memory to run this command\n";
+    while (::write(STDERR_FILENO, kText.data(), kText.size()) < 0 && errno == EINTR) {
+    }
+    return codeOf(ExitCode::Failed);
+}
+
 } // namespace
+
+int runProgram(int argumentCount, const char* const* arguments) noexcept {
+    try {
+        return CommandLine().run(argumentCount, arguments);
+    } catch (...) { // all else is told of, and there is none left for telling
+        return stopRequested() ? stopExitCode() : tellOfNoMemory();
+    }
+}
 
 CommandLine::CommandLine() : app_("Automatic colour correction for video", "tintwell") {
     app_.set_version_flag("--version", versionText, "Show the versions of the tool and the module");
@@ -111,7 +162,7 @@ CommandLine::CommandLine() : app_("Automatic colour correction for video", "tint
     commands_.push_back(addManualCommand(app_)); // last, to know all commands
 }
 
-int CommandLine::run(int argumentCount, const char* const* arguments) noexcept {
+int CommandLine::run(int argumentCount, const char* const* arguments) {
     try {
         const int code = parseAndRun(argumentCount, arguments);
         return code == codeOf(ExitCode::Done) ? flushStandardOutput() : code;
@@ -127,7 +178,7 @@ int CommandLine::run(int argumentCount, const char* const* arguments) noexcept {
         const int code = failure(error.what(), error.exitCode());
         return stopRequested() ? stopExitCode() : code; // a signal ends waiting for a file, too
     } catch (const std::bad_alloc&) {
-        return failure("out of memory");
+        return tellOfNoMemory();
     } catch (const std::exception& error) {
         return failure(error.what());
     } catch (...) {
@@ -148,7 +199,7 @@ int CommandLine::parseAndRun(int argumentCount, const char* const* arguments) {
     }
     for (const Command& command : commands_) {
         if (command.app->parsed()) {
-            command.run(stopRequested());
+            runCommand(command);
         }
     }
     return codeOf(ExitCode::Done);

@@ -12,9 +12,9 @@ class CommandLine {
 public:
     CommandLine();
 
-    /// Parses, runs, and tells failures in one line on standard error. Returns the exit code; never
-    /// throws.
-    int run(int argumentCount, const char* const* arguments) noexcept;
+    /// Parses, runs, and tells failures in one line on standard error. Returns the exit code;
+    /// throws only where there is no memory to tell anything.
+    int run(int argumentCount, const char* const* arguments);
 
 private:
     int parseAndRun(int argumentCount, const char* const* arguments);
@@ -23,5 +23,8 @@ private:
     CLI::App app_;
     std::vector<Command> commands_;
 };
+
+/// The whole program, whatever fails in it.
+int runProgram(int argumentCount, const char* const* arguments) noexcept;
 
 } // namespace tintwell::tool

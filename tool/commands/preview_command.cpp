@@ -90,7 +90,7 @@ void requirePngName(const std::string& output) {
 void runPreview(PreviewRequest& request, const std::atomic<bool>& stop) {
     requirePngName(request.output.path);
     request.clip.controls = resolveControls(request.effect, request.output.path);
-    FrameSearch search(walkOptions(request.clip), request.output, stop);
+    FrameSearch search(walkOptions(request.clip), progressStyle(request.output), stop);
     const std::int64_t index = search.shownAt(request.seconds);
     if (request.output.path.empty()) {
         request.output.path = nameFor(request.clip.input, index);

@@ -43,11 +43,11 @@ std::optional<std::int64_t> namedFrame(const ReportRequest& request,
         return {};
     }
     const std::int64_t frame =
-        FrameSearch(options, request.output, stop).shownAt(request.closeUpSeconds);
+        FrameSearch(options, progressStyle(request.output), stop).shownAt(request.closeUpSeconds);
     const auto& range = request.clip.frames;
     if (range && (frame < range->first || frame > range->last)) {
         throw UserError("--at is the time of frame " + std::to_string(frame) +
-                            ", which --frames leaves out",
+                            ", which --frames, or --from and --to, leave out",
                         ExitCode::Usage);
     }
     return frame;
@@ -84,9 +84,10 @@ Report makeReport(const ReportRequest& request, inspect::ClipWalk& walk, std::in
 
 void runReport(ReportRequest& request, const std::atomic<bool>& stop) {
     request.clip.controls = resolveControls(request.effect, request.output.path);
+    TextOutput output(request.output.path, request.clip.files, request.output.overwrite);
+    resolveTimes(request.clip, progressStyle(request.output), stop);
     inspect::WalkOptions options = walkOptions(request.clip);
     options.trials = inspect::adviceTrials();
-    TextOutput output(request.output.path, request.clip.files, request.output.overwrite);
     options.watch = [&output, check = giveUpOn(stop)](std::int64_t frame) {
         check(frame);
         output.requireReader();

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <iterator>
+#include <vector>
 
 namespace tintwell::tool {
 namespace {
@@ -25,17 +27,41 @@ void writeEntries(std::ostream& stream, const inspect::CorrectionTable& table) {
     }
 }
 
-void writeCube(std::ostream& stream, const LutContent& content) {
+void writeCubeHead(std::ostream& stream, const LutContent& content, const char* size,
+                   const char* remark) {
     char title[64];
     std::snprintf(title, sizeof title, "Tintwell, frame %lld at %.3f s",
                   static_cast<long long>(content.frame), content.seconds);
     stream << "TITLE \"" << title << "\"\n"
            << "# as rendered at " << content.depth << " bits per channel; " << content.controls
            << "\n"
-           << "LUT_1D_SIZE " << content.table[0].size() << "\n"
+           << remark << size << " " << content.table[0].size() << "\n"
            << "DOMAIN_MIN 0.0 0.0 0.0\n"
            << "DOMAIN_MAX 1.0 1.0 1.0\n";
+}
+
+void writeCube(std::ostream& stream, const LutContent& content) {
+    writeCubeHead(stream, content, "LUT_1D_SIZE", "");
     writeEntries(stream, content.table);
+}
+
+/// Red changes fastest.
+void writeCube3d(std::ostream& stream, const LutContent& content) {
+    char remark[80];
+    std::snprintf(remark, sizeof remark, "# off by at most %.2f of 255 levels between its points\n",
+                  content.largestError * 255.0);
+    writeCubeHead(stream, content, "LUT_3D_SIZE", remark);
+    std::array<std::vector<std::string>, 3> texts;
+    for (std::size_t c = 0; c < texts.size(); ++c) {
+        std::ranges::transform(content.table[c], std::back_inserter(texts[c]), entryText);
+    }
+    for (const std::string& blue : texts[2]) {
+        for (const std::string& green : texts[1]) {
+            for (const std::string& red : texts[0]) {
+                stream << red << " " << green << " " << blue << "\n";
+            }
+        }
+    }
 }
 
 void writeSpi1d(std::ostream& stream, const LutContent& content) {
@@ -94,13 +120,14 @@ void writeCc(std::ostream& stream, const LutContent& content) {
 
 } // namespace
 
-const std::array<LutFormat, 5>& lutFormats() {
-    static constexpr std::array<LutFormat, 5> kFormats{{
-        {".cube", false, writeCube},
-        {".spi1d", false, writeSpi1d},
-        {".cdl", true, writeCdl},
-        {".ccc", true, writeCcc},
-        {".cc", true, writeCc},
+const std::array<LutFormat, 6>& lutFormats() {
+    static constexpr std::array<LutFormat, 6> kFormats{{
+        {"cube", ".cube", LutKind::Table, writeCube},
+        {"cube3d", "", LutKind::Cube, writeCube3d},
+        {"spi1d", ".spi1d", LutKind::Table, writeSpi1d},
+        {"cdl", ".cdl", LutKind::Decision, writeCdl},
+        {"ccc", ".ccc", LutKind::Decision, writeCcc},
+        {"cc", ".cc", LutKind::Decision, writeCc},
     }};
     return kFormats;
 }
@@ -109,7 +136,7 @@ const LutFormat* lutFormatOf(const std::string& path) {
     const std::string extension = extensionOf(path);
     const auto& formats = lutFormats();
     const auto* found = std::find_if(formats.begin(), formats.end(), [&](const LutFormat& format) {
-        return format.extension == extension;
+        return !extension.empty() && format.extension == extension;
     });
     return found == formats.end() ? nullptr : found;
 }

@@ -21,17 +21,25 @@ struct LutContent {
     int depth = 8; ///< bits per channel that the table stands for
     std::string controls;
     inspect::CorrectionTable table;
+    double largestError = 0.0;  ///< of a cube between its points, of 1
     ColorDecisions decisions{}; ///< used by the formats that hold decisions
 };
 
+enum class LutKind : std::uint8_t {
+    Table,    ///< of each channel by itself
+    Cube,     ///< of all colours, as many points along each side as the table has entries
+    Decision, ///< no table
+};
+
 struct LutFormat {
-    std::string_view extension;
-    bool holdsDecisions; ///< no table
+    std::string_view name;
+    std::string_view extension; ///< empty where the extension stands for another format
+    LutKind kind;
     void (*write)(std::ostream& stream, const LutContent& content);
 };
 
 /// Every format that is known.
-const std::array<LutFormat, 5>& lutFormats();
+const std::array<LutFormat, 6>& lutFormats();
 
 /// The format that a file's extension names, in capitals or not; null where it names none.
 const LutFormat* lutFormatOf(const std::string& path);

@@ -1,5 +1,6 @@
 #include "tool/help/help_format.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <sstream>
 #include <string>
@@ -21,6 +22,25 @@ public:
             name.erase(off, kOff.size());
         }
         return name;
+    }
+
+    /// Choices that are too many for a line go on in further ones.
+    std::string make_option_opts(const CLI::Option* option) const override {
+        constexpr std::size_t kIndent = 6;
+        const std::string text = CLI::Formatter::make_option_opts(option);
+        std::string lines;
+        std::size_t column = 2 + option->get_name().size();
+        for (std::size_t begin = 0; begin < text.size();) {
+            const std::size_t end = std::min(text.find('|', begin), text.size() - 1) + 1;
+            if (column + end - begin > kPageWidth) {
+                lines += "\n" + std::string(kIndent, ' ');
+                column = kIndent;
+            }
+            lines += text.substr(begin, end - begin);
+            column += end - begin;
+            begin = end;
+        }
+        return lines;
     }
 
     std::string make_option_desc(const CLI::Option* option) const override {

@@ -148,10 +148,15 @@ void writeExitStatus(std::ostream& page) {
         writeEntry(page, bold(std::to_string(static_cast<int>(code))), meaning);
     };
     write(ExitCode::Done, "Done.");
-    write(ExitCode::Failed, "Failed; standard error tells why, and no file was written.");
+    write(ExitCode::Failed,
+          "Failed; standard error tells why, and nothing was written of the clip that failed.");
     write(ExitCode::Usage, "Wrong usage: an option, an argument or a controls file.");
+    write(ExitCode::Incomplete,
+          "Done, but parts of the input are missing, could not be read, or may "
+          "be damaged for want of memory.");
     write(ExitCode::Interrupted,
-          "Interrupted; no file was written. After another signal 128 and its number.");
+          "Interrupted; nothing was written of the clip in work. After another signal 128 and its "
+          "number.");
 }
 
 /// The end of the help: lines that are indented there are examples.

@@ -1,5 +1,6 @@
 #include "tool/options/clip_options.h"
 
+#include "tool/options/color_options.h"
 #include "tool/options/command.h"
 #include "tool/options/output_options.h"
 #include "tool/terminal/stop_signal.h"
@@ -12,6 +13,12 @@ namespace tintwell::tool {
 namespace {
 
 constexpr const char* kGroup = "Input";
+
+void requireOrder(const media::TimeSpan& times) {
+    if (times.to && *times.to <= times.from.value_or(0.0)) {
+        throw std::invalid_argument("there is nothing between --from and --to");
+    }
+}
 
 } // namespace
 
@@ -33,11 +40,7 @@ CLI::Option* addKeyValueOption(CLI::App& app, const std::string& name, const std
 }
 
 void addInputArgument(CLI::App& app, ClipOptions& options) {
-    const auto take = [&options](const std::string& text) {
-        options.input = text;
-        options.files = std::make_shared<media::InputFiles>(text);
-        options.interruption = std::make_shared<media::Interruption>(stopRequested());
-    };
+    const auto take = [&options](const std::string& text) { setInput(options, text); };
     app.add_option_function<std::string>(
            "INPUT", take,
            "Video file, image, image sequence (frame.%04d.png), or - for standard input")
@@ -46,10 +49,36 @@ void addInputArgument(CLI::App& app, ClipOptions& options) {
         ->check(requireText);
 }
 
+void setInput(ClipOptions& options, const std::string& input) {
+    options.input = input;
+    options.files = std::make_shared<media::InputFiles>(input);
+    options.interruption = std::make_shared<media::Interruption>(stopRequested());
+}
+
 void addClipOptions(CLI::App& app, ClipOptions& options) {
-    addValueOption(app, "--frames", "FIRST-LAST",
-                   "Only these frames, counted from 0, both included; one number for one frame",
-                   [&options](const std::string& text) { options.frames = parseFrameRange(text); })
+    CLI::Option* const frames =
+        addValueOption(
+            app, "--frames", "FIRST-LAST",
+            "Only these frames, counted from 0, both included; one number for one frame, 10- from "
+            "frame 10 on, -20 up to frame 20",
+            [&options](const std::string& text) { options.frames = parseFrameRange(text); })
+            ->group(kGroup);
+    addValueOption(app, "--from", "TIME",
+                   "Only the frames that begin at this time or later: seconds, or hours, minutes "
+                   "and seconds as in 1:02:03.5",
+                   [&options](const std::string& text) {
+                       options.times.from = parseTime(text);
+                       requireOrder(options.times);
+                   })
+        ->excludes(frames)
+        ->group(kGroup);
+    addValueOption(app, "--to", "TIME",
+                   "Only the frames that begin before this time; all where the clip ends earlier",
+                   [&options](const std::string& text) {
+                       options.times.to = parseTime(text);
+                       requireOrder(options.times);
+                   })
+        ->excludes(frames)
         ->group(kGroup);
     addReadingOptions(app, options);
 }
@@ -71,6 +100,7 @@ void addReadingOptions(CLI::App& app, ClipOptions& options) {
         "30000/1001",
         [&options](const std::string& text) { options.frameRate = parseFrameRate(text); })
         ->group(kGroup);
+    addColorOptions(app, options.declared, kGroup);
     addValueOption(
         app, "--max-pixels", "NUMBER",
         "How many pixels a picture may have, as a small file can unpack to gigabytes; 67108864 if "
@@ -83,6 +113,17 @@ void addReadingOptions(CLI::App& app, ClipOptions& options) {
     app.add_flag("--allow-network", options.allowNetwork,
                  "Let the input be an address or, as a playlist, name addresses and files that are "
                  "not beside it")
+        ->group(kGroup);
+    using Hdr = media::HdrHandling;
+    addChoiceOption<Hdr>(
+        app, "--hdr",
+        {{"refuse", Hdr::Refuse}, {"keep-peak", Hdr::KeepPeak}, {"treat-as-sdr", Hdr::TreatAsSdr}},
+        options.hdr,
+        "What becomes of high dynamic range (PQ, HLG): keep-peak corrects what lies below "
+        "reference "
+        "white and lifts nothing above the brightest of its frame, treat-as-sdr corrects the "
+        "signal "
+        "as if it were not; refused if not given")
         ->group(kGroup);
     using Depth = std::optional<host::SampleDepth>;
     addChoiceOption<Depth>(
@@ -104,16 +145,15 @@ media::NamedValues namedValues(const std::vector<KeyValue>& options) {
 }
 
 media::InputOptions inputOptions(const ClipOptions& options) {
-    return {options.inputFormat, options.frameRate,    namedValues(options.inputOptions),
-            options.maxPixels,   options.allowNetwork, options.files,
-            options.interruption};
+    return {options.inputFormat, options.frameRate, namedValues(options.inputOptions),
+            options.maxPixels,   options.memory,    options.allowNetwork,
+            options.hdr,         options.files,     options.interruption,
+            options.declared};
 }
 
 std::optional<std::int64_t> totalFrames(const ClipOptions& options, const media::ClipInfo& info) {
-    if (options.frames) {
-        return options.frames->count();
-    }
-    return info.frameCount ? std::optional(info.frameCount->frames) : std::nullopt;
+    const auto count = media::framesToRead(info, options.frames);
+    return count ? std::optional(count->frames) : std::nullopt;
 }
 
 void requireAllFrames(const inspect::ClipWalk& walk, const ClipOptions& options) {
@@ -121,6 +161,11 @@ void requireAllFrames(const inspect::ClipWalk& walk, const ClipOptions& options)
         throw UserError(media::inputName(options.input) + ": " + std::to_string(missing) +
                             (missing == 1 ? " frame is" : " frames are") +
                             " missing; what is told of them is that of those before",
+                        ExitCode::Incomplete);
+    }
+    if (walk.failedToRead()) {
+        throw UserError(media::inputName(options.input) +
+                            ": could not be read to its end; what lies behind is missing",
                         ExitCode::Incomplete);
     }
 }

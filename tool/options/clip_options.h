@@ -23,6 +23,9 @@ CLI::Option* addKeyValueOption(CLI::App& app, const std::string& name, const std
 
 void addInputArgument(CLI::App& app, ClipOptions& options);
 
+/// Names the clip that is to be read.
+void setInput(ClipOptions& options, const std::string& input);
+
 /// How the clip is read and which of its frames.
 void addClipOptions(CLI::App& app, ClipOptions& options);
 /// Only the former, for commands that look at one frame.

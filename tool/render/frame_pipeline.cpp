@@ -1,5 +1,6 @@
 #include "tool/render/frame_pipeline.h"
 
+#include "media/color/highlights.h"
 #include "tool/render/render_pipeline.h"
 
 #include <algorithm>
@@ -13,9 +14,6 @@ namespace {
 
 /// Frames that may wait between two threads.
 constexpr std::size_t kQueueLength = 1;
-/// One for each thread that works with worlds: converting in, correcting, converting out.
-constexpr std::size_t kInputWorlds = 3;
-constexpr std::size_t kOutputWorlds = 2;
 constexpr std::chrono::milliseconds kStopPollInterval{50};
 
 /// Waits for a free world. False when the rendering has been given up.
@@ -28,17 +26,44 @@ bool takeFrom(BoundedQueue<World>& worlds, World& taken) {
     return world.has_value();
 }
 
+/// Of clips whose highlights the effect does not see.
+class HighlightKeeper {
+public:
+    HighlightKeeper(const media::ClipInfo& info, host::SampleDepth depth)
+        : highlights_(info.referenceWhite), toWorld_(wholeRangeOf(info), depth),
+          whole_(info.width, info.height, depth) {}
+
+    /// Gives the output its highlights back, and the picture's whole world.
+    const host::FrameBuffer& restore(const AVFrame& source, const host::FrameBuffer& input,
+                                     host::FrameBuffer& output) {
+        toWorld_.convert(source, whole_);
+        highlights_.restore(whole_, input, output);
+        return whole_;
+    }
+
+private:
+    static media::ClipInfo wholeRangeOf(media::ClipInfo info) {
+        info.referenceWhite = 0.0;
+        return info;
+    }
+
+    media::Highlights highlights_;
+    media::ClipToWorld toWorld_;
+    host::FrameBuffer whole_;
+};
+
 } // namespace
 
-FramePipeline::FramePipeline(const Parts& parts, host::SampleDepth depth)
-    : parts_(parts), depth_(depth), inputWorlds_(kInputWorlds), outputWorlds_(kOutputWorlds),
-      pictures_(parts.writer.pictureFormat()), decoded_(kQueueLength), converted_(kQueueLength),
-      corrected_(kQueueLength), ready_(kQueueLength) {
+FramePipeline::FramePipeline(const Parts& parts, host::SampleDepth depth, const MemoryPlan& memory)
+    : parts_(parts), depth_(depth), inputWorlds_(memory.inputWorlds()),
+      outputWorlds_(memory.outputWorlds()), pictures_(parts.writer.pictureFormat()),
+      decoded_(kQueueLength), converted_(kQueueLength), corrected_(kQueueLength),
+      ready_(kQueueLength) {
     const media::ClipInfo& info = parts.reader.info();
-    for (std::size_t i = 0; i < kInputWorlds; ++i) {
+    for (std::size_t i = 0; i < memory.inputWorlds(); ++i) {
         inputWorlds_.push(std::make_unique<host::FrameBuffer>(info.width, info.height, depth));
     }
-    for (std::size_t i = 0; i < kOutputWorlds; ++i) {
+    for (std::size_t i = 0; i < memory.outputWorlds(); ++i) {
         outputWorlds_.push(std::make_unique<host::FrameBuffer>(info.width, info.height, depth));
     }
 }
@@ -186,52 +211,31 @@ void FramePipeline::applyEffect() {
         if (!takeFrom(outputWorlds_, job.output)) {
             return false;
         }
-        render(job);
+        parts_.neighbours.moveTo(job.frame);
+        parts_.effect.render(job.frame, *job.input, *job.output);
         return true;
     });
 }
 
-/// How many frames the clip has is not known before somebody has asked for one too many. The effect
-/// is told then, and asked again. What it did until then holds: the number matters only to frames
-/// whose neighbours reach beyond the clip, and this is the first of them.
-void FramePipeline::render(const Job& job) {
-    const auto frame = static_cast<std::int32_t>(job.frame);
-    parts_.neighbours.moveTo(frame);
-    const bool first = !std::exchange(effectBegun_, true);
-    if (Neighbours::isRenewal(frame) || (first && frame > 0)) {
-        renew(frame);
-    }
-    try {
-        parts_.effect.render(frame, *job.input, *job.output);
-    } catch (const host::CommandError&) {
-        const std::optional<std::int32_t> found = parts_.neighbours.frameCount();
-        if (!found || *found <= frame || *found >= parts_.effect.frameCount()) {
-            throw;
-        }
-        frameCount_ = found;
-        parts_.effect.setFrameCount(*found);
-        parts_.effect.render(frame, *job.input, *job.output);
-    }
-}
-
-void FramePipeline::renew(std::int32_t frame) {
-    host::ClipTiming timing = parts_.effect.timing();
-    timing.firstFrame = static_cast<std::int32_t>(parts_.neighbours.beginningFor(frame));
-    const std::int32_t longest = timing.longestFrameCount();
-    parts_.effect.renewSequence(timing.firstFrame,
-                                frameCount_ ? std::min(*frameCount_, longest) : longest);
-}
-
 void FramePipeline::convertOut() {
     const media::PictureFormat& format = parts_.writer.pictureFormat();
-    media::WorldToFrame converter(depth_, format);
+    const bool losesBits =
+        parts_.reader.info().bitsPerChannel > media::traitsOf(format.pixelFormat).depth;
+    media::WorldToFrame converter(depth_, format,
+                                  losesBits ? media::Rounding::Dithered : media::Rounding::Nearest);
+    std::optional<HighlightKeeper> highlights;
+    if (parts_.reader.info().referenceWhite > 0.0) {
+        highlights.emplace(parts_.reader.info(), depth_);
+    }
     passOn(corrected_, ready_, [&](Job& job) {
         job.result = pictures_.take();
         media::copyProperties(*job.source, *job.result);
-        const media::Original original{*job.source, *job.input};
+        change_.addSampled(*job.input, *job.output);
+        const media::Original original{
+            *job.source,
+            highlights ? highlights->restore(*job.source, *job.input, *job.output) : *job.input};
         converter.convert(*job.output, *job.result,
                           job.sourceFormat == format ? &original : nullptr);
-        change_.addSampled(*job.input, *job.output);
         job.source.reset();
         return inputWorlds_.push(std::move(job.input)) && outputWorlds_.push(std::move(job.output));
     });

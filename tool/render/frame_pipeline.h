@@ -1,6 +1,5 @@
 #pragma once
 
-#include "host/effect_instance.h"
 #include "host/frame_buffer.h"
 #include "inspect/color_change.h"
 #include "media/color/clip_to_world.h"
@@ -8,6 +7,8 @@
 #include "media/read/clip_reader.h"
 #include "media/write/clip_writer.h"
 #include "tool/render/bounded_queue.h"
+#include "tool/render/clip_effect.h"
+#include "tool/render/memory_plan.h"
 #include "tool/render/neighbours.h"
 #include "tool/terminal/progress.h"
 
@@ -30,14 +31,14 @@ public:
     /// What works on the frames is not owned and is used by the pipeline's threads while it runs.
     struct Parts {
         media::ClipReader& reader;
-        host::EffectInstance& effect;
+        ClipEffect& effect;
         media::ClipWriter& writer;
         Progress& progress;
         Neighbours& neighbours;
         media::Interruption& interruption; ///< of reader, writer and neighbours
     };
 
-    FramePipeline(const Parts& parts, host::SampleDepth depth);
+    FramePipeline(const Parts& parts, host::SampleDepth depth, const MemoryPlan& memory);
 
     /// Returns the number of frames when all have been written. Throws the first exception of any
     /// thread, or RenderStopped soon after `stop` is set; the threads have ended then.
@@ -73,8 +74,6 @@ private:
     void noteEnd();
     void fail(std::exception_ptr error);
     void waitForEnd(const std::atomic<bool>& stop);
-    void render(const Job& job);
-    void renew(std::int32_t frame);
 
     template <class Work>
     void passOn(Queue& from, Queue& to, Work work);
@@ -82,9 +81,7 @@ private:
     Parts parts_;
     host::SampleDepth depth_;
     std::int64_t framesWritten_ = 0;
-    bool effectBegun_ = false;
-    std::optional<std::int32_t> frameCount_; ///< of the clip, once it is known to the effect
-    inspect::ChangeMeter change_;            ///< of the thread that converts out
+    inspect::ChangeMeter change_; ///< of the thread that converts out
     // Worlds are the largest part of the memory, so their number bounds the frames under way. The
     // two kinds are kept apart: frames that wait to be corrected must not use up those to correct
     // them into.

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "inspect/clip_walk.h"
-#include "tool/options/output_options.h"
 #include "tool/terminal/progress.h"
+#include "tool/values/render_options.h"
 
 #include <CLI/CLI.hpp>
 
@@ -23,17 +23,25 @@ CLI::Option* addTimeOption(CLI::App& app, std::optional<double>& seconds,
 class FrameSearch {
 public:
     /// `stop` outlives this object.
-    FrameSearch(inspect::WalkOptions options, const OutputOptions& output,
-                const std::atomic<bool>& stop);
+    FrameSearch(inspect::WalkOptions options, ProgressStyle style, const std::atomic<bool>& stop);
 
     /// Index of the frame that is shown at this time; the first one without a time.
     std::int64_t shownAt(const std::optional<double>& seconds);
 
+    /// The frames that begin in a span of time.
+    media::FrameSpan framesBetween(const media::TimeSpan& times);
+
     inspect::InspectedFrame inspect(std::int64_t frame);
 
 private:
+    void requireSecondReading(const char* option) const;
+
     inspect::WalkOptions options_;
     std::unique_ptr<Progress> progress_;
 };
+
+/// Turns the times that the command line names, if it does, into the clip's frames. Shows progress
+/// to people only: to programs that is a matter of the work itself. Throws as FrameSearch does.
+void resolveTimes(ClipOptions& clip, ProgressStyle style, const std::atomic<bool>& stop);
 
 } // namespace tintwell::tool

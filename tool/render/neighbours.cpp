@@ -3,7 +3,7 @@
 #include "inspect/correction_finder.h"
 #include "media/image_sequence.h"
 #include "media/input/input_file.h"
-#include "media/neighbours/file_neighbours.h"
+#include "media/memory_estimate.h"
 #include "media/read/clip_for_effect.h"
 #include "tool/options/clip_options.h"
 #include "tool/terminal/user_error.h"
@@ -20,14 +20,6 @@ extern "C" {
 
 namespace tintwell::tool {
 namespace {
-
-/// Pictures that are kept for the smoothing: for a file as many as make it faster than reading it a
-/// second time without taking much more memory, for a pipe as many as can be afforded.
-constexpr std::int64_t kFileBytes = std::int64_t{96} << 20;
-constexpr std::int64_t kPipeBytes = std::int64_t{128} << 20;
-
-/// The effect keeps some kilobytes of each frame: 18 MB of so many.
-constexpr std::int64_t kFramesBetweenRenewals = media::kFramesOnOneClock;
 
 /// The longest window that the effect uses anywhere in the clip, in seconds; 0 where it smooths
 /// nothing.
@@ -49,9 +41,9 @@ bool needsEarlierFrames(const ClipOptions& options) {
 }
 
 [[noreturn]] void refuseWindow(const ClipOptions& options, const media::ClipInfo& info,
-                               double seconds, std::int64_t needed) {
-    const std::int64_t fitting = media::FrameWindow::capacity(info, kPipeBytes);
-    const std::int64_t sides = needsEarlierFrames(options) ? 2 : 1;
+                               double seconds, const NeighbourWindow& window,
+                               std::int64_t fitting) {
+    const std::int64_t sides = window.needsEarlier ? 2 : 1;
     const std::int64_t side = (fitting - 1) / sides - 2;
     const double possible =
         std::floor(10.0 * 2.0 * static_cast<double>(side) / av_q2d(info.frameRate)) / 10.0;
@@ -60,7 +52,7 @@ bool needsEarlierFrames(const ClipOptions& options) {
                   possible);
     throw UserError(media::inputName(options.input) + ": smoothing over " +
                     std::to_string(seconds).substr(0, 4) + " seconds needs " +
-                    std::to_string(needed) +
+                    std::to_string(window.frames()) +
                     " frames of the clip at once, which are too many to keep of an input that can "
                     "be read only once (" +
                     text + "); shorten the temporal smoothing, or render from a file");
@@ -68,47 +60,46 @@ bool needsEarlierFrames(const ClipOptions& options) {
 
 } // namespace
 
-Neighbours::Neighbours(const ClipOptions& options, media::ClipReader& reader,
-                       host::SampleDepth depth) {
+NeighbourWindow neighbourWindow(const ClipOptions& options, const media::ClipInfo& info) {
+    NeighbourWindow window;
     const double seconds = longestWindow(options);
     if (seconds <= 0.0) {
-        return;
+        return window;
     }
-    const media::ClipInfo& info = reader.info();
-    reach_ = inspect::smoothingReach(media::timingForEffect(info), seconds);
-    needsEarlierFrames_ = needsEarlierFrames(options);
-    const std::int64_t frames = (needsEarlierFrames_ ? 2 : 1) * reach_ + 1;
+    window.reach = inspect::smoothingReach(media::timingForEffect(info), seconds);
+    window.needsEarlier = needsEarlierFrames(options);
     const bool isFile = canBeReadAgain(options.input);
-    if (frames > media::FrameWindow::capacity(info, isFile ? kFileBytes : kPipeBytes)) {
-        if (!isFile) {
-            refuseWindow(options, info, seconds, frames);
-        }
-        source_ =
-            std::make_unique<media::FileNeighbours>(options.input, inputOptions(options), depth);
-        return;
+    const std::int64_t memory =
+        options.memory > 0 ? options.memory : media::usualMemory(info.width, info.height);
+    const std::int64_t fitting =
+        media::FrameWindow::capacity(info, MemoryPlan::windowBytes(memory, isFile));
+    const bool fits = window.frames() <= fitting;
+    if (!fits && !isFile) {
+        refuseWindow(options, info, seconds, window, fitting);
     }
-    auto source = std::make_unique<media::FrameWindow>(
-        info, depth, firstNeeded(options.frames ? options.frames->first : 0));
-    window_ = source.get();
-    source_ = std::move(source);
-    reader.readBeyondSpan(reach_);
+    window.kind = fits ? NeighbourKind::Kept : NeighbourKind::ReadAgain;
+    return window;
 }
 
-bool Neighbours::isRenewal(std::int64_t frame) {
-    return frame > 0 && frame % kFramesBetweenRenewals == 0;
+Neighbours::Neighbours(const ClipOptions& options, media::ClipReader& reader,
+                       host::SampleDepth depth, const NeighbourWindow& window,
+                       const media::FileNeighbours::Limits& limits)
+    : range_(window) {
+    if (range_.kind == NeighbourKind::ReadAgain) {
+        source_ = std::make_unique<media::FileNeighbours>(options.input, inputOptions(options),
+                                                          depth, limits);
+    } else if (range_.kind == NeighbourKind::Kept) {
+        auto source = std::make_unique<media::FrameWindow>(
+            reader.info(), depth, firstNeeded(options.frames ? options.frames->first : 0));
+        window_ = source.get();
+        source_ = std::move(source);
+        reader.readBeyondSpan(range_.reach);
+    }
 }
 
-std::int64_t Neighbours::beginningFor(std::int64_t frame) const {
-    return std::max<std::int64_t>(0, frame - reach_ - 1);
-}
-
-/// Which frames may still be asked for when this one is rendered: at a renewal, and so from a
-/// window before it on, also those that the effect would else remember.
+/// Which frames may still be asked for when this one is rendered.
 std::int64_t Neighbours::firstNeeded(std::int64_t frame) const {
-    const std::int64_t sinceRenewal = frame % kFramesBetweenRenewals;
-    const std::int64_t renewal =
-        sinceRenewal == 0 ? frame : frame - sinceRenewal + kFramesBetweenRenewals;
-    return std::min(frame - (needsEarlierFrames_ ? reach_ : 0), renewal - reach_);
+    return frame - (range_.needsEarlier ? range_.reach : 0);
 }
 
 std::string Neighbours::description() const {
@@ -135,10 +126,6 @@ void Neighbours::moveTo(std::int64_t frame) {
     if (window_ != nullptr) {
         window_->moveTo(firstNeeded(frame));
     }
-}
-
-std::optional<std::int32_t> Neighbours::frameCount() const {
-    return source_ ? source_->frameCount() : std::nullopt;
 }
 
 void Neighbours::cancel() {

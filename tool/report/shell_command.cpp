@@ -2,6 +2,7 @@
 
 #include "media/clip_info.h"
 #include "media/image_sequence.h"
+#include "tool/options/color_options.h"
 #include "tool/values/control_catalog.h"
 #include "tool/values/option_values.h"
 
@@ -67,8 +68,7 @@ void addControls(const EffectOptions& effect, std::vector<std::string>& words) {
 
 void addClip(const ClipOptions& clip, std::vector<std::string>& words) {
     if (clip.frames) {
-        words.insert(words.end(), {"--frames", std::to_string(clip.frames->first) + "-" +
-                                                   std::to_string(clip.frames->last)});
+        words.insert(words.end(), {"--frames", frameRangeText(*clip.frames)});
     }
     if (!clip.inputFormat.empty()) {
         words.insert(words.end(), {"--input-format", clip.inputFormat});
@@ -76,11 +76,18 @@ void addClip(const ClipOptions& clip, std::vector<std::string>& words) {
     for (const KeyValue& option : clip.inputOptions) {
         words.insert(words.end(), {"--input-option", option.key + "=" + option.value});
     }
+    for (const auto& [what, name] : declaredColors(clip.declared)) {
+        words.insert(words.end(), {"--input-" + what, name});
+    }
     if (clip.allowNetwork) {
         words.emplace_back("--allow-network");
     }
     if (clip.maxPixels != media::kUsualPixels) {
         words.insert(words.end(), {"--max-pixels", std::to_string(clip.maxPixels)});
+    }
+    if (clip.hdr != media::HdrHandling::Refuse) {
+        const bool keepsPeak = clip.hdr == media::HdrHandling::KeepPeak;
+        words.insert(words.end(), {"--hdr", keepsPeak ? "keep-peak" : "treat-as-sdr"});
     }
     if (!clip.frameRate.empty()) {
         words.insert(words.end(), {"--frame-rate", clip.frameRate});

@@ -10,9 +10,11 @@ void printError(const std::string& message) {
     printNote("error: " + message);
 }
 
-void printWarnings(const std::vector<std::string>& warnings) {
+void printWarnings(const std::vector<std::string>& warnings, const std::set<std::string>& told) {
     for (const std::string& warning : warnings) {
-        printNote("warning: " + warning);
+        if (!told.contains(warning)) {
+            printNote("warning: " + warning);
+        }
     }
 }
 

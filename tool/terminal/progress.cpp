@@ -1,5 +1,6 @@
 #include "tool/terminal/progress.h"
 
+#include "tool/terminal/printable.h"
 #include "tool/terminal/terminal.h"
 
 #include <nlohmann/json.hpp>
@@ -47,6 +48,12 @@ std::string oneDecimal(double value) {
     char text[32];
     std::snprintf(text, sizeof text, "%.1f", value);
     return text;
+}
+
+/// "2/5  " for the second of five jobs.
+std::string jobText(const ProgressJob& job) {
+    return job.number == 0 ? ""
+                           : std::to_string(job.number) + "/" + std::to_string(job.count) + "  ";
 }
 
 /// "12/144 frames  8 %  45.2 fps  0:03 left", with what is known.
@@ -149,7 +156,8 @@ private:
         // The last column stays free: a terminal may wrap once it is written.
         const auto room = static_cast<std::size_t>(std::max(output.columns() - 1, 1));
         std::string line = stateText(state);
-        line = bar(state, room, line.size()) + line;
+        const std::string job = jobText(output.job);
+        line = job + bar(state, room, job.size() + line.size()) + line;
         line.resize(std::min(line.size(), room));
         const std::size_t drawn = line.size();
         // Blanks wipe what the last, longer line left; a narrowed terminal must not wrap them.
@@ -181,7 +189,7 @@ public:
 
 private:
     void show(const ProgressOutput& output, const State& state) override {
-        output.stream << stateText(state) + "\n";
+        output.stream << jobText(output.job) + stateText(state) + "\n";
     }
 };
 
@@ -196,7 +204,7 @@ private:
         const auto orNull = [](const auto& value) {
             return value ? nlohmann::ordered_json(*value) : nlohmann::ordered_json();
         };
-        const nlohmann::ordered_json line{
+        nlohmann::ordered_json line{
             {"event", state.isLast ? "end" : "progress"},
             {"frame", state.done},
             {"total", orNull(state.total)},
@@ -204,14 +212,20 @@ private:
             {"elapsed", state.elapsedSeconds},
             {"left", orNull(state.secondsLeft)},
         };
-        output.stream << line.dump() + "\n";
+        if (const ProgressJob& job = output.job; job.number > 0) {
+            line["clip"] = job.number;
+            line["clips"] = job.count;
+            line["input"] = job.input;
+        }
+        using ErrorHandler = nlohmann::ordered_json::error_handler_t;
+        output.stream << printableJson(line.dump(-1, ' ', false, ErrorHandler::replace)) + "\n";
     }
 };
 
 } // namespace
 
-ProgressOutput standardErrorOutput() {
-    return {std::cerr, standardErrorIsTerminal(), standardErrorColumns, Clock::now};
+ProgressOutput standardErrorOutput(const ProgressJob& job) {
+    return {std::cerr, standardErrorIsTerminal(), standardErrorColumns, Clock::now, job};
 }
 
 std::unique_ptr<Progress> makeProgress(ProgressStyle style, const ProgressOutput& output) {

@@ -1,11 +1,13 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <ostream>
+#include <string>
 
 namespace tintwell::tool {
 
@@ -23,16 +25,24 @@ public:
 
 enum class ProgressStyle { Auto, Bar, Lines, Json, None };
 
+/// Which of several jobs it is; no number for the only one.
+struct ProgressJob {
+    std::string input; ///< as the user named it
+    std::size_t number = 0;
+    std::size_t count = 0;
+};
+
 /// Where progress is written, and what the writer needs to know about that place.
 struct ProgressOutput {
     std::ostream& stream;
     bool isTerminal = false;
     std::function<int()> columns; ///< width of the terminal now
     std::function<std::chrono::steady_clock::time_point()> now;
+    ProgressJob job = {};
 };
 
 /// Standard error.
-ProgressOutput standardErrorOutput();
+ProgressOutput standardErrorOutput(const ProgressJob& job = {});
 
 /// Auto is a bar on a terminal and nothing elsewhere. The stream must outlive the result.
 std::unique_ptr<Progress> makeProgress(ProgressStyle style,

@@ -1,15 +1,11 @@
 #include "tool/values/option_values.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
 #include <stdexcept>
 #include <system_error>
-
-extern "C" {
-#include <libavutil/avutil.h>
-#include <libavutil/parseutils.h>
-}
 
 namespace tintwell::tool {
 namespace {
@@ -59,21 +55,40 @@ std::size_t parseCount(std::string_view text, std::size_t minimum, std::size_t m
 
 media::FrameSpan parseFrameRange(std::string_view text) {
     const std::size_t dash = text.find('-');
+    const std::string_view begin = text.substr(0, dash);
+    const std::string_view end = dash == std::string_view::npos ? text : text.substr(dash + 1);
     std::int64_t first = 0;
-    std::int64_t last = 0;
-    if (!readFrame(text.substr(0, dash), first) ||
-        !readFrame(dash == std::string_view::npos ? text : text.substr(dash + 1), last)) {
-        refuse(text, "is not a frame range; give FIRST-LAST or one frame, counted from 0, "
-                     "for example 0-99");
+    std::int64_t last = media::FrameSpan::kGreatest;
+    const bool given = !begin.empty() || !end.empty();
+    if (!given || (!begin.empty() && !readFrame(begin, first)) ||
+        (!end.empty() && !readFrame(end, last))) {
+        refuse(text, "is not a frame range; give FIRST-LAST, FIRST-, -LAST or one frame, counted "
+                     "from 0, for example 0-99");
     }
     if (last < first) {
         refuse(text, "ends before it begins; give the first frame first");
     }
-    if (last > media::FrameSpan::kGreatest) {
+    if (std::max(first, last) > media::FrameSpan::kGreatest) {
         refuse(text, "goes too far; the greatest frame number is " +
                          std::to_string(media::FrameSpan::kGreatest));
     }
-    return {first, last};
+    return end.empty() ? media::FrameSpan::from(first) : media::FrameSpan(first, last);
+}
+
+std::string frameRangeText(const media::FrameSpan& range) {
+    return std::to_string(range.first) + "-" + (range.toEnd ? "" : std::to_string(range.last));
+}
+
+std::vector<int> parseNumbers(std::string_view text) {
+    constexpr std::size_t kGreatest = 9999;
+    std::vector<int> numbers;
+    for (std::size_t begin = 0; begin <= text.size();) {
+        const std::size_t end = std::min(text.find(',', begin), text.size());
+        numbers.push_back(
+            static_cast<int>(parseCount(text.substr(begin, end - begin), 0, kGreatest)));
+        begin = end + 1;
+    }
+    return numbers;
 }
 
 KeyValue parseKeyValue(std::string_view text) {
@@ -85,15 +100,30 @@ KeyValue parseKeyValue(std::string_view text) {
 }
 
 double parseTime(std::string_view text) {
-    std::int64_t microseconds = 0;
-    if (av_parse_time(&microseconds, std::string(text).c_str(), 1) < 0) {
+    constexpr double kLongest = 1e9; // beyond all media, and exact to the microsecond
+    if (text.starts_with('-')) {
+        refuse(text, "lies before the beginning; times count from 0");
+    }
+    std::string_view rest = text;
+    double time = 0.0;
+    bool valid = true;
+    int parts = 0;
+    for (bool last = false; valid && !last; ++parts) {
+        const std::size_t colon = rest.find(':');
+        last = colon == std::string_view::npos;
+        const std::string_view part = rest.substr(0, colon);
+        double number = 0.0;
+        // "1:2.5:3" is none, nor is "1:75" or "1e3"; "75:10" is, as people count on in minutes.
+        valid = readWhole(part, number) && number < (parts > 0 ? 60.0 : kLongest) &&
+                part.find_first_not_of(last ? "0123456789." : "0123456789") == part.npos;
+        time = 60.0 * time + number;
+        rest.remove_prefix(last ? rest.size() : colon + 1);
+    }
+    if (!valid || parts > 3 || time > kLongest) {
         refuse(text, "is not a time; give seconds, or hours, minutes and seconds, for example 62.5 "
                      "or 1:02.5");
     }
-    if (microseconds < 0) {
-        refuse(text, "lies before the beginning; times count from 0");
-    }
-    return static_cast<double>(microseconds) / AV_TIME_BASE;
+    return time;
 }
 
 std::string parseFrameRate(std::string_view text) {

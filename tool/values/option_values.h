@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace tintwell::tool {
 
@@ -17,10 +18,16 @@ double parseReal(std::string_view text, double minimum, double maximum, std::str
 /// A whole number from `minimum` to `maximum`.
 std::size_t parseCount(std::string_view text, std::size_t minimum, std::size_t maximum);
 
-/// "A-B" or "A": frames counted from 0, the last not before the first.
+/// "A-B", "A", "A-" or "-B": frames counted from 0, the last not before the first.
 media::FrameSpan parseFrameRange(std::string_view text);
 
-/// Seconds from "12.5" or "1:02:03.5", to the microsecond; none below 0.
+/// What parseFrameRange reads as the same range.
+std::string frameRangeText(const media::FrameSpan& range);
+
+/// "A" or "A,B" and so on: small whole numbers, 0 and above.
+std::vector<int> parseNumbers(std::string_view text);
+
+/// Seconds from "12.5", "75:02.5" or "1:02:03.5"; none below 0.
 double parseTime(std::string_view text);
 
 /// "key=value"; the value may be empty and may hold further equals signs.

@@ -333,6 +333,88 @@ TEST(ColorConversion, PalettesAndBitFieldsAreUnpackedWithoutLoss) {
     }
 }
 
+/// Of each 8 by 8 samples of a component, in steps of the deeper format: by how much their mean
+/// differs from that of the source's, at most.
+double worstBlock(const PictureFormat& from, const AVFrame& before, const PictureFormat& to,
+                  const AVFrame& after, int component) {
+    const double white = (1 << traitsOf(to.pixelFormat).depth) - 1;
+    const int shift = traitsOf(from.pixelFormat).depth - traitsOf(to.pixelFormat).depth;
+    const double step =
+        to.color.fullRange ? ((1 << traitsOf(from.pixelFormat).depth) - 1) / white : 1 << shift;
+    const bool chroma = traitsOf(to.pixelFormat).model == ColorModel::Yuv && component > 0;
+    const double center = chroma ? 1 << (traitsOf(to.pixelFormat).depth - 1) : 0;
+    double worst = 0.0;
+    for (int top = 0; top + 8 <= rowsOf(from, component); top += 8) {
+        std::vector<double> differences(static_cast<std::size_t>(columnsOf(from, component)) / 8);
+        for (int row = top; row < top + 8; ++row) {
+            const Row expected = readRow(from, before, component, row);
+            const Row actual = readRow(to, after, component, row);
+            for (std::size_t x = 0; x < 8 * differences.size(); ++x) {
+                const double exact = (expected[x] - center * (1 << shift)) / step + center;
+                differences[x / 8] += (actual[x] - exact) / 64.0;
+            }
+        }
+        for (const double difference : differences) {
+            worst = std::max(worst, std::abs(difference));
+        }
+    }
+    return worst;
+}
+
+/// A slow ramp whose levels lie between those of fewer bits.
+FramePtr makeRamp(const PictureFormat& format) {
+    FramePtr picture = makePicture(format);
+    const int middle = 1 << (traitsOf(format.pixelFormat).depth - 1);
+    forEachRow(format, [&](int component, int row) {
+        Row samples(static_cast<std::size_t>(columnsOf(format, component)));
+        const bool chroma = traitsOf(format.pixelFormat).model == ColorModel::Yuv && component > 0;
+        for (std::size_t x = 0; x < samples.size(); ++x) {
+            const auto block = static_cast<int>(x / 8) + row / 8;
+            samples[x] = static_cast<std::uint16_t>(middle + (chroma ? block % 11 - 5 : 3 * block));
+        }
+        writeRow(format, *picture, component, row, samples);
+    });
+    return picture;
+}
+
+TEST(ColorConversion, FewerBitsAreDitheredAroundTheSameMean) {
+    struct Case {
+        const char* from;
+        const char* to;
+        AVColorRange range;
+    };
+
+    for (const auto& [fromName, toName, range] :
+         {Case{"yuv420p10le", "yuv420p", AVCOL_RANGE_MPEG},
+          Case{"yuv444p12le", "yuv444p10le", AVCOL_RANGE_MPEG},
+          Case{"yuv422p10le", "nv16", AVCOL_RANGE_JPEG},
+          Case{"gbrp10le", "rgb24", AVCOL_RANGE_JPEG},
+          Case{"gray12le", "gray", AVCOL_RANGE_JPEG}}) {
+        SCOPED_TRACE(toName);
+        const AVColorSpace matrix =
+            toName[0] == 'r' ? AVCOL_SPC_RGB : AVCOL_SPC_BT709; // no other can be for R,G,B
+        const PictureFormat from = formatOf(fromName, matrix, range, 160, 48);
+        const PictureFormat to = formatOf(toName, matrix, range, 160, 48);
+        const FramePtr before = makeRamp(from);
+        FrameBuffer world(from.width, from.height, SampleDepth::Bits16);
+        FrameToWorld(from, SampleDepth::Bits16).convert(*before, world);
+
+        WorldToFrame dithering(SampleDepth::Bits16, to, Rounding::Dithered);
+        const FramePtr after = makePicture(to);
+        const FramePtr rounded = makePicture(to);
+        dithering.convert(world, *after);
+        WorldToFrame(SampleDepth::Bits16, to).convert(world, *rounded);
+        for (int component = 0; component < componentsOf(to); ++component) {
+            EXPECT_LT(worstBlock(from, *before, to, *after, component), 0.05) << component;
+            EXPECT_GT(worstBlock(from, *before, to, *rounded, component), 0.2) << component;
+        }
+        const FramePtr again = makePicture(to); // with the same converter, after another picture
+        dithering.convert(FrameBuffer(from.width, from.height, SampleDepth::Bits16), *again);
+        dithering.convert(world, *again);
+        EXPECT_TRUE(std::isinf(worstPsnr(to, *after, *again)));
+    }
+}
+
 TEST(ColorEncoding, GuessesAsPlayersDoAndKeepsTags) {
     const auto matrixFor = [](int width, int height) {
         return resolveColor(AV_PIX_FMT_YUV420P, width, height, {}).matrix;

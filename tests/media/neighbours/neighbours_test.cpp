@@ -195,13 +195,14 @@ TEST_P(FileNeighboursTest, everyFrameIsThatOfDecodingFromTheStart) {
     const Worlds expected = decodeInOrder(input, depth);
     const auto frames = static_cast<int>(expected.size());
     ASSERT_GT(frames, kFrames / 2);
-    for (const std::size_t kept : {std::size_t{0}, FileNeighbours::kKeptBytes}) {
+    const FileNeighbours::Limits usual;
+    for (const auto& limits : {FileNeighbours::Limits{0, 0}, usual}) {
         for (const std::vector<int>& pattern : patternsFor(frames)) {
-            FileNeighbours neighbours(input, {}, depth, kept);
+            FileNeighbours neighbours(input, {}, depth, limits);
             for (const int index : pattern) {
                 ASSERT_TRUE(bytesOf(*neighbours.frame(index)) ==
                             expected[static_cast<std::size_t>(index)])
-                    << "frame " << index << " of " << frames << ", keeping " << kept;
+                    << "frame " << index << " of " << frames << ", keeping " << limits.keptBytes;
             }
             EXPECT_FALSE(neighbours.frameCount() && *neighbours.frameCount() != frames);
             EXPECT_THROW(neighbours.frame(frames), MediaError);

@@ -164,13 +164,26 @@ TEST_F(BadMediaTest, WhatCannotBeRenderedIsRefusedAndLeavesNothing) {
     ffmpeg("-f lavfi -i color=s=9000x8000 -frames:v 1 large.png");
     write("over.m3u8", "#EXTM3U\n#EXT-X-TARGETDURATION:3\n#EXTINF:3,\n../good.ts\n");
     write("net.m3u8", "#EXTM3U\n#EXT-X-TARGETDURATION:3\n#EXTINF:3,\nhttp://127.0.0.1:9/good.ts\n");
-    ffmpeg("-f lavfi -i testsrc2=size=64x48:rate=200 -frames:v 4 quick.mkv");
+    for (const char* rate : {"200", "1200"}) {
+        ffmpeg(std::string("-f lavfi -i testsrc2=size=64x48:rate=") + rate +
+               " -frames:v 4 -video_track_timescale 1200 quick" + rate + ".mp4");
+    }
+    ffmpeg("-f lavfi -i testsrc2=size=64x48 -frames:v 1 -pix_fmt pal8 palette.png");
+    ffmpeg("-f rawvideo -pixel_format bayer_bggr8 -video_size 64x48 -i good.ts -frames:v 1 -c copy "
+           "bayer.nut");
     for (const auto& [input, output, part] : std::vector<std::array<const char*, 3>>{
              {"large.png", "out.mkv", "9000x8000 have 72000000 pixels"},
              {"over.m3u8", "out.mkv", "--allow-network"},
              {"net.m3u8", "out.mkv", "--allow-network"},
              {"http://127.0.0.1:9/good.ts", "out.mkv", "--allow-network"},
-             {"quick.mkv", "out.gif", "at most 100 frames per second"},
+             {"quick200.mp4", "out.gif", "at most 100 frames per second"},
+             {"quick200.mp4", "out.mxf", "at most 120 frames per second"},
+             {"quick1200.mp4", "out.avi", "at most 1000 frames per second"},
+             {"quick1200.mp4", "out.mpg", "at most 240 frames per second"},
+             {"quick1200.mp4", "out.asf", "at most 1000 frames per second"},
+             {"quick1200.mp4", "out.swf", "at most 255 frames per second"},
+             {"palette.png", "out.nut", "pixel format pal8"},
+             {"bayer.nut", "out2.nut", "pixel format bayer_bggr8"},
              {"cut.mp4", "out.mkv", "moov atom not found"},
              {"empty.mp4", "out.mkv", "not a media file"},
              {"nothing.y4m", "out.mkv", "no picture"},
@@ -200,6 +213,23 @@ TEST_F(BadMediaTest, WhatCannotBeRenderedIsRefusedAndLeavesNothing) {
         expectRefusal({"render", "good.mkv", output, "--quiet"}, 1, {output, "File too large"});
     }
     setrlimit(RLIMIT_FSIZE, &limit);
+}
+
+TEST_F(BadMediaTest, MessagesAreAboutWhatFailedAndNothingElseIsPrinted) {
+    write("wrong.ts", withWrongBytes(good("good.ts"))); // of which the decoder says a lot
+    EXPECT_EQ(run({"render", "wrong.ts", "/dev/full", "--output-format", "nut", "--quiet"}).err,
+              "tintwell: error: /dev/full: cannot be written (No space left on device)\n");
+    for (const auto& [encoder, option] :
+         std::vector<std::array<const char*, 2>>{{"libx264", "crf=20"},
+                                                 {"libx265", "x265-params=crf=20"},
+                                                 {"libvpx-vp9", "crf=20"},
+                                                 {"libsvtav1", "preset=12"}}) {
+        const Outcome outcome =
+            run({"render", "good.mkv", "out.mkv", "--frames", "0-1", "--quiet", "--overwrite",
+                 "--video-codec", encoder, "--encoder-option", option});
+        EXPECT_EQ(outcome.exitCode, 0) << encoder;
+        EXPECT_EQ(outcome.err, "") << encoder;
+    }
 }
 
 TEST_F(BadMediaTest, StoppedAtAnyMomentItLeavesTheOldOutputOrTheWholeNewOne) {

@@ -35,6 +35,15 @@ TEST_F(CommandLineTest, WrongUsageIsToldWithTheOptionAndExits2) {
         {{"--depth", "10"}, {"--depth: '10'", "auto|8|16"}},
         {{"--progress", "dots"}, {"--progress: 'dots'", "auto|bar|lines|json|none"}},
         {{"--frames", "9-3"}, {"--frames: '9-3'", "ends before it begins"}},
+        {{"--frames", "2-", "--from", "1"}, {"--from", "--frames", "exclude"}},
+        {{"--from", "-1"}, {"--from: '-1'", "before the beginning"}},
+        {{"--name", "{stem}"}, {"--name", "--output-folder"}},
+        {{"--output-folder", ".", "--name", "a/{stem}"}, {"--name: 'a/{stem}'", "folders"}},
+        {{"--output-folder", ".", "--name", "{name}.mkv"}, {"'{name}.mkv'", "{stem}-corrected"}},
+        {{"--output-folder", ".", "-"}, {"standard input has no name"}},
+        {{"--to", "1:75"}, {"--to: '1:75'", "hours, minutes"}},
+        {{"--from", "2", "--to", "2.0"}, {"nothing between --from and --to"}},
+        {{"--input-matrix", "bt2100"}, {"--input-matrix: 'bt2100'", "bt709", "bt601"}},
         {{"--crf", "64"}, {"--crf: '64'", "between 0 and 63"}},
         {{"--encoder-option", "slow"}, {"--encoder-option: 'slow'", "KEY=VALUE"}},
         {{"--frame-rate", "0"}, {"--frame-rate: '0'"}},
@@ -53,6 +62,10 @@ TEST_F(CommandLineTest, WrongUsageIsToldWithTheOptionAndExits2) {
     expectRefusal({"lut", "-", "--cdl", "--at", "1"}, 2, {"--at", "standard input"});
     expectRefusal({"lut", "clip.y4m", "-o", "a.3dl"}, 2, {"a.3dl", ".cube, .spi1d, .cdl, .ccc"});
     expectRefusal({"lut", "clip.y4m", "-o", "a.cdl", "--size", "9"}, 2, {"a.cdl", "--size"});
+    expectRefusal({"lut", "clip.y4m", "-o", "a.cube", "--format", "cube3d", "--size", "130"}, 2,
+                  {"a.cube", "at most 129 points"});
+    expectRefusal({"lut", "clip.y4m", "-o", "-", "--format", "cdl", "--cdl"}, 2,
+                  {"--cdl", "standard output"});
     for (const std::string size : {"1", "65537", "2.5", "-9"}) {
         expectRefusal({"lut", "clip.y4m", "-o", "a.cube", "--size=" + size}, 2,
                       {"--size: '" + size, "2 and 65536"});
@@ -79,6 +92,10 @@ TEST_F(CommandLineTest, FailuresNameTheFileAndExit1WithoutLeavingAnything) {
                   {"frames 5-10", "which has 10"});
     expectRefusal({"render", "clip.y4m", "out.mkv", "--frames", "90-99"}, 1,
                   {"frames 90-99", "which has 10"});
+    expectRefusal({"render", "clip.y4m", "out.mkv", "--frames", "10-"}, 1,
+                  {"frames 10-", "which has 10"});
+    expectRefusal({"render", "clip.y4m", "out.mkv", "--from", "0:00.4"}, 1,
+                  {"clip.y4m", "no frame of it begins"});
     expectRefusal({"render", "clip.y4m", "out.mkv", "--video-codec", "magic"}, 1, {"magic"});
     expectRefusal({"render", "clip.y4m", "out.mkv", "--module", "no.so"}, 1, {"no.so"});
     expectRefusal({"render", "clip.y4m", "out.mkv", "--module", "text.mp4"}, 1, {"text.mp4"});
@@ -91,6 +108,9 @@ TEST_F(CommandLineTest, FailuresNameTheFileAndExit1WithoutLeavingAnything) {
                   {"clip.y4m: shows no frame at 9 seconds", "last one begins at 0.360"});
     expectRefusal({"lut", "clip.y4m", "-o", "no/a.cube"}, 1, {"no/a.cube"});
     expectRefusal({"lut", "text.mp4", "--cdl"}, 1, {"text.mp4"});
+    write("a.ppm", picture(0, 1));
+    expectRefusal({"analyze", "a.ppm", "--input-matrix", "bt709"}, 1,
+                  {"a.ppm: its pixel format is rgb24, which has no matrix"});
     write("there.cube", "precious");
     expectRefusal({"lut", "clip.y4m", "-o", "there.cube"}, 1, {"there.cube", "--overwrite"});
     expectRefusal({"controls", "--module", "text.mp4"}, 1, {"text.mp4"});

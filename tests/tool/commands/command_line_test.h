@@ -112,6 +112,21 @@ protected:
         ASSERT_EQ(std::system(line.c_str()), 0) << arguments;
     }
 
+    /// What a line for the shell prints, run in the folder.
+    std::string outputOf(const std::string& line) const {
+        const std::string file = (folder_ / "told").string();
+        const std::string all = "cd '" + work_.string() + "' && " + line + " > '" + file + "'";
+        EXPECT_EQ(std::system(all.c_str()), 0) << line;
+        return contentOf(file);
+    }
+
+    /// What ffprobe tells of a file, a line for each stream or packet.
+    std::string probed(const std::string& file, const std::string& what) const {
+        const std::string told = outputOf("ffprobe -v error -of csv=p=0 " + what + " " + file);
+        const std::size_t end = told.find("\n\n"); // programs repeat what is told of streams
+        return end == std::string::npos ? told : told.substr(0, end + 1);
+    }
+
     std::set<std::string> filesInWork() const {
         std::set<std::string> names;
         for (const auto& entry : fs::directory_iterator(work_)) {
@@ -120,15 +135,24 @@ protected:
         return names;
     }
 
+    /// What was said before the work began goes before it.
+    static std::string withoutWarnings(std::string text) {
+        while (text.starts_with("tintwell: warning: ")) {
+            text.erase(0, text.find('\n') + 1);
+        }
+        return text;
+    }
+
     /// The program must end with this code, say these things in one line, and leave no file.
     void expectRefusal(const Arguments& arguments, int exitCode,
                        const std::vector<std::string>& parts) const {
         const std::set<std::string> before = filesInWork();
-        const Outcome outcome = run(arguments);
+        Outcome outcome = run(arguments);
         EXPECT_EQ(outcome.exitCode, exitCode) << outcome.err;
         EXPECT_EQ(outcome.out, "");
-        EXPECT_EQ(outcome.err.rfind("tintwell: error: ", 0), 0U) << outcome.err;
-        EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
+        const std::string error = withoutWarnings(outcome.err);
+        EXPECT_EQ(error.rfind("tintwell: error: ", 0), 0U) << outcome.err;
+        EXPECT_EQ(std::count(error.begin(), error.end(), '\n'), 1) << outcome.err;
         for (const std::string& part : parts) {
             EXPECT_NE(outcome.err.find(part), std::string::npos)
                 << "'" << part << "' is not in: " << outcome.err;

@@ -95,6 +95,40 @@ TEST_F(CommandLineTest, ALookupTableInFfmpegGivesTheRenderedFrame) {
     }
 }
 
+TEST_F(CommandLineTest, ACubeInFfmpegIsOffByWhatIsTold) {
+    write("a.ppm", pictureWithRamps(0));
+    for (const auto& [controls, size] : std::vector<std::pair<Arguments, std::string>>{
+             {{}, ""},
+             {{"--snap-neutral-midtones", "--black-clip", "8"}, "17"},
+             {{"--snap-neutral-midtones", "--blend-with-original", "30"}, "65"},
+             {{"--white-clip", "9"}, "2"}}) {
+        Arguments render{"render", "a.ppm", "r.ppm", "--overwrite"};
+        Arguments lut{"lut", "a.ppm", "-o", "l.cube", "--format", "cube3d", "--overwrite"};
+        for (Arguments* arguments : {&render, &lut}) {
+            arguments->insert(arguments->end(), controls.begin(), controls.end());
+        }
+        if (!size.empty()) {
+            lut.insert(lut.end(), {"--size", size});
+        }
+        ASSERT_EQ(run(render).exitCode, 0);
+        const Outcome outcome = run(lut);
+        ASSERT_EQ(outcome.exitCode, 0) << outcome.err;
+        const double told = numbersAfter(outcome.err, "off by at most ").at(0);
+        EXPECT_NE(outcome.err.find(" its " + (size.empty() ? "33" : size) + " points"),
+                  std::string::npos)
+            << outcome.err;
+        const std::vector<int> ours = samplesOf(contentOf(work_ / "r.ppm"), 1);
+        for (const char* interpolation : {"trilinear", "tetrahedral"}) {
+            ffmpeg(std::string("-i a.ppm -vf format=gbrp,lut3d=file=l.cube:interp=") +
+                   interpolation + " l.ppm");
+            const int found = largestDifference(ours, samplesOf(contentOf(work_ / "l.ppm"), 1));
+            EXPECT_LE(std::abs(found - told), 1.0) << interpolation << size; // levels are whole
+        }
+    }
+    const Outcome piped = run({"lut", "a.ppm", "-o", "-", "--format", "cube3d", "--size", "9"});
+    EXPECT_EQ(numbersAfter(piped.out, "MAX 1.0 1.0 1.0\n").size(), 3 * 9 * 9 * 9U);
+}
+
 TEST_F(CommandLineTest, AColorDecisionIsTheNearestAndTellsItsLargestError) {
     write("a.ppm", picture(0, 1));
     const Arguments lut{"lut", "a.ppm", "--snap-neutral-midtones", "--quiet", "-o"};

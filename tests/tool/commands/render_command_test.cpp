@@ -29,7 +29,8 @@ TEST_F(CommandLineTest, RenderWritesTheClipAndTheSummary) {
     EXPECT_EQ(nlohmann::json::parse(line).at("event"), "end");
     ASSERT_TRUE(std::getline(lines, line));
     EXPECT_NE(line.find("out.mkv: 6 frames of 64x48"), std::string::npos) << line;
-
+    ASSERT_TRUE(std::getline(lines, line));
+    EXPECT_NE(line.find("encoded as ffv1, yuv420p, lossless, "), std::string::npos) << line;
     ASSERT_TRUE(std::getline(lines, line));
     EXPECT_NE(line.find("the correction changed the average pixel by"), std::string::npos) << line;
     EXPECT_GT(summary.at("correction").at("strength"), 1.0);
@@ -39,6 +40,88 @@ TEST_F(CommandLineTest, RenderWritesTheClipAndTheSummary) {
     EXPECT_EQ(again.out + again.err, "");
 }
 
+TEST_F(CommandLineTest, RangesAreThoseThatPeopleName) {
+    ffmpeg("-i clip.y4m -c:v ffv1 clip.mov"); // evenly spaced by its index
+
+    struct Case {
+        Arguments range;
+        std::size_t first;
+        std::size_t count;
+    };
+
+    for (const char* input : {"clip.y4m", "clip.mov"}) {
+        for (const auto& [range, first, count] :
+             {Case{{"--frames", "7-"}, 7, 3}, Case{{"--frames", "-2"}, 0, 3},
+              Case{{"--from", "0.08"}, 2, 8}, Case{{"--from", "0.081", "--to", "0:00.2"}, 3, 2},
+              Case{{"--to", "1:00:00"}, 0, 10}}) {
+            Arguments render{
+                "render", input, "-", "--output-format", "yuv4mpegpipe", "--blend-with-original",
+                "100"};
+            render.insert(render.end(), range.begin(), range.end());
+            const Outcome outcome = run(render);
+            EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
+            std::string frames;
+            for (std::size_t i = 0; i < count; ++i) {
+                frames += clipFrame(static_cast<int>(first + i));
+            }
+            EXPECT_TRUE(outcome.out.substr(outcome.out.find('\n') + 1) == frames)
+                << input << testing::PrintToString(range);
+        }
+    }
+    EXPECT_EQ(run({"render", "clip.mov", "one.png", "--from", "0.36"}).exitCode, 0);
+    const Outcome page =
+        run({"report", "clip.y4m", "--from", "0.2", "--at", "0.1", "-o", "r.html"});
+    EXPECT_NE(page.err.find("frame 2, which --frames, or --from and"), std::string::npos)
+        << page.err;
+}
+
+TEST_F(CommandLineTest, DeclaredColoursCountAsTagsDo) {
+    ffmpeg("-i clip.y4m -c:v ffv1 -colorspace bt709 -color_range pc -color_primaries bt2020 "
+           "-color_trc smpte170m tagged.mkv");
+    ffmpeg("-i clip.y4m -c:v ffv1 -colorspace smpte170m -color_range tv -color_primaries bt709 "
+           "-color_trc bt709 wrong.mkv");
+    const Arguments declared{"--input-matrix",    "bt709",  "--input-range",    "full",
+                             "--input-primaries", "bt2020", "--input-transfer", "smpte170m"};
+    const auto with = [&](Arguments arguments, bool declare) {
+        arguments.insert(arguments.end(), declared.begin(),
+                         declare ? declared.end() : declared.begin());
+        const Outcome outcome = run(arguments);
+        EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
+        return outcome;
+    };
+    const std::string levels = with({"analyze", "tagged.mkv", "--csv"}, false).out;
+    EXPECT_NE(with({"analyze", "wrong.mkv", "--csv"}, false).out, levels);
+    for (const std::string input : {"clip.y4m", "wrong.mkv"}) {
+        EXPECT_EQ(with({"analyze", input, "--csv"}, true).out, levels);
+        const Outcome rendered = with(
+            {"render", input, "out.mkv", "--video-codec", "ffv1", "--json", "--overwrite"}, true);
+        EXPECT_NE(rendered.err.find("taken as declared: matrix bt709, range pc, primaries "
+                                    "bt2020, transfer smpte170m"),
+                  std::string::npos)
+            << rendered.err;
+        EXPECT_EQ(nlohmann::json::parse(rendered.out).at("color_declared").at("range"), "pc");
+        // What another program reads of the output, and of the tagged input's, is the same.
+        with({"render", "tagged.mkv", "same.mkv", "--video-codec", "ffv1", "--overwrite"}, false);
+        for (const std::string name : {"out", "same"}) {
+            ASSERT_EQ(std::system(("cd '" + work_.string() +
+                                   "' && ffprobe -v error -select_streams "
+                                   "v -show_entries stream=pix_fmt,color_range,color_space,"
+                                   "color_primaries,color_transfer " +
+                                   name + ".mkv > " + name + ".tags && ffmpeg -v error -i " + name +
+                                   ".mkv -f framemd5 - >> " + name + ".tags")
+                                      .c_str()),
+                      0);
+        }
+        EXPECT_NE(contentOf(work_ / "out.tags").find("color_primaries=bt2020"), std::string::npos);
+        EXPECT_EQ(contentOf(work_ / "out.tags"), contentOf(work_ / "same.tags"));
+    }
+    ffmpeg("-i clip.y4m -c:v mjpeg -q:v 2 full.avi"); // full range by the pixel format's name
+    const Outcome limited = run(
+        {"render", "full.avi", "l.mkv", "--video-codec", "ffv1", "--json", "--input-range", "tv"});
+    EXPECT_EQ(nlohmann::json::parse(limited.out).at("output_pixel_format"), "yuv420p");
+    EXPECT_EQ(nlohmann::json::parse(limited.out).at("color_range"), "tv");
+}
+
 TEST_F(CommandLineTest, DryRunTellsThePlanAndWritesNothing) {
     const Outcome outcome = run({"render", "clip.y4m", "out.mkv", "--dry-run", "--json", "--frames",
                                  "2-7", "--temporal-smoothing", "0.2", "--depth", "16"});
@@ -46,9 +129,13 @@ TEST_F(CommandLineTest, DryRunTellsThePlanAndWritesNothing) {
     const auto plan = nlohmann::json::parse(outcome.out);
     EXPECT_EQ(plan.at("frames"), 6);
     EXPECT_EQ(plan.at("depth"), 16);
-    EXPECT_EQ(plan.at("video_codec"), "libx264");
+    EXPECT_EQ(plan.at("video_codec"), "ffv1");
+    EXPECT_EQ(plan.at("video_quality"), "lossless");
     EXPECT_EQ(plan.at("neighbours"), 4); // half of five frames, rounded up, and the one beyond
     EXPECT_EQ(plan.at("controls").at("temporal-smoothing"), 0.2);
+    EXPECT_GT(plan.at("memory"), 64 << 20);
+    expectRefusal({"render", "clip.y4m", "out.mkv", "--memory", "64"}, 1,
+                  {"clip.y4m: ", "within 64 MiB", "are enough (--memory)"});
     EXPECT_EQ(filesInWork(), std::set<std::string>{"clip.y4m"});
 }
 

@@ -96,15 +96,19 @@ TEST(ShellCommand, RepeatsWhatWasAskedFor) {
     clip.inputFormat = "rawvideo";
     clip.inputOptions = {{"video_size", "64x48"}};
     clip.frameRate = "30000/1001";
-    clip.frames = media::FrameSpan(3, 7);
+    clip.frames = media::FrameSpan::from(3);
+    clip.declared.matrix = AVCOL_SPC_SMPTE170M;
+    clip.declared.range = AVCOL_RANGE_JPEG;
     clip.depth = host::SampleDepth::Bits16;
+    clip.hdr = media::HdrHandling::KeepPeak;
     clip.highQuality = false;
     effect.controlsFile = "c d.json";
     effect.values = {{host::Control::TemporalSmoothing, 0.1}, {host::Control::SceneDetect, 0.0}};
     EXPECT_EQ(commandLine(clip, effect),
               "tintwell render clip.bin corrected-clip.bin.mkv --controls 'c d.json' "
-              "--temporal-smoothing 0.1 --no-scene-detect --frames 3-7 --input-format rawvideo "
-              "--input-option video_size=64x48 --frame-rate 30000/1001 --depth 16 --quality draft");
+              "--temporal-smoothing 0.1 --no-scene-detect --frames 3- --input-format rawvideo "
+              "--input-option video_size=64x48 --input-matrix smpte170m --input-range pc "
+              "--hdr keep-peak --frame-rate 30000/1001 --depth 16 --quality draft");
 }
 
 /// One file must not become a sequence, as which its name could be read, nor a sequence one file.

@@ -14,9 +14,10 @@ namespace {
 /// A job under a clock and on a terminal that the test controls.
 class Job {
 public:
-    explicit Job(ProgressStyle style, std::optional<std::int64_t> total, bool isTerminal = true)
-        : progress_(makeProgress(
-              style, {text_, isTerminal, [this] { return columns; }, [this] { return now_; }})) {
+    explicit Job(ProgressStyle style, std::optional<std::int64_t> total, bool isTerminal = true,
+                 const ProgressJob& job = {})
+        : progress_(makeProgress(style, {text_, isTerminal, [this] { return columns; },
+                                         [this] { return now_; }, job})) {
         progress_->begin(total);
     }
 
@@ -54,6 +55,21 @@ TEST(Progress, BarShowsShareRateAndTimeLeft) {
         "[" + std::string(24, '#') + "]  200/200 frames  100 %  25.0 fps  0:00 left",
         "[" + std::string(24, '#') + "]  200/200 frames  100 %  25.0 fps  0:08     \n"};
     EXPECT_EQ(job.drawings('\r'), kExpected);
+}
+
+TEST(Progress, OfSeveralJobsTellsWhichOneItIs) {
+    Job bar(ProgressStyle::Bar, 4, true, {"a.mp4", 2, 5});
+    bar.columns = 30; // no room for a bar beside the number
+    bar.end();
+    EXPECT_EQ(bar.drawings('\r').back(), "2/5  0/4 frames  0 %  0:00\n");
+    Job json(ProgressStyle::Json, 4, true, {"a\xFF\xE2\x80\xAE.mp4", 2, 5});
+    json.end();
+    const std::string line = json.drawings('\n').back();
+    EXPECT_EQ(line.find("\xE2\x80\xAE"), std::string::npos);
+    const auto event = nlohmann::json::parse(line);
+    EXPECT_EQ(event.at("clip"), 2);
+    EXPECT_EQ(event.at("clips"), 5);
+    EXPECT_NE(event.at("input").get<std::string>().find("\xE2\x80\xAE"), std::string::npos);
 }
 
 TEST(Progress, IsShownAtMostTenTimesASecondOnABarAndOnceOnLines) {

@@ -31,14 +31,17 @@ TEST(OptionValues, FrameRanges) {
         std::int64_t last;
     };
 
-    for (const Case& good : {Case{"0-0", 0, 0}, Case{"7", 7, 7}, Case{"5-120", 5, 120}}) {
+    for (const Case& good : {Case{"0-0", 0, 0}, Case{"7", 7, 7}, Case{"5-120", 5, 120},
+                             Case{"5-", 5, media::FrameSpan::kGreatest}, Case{"-5", 0, 5}}) {
         const media::FrameSpan range = parseFrameRange(good.text);
+        EXPECT_EQ(range.toEnd, std::string(good.text) == "5-");
+        EXPECT_EQ(frameRangeText(parseFrameRange(frameRangeText(range))), frameRangeText(range));
         EXPECT_EQ(range.first, good.first) << good.text;
         EXPECT_EQ(range.last, good.last) << good.text;
     }
     for (const char* const text :
-         {"", "-", "-5", "5-", "9-3", "1-2-3", "a-b", "1.5", "1 - 2", "1--2",
-          "99999999999999999999", "0-9223372036854775807", "2147483647", "4-2147483648"}) {
+         {"", "-", "--5", "9-3", "1-2-3", "a-b", "1.5", "1 - 2", "1--2", "99999999999999999999",
+          "0-9223372036854775807", "2147483647", "4-2147483648", "2147483647-"}) {
         EXPECT_THROW(parseFrameRange(text), std::invalid_argument) << text;
     }
 }
@@ -63,9 +66,12 @@ TEST(OptionValues, FrameRates) {
 
 TEST(OptionValues, Times) {
     EXPECT_EQ(parseTime("12.5"), 12.5);
-    EXPECT_EQ(parseTime("1:02.04"), 62.04);
-    EXPECT_EQ(parseTime("1:00:00.000001"), 3600.000001);
-    for (const char* const text : {"", "soon", "1:2:3:4", "12,5", "nan", "1e300", "-1"}) {
+    EXPECT_DOUBLE_EQ(parseTime("1:02.04"), 62.04);
+    EXPECT_EQ(parseTime("75:00"), 4500.0);
+    EXPECT_DOUBLE_EQ(parseTime("1:00:00.000001"), 3600.000001);
+    for (const char* const text :
+         {"", ":", "1:", ":1", "soon", "1:2:3:4", "1:75", "1:60:00", "1.5:00", "12,5", "1e3", "nan",
+          "inf", "0x1", " 1", "1s", "-1", "1:-2", "99999999999"}) {
         EXPECT_THROW(parseTime(text), std::invalid_argument) << text;
     }
 }

@@ -1,10 +1,11 @@
-#include "media/write/stream_copy.h"
+#include "media/streams/stream_copy.h"
 
 #include <algorithm>
 #include <array>
 #include <cstring>
 #include <new>
 #include <string_view>
+#include <utility>
 
 extern "C" {
 #include <libavutil/mathematics.h>
@@ -21,9 +22,27 @@ constexpr std::array kPictureSideData{
 };
 
 /// Said of the file or of the encoded stream rather than of the clip: no longer true of the copy.
-constexpr std::array<std::string_view, 10> kStaleMetadata{
-    "major_brand", "minor_version", "compatible_brands", "encoder",   "duration",
-    "bps",         "number_of_",    "_statistics_",      "vendor_id", "rotate"};
+constexpr std::array<std::string_view, 21> kStaleMetadata{"major_brand",
+                                                          "minor_version",
+                                                          "compatible_brands",
+                                                          "encoder",
+                                                          "duration",
+                                                          "bps",
+                                                          "number_of_",
+                                                          "_statistics_",
+                                                          "vendor_id",
+                                                          "rotate",
+                                                          "generation_uid",
+                                                          "product_uid",
+                                                          "toolkit_version",
+                                                          "operational_pattern_ul",
+                                                          "application_platform",
+                                                          "material_package_",
+                                                          "file_package_",
+                                                          "data_type",
+                                                          "track_name",
+                                                          "variant_bitrate",
+                                                          "uid"};
 
 bool isStale(std::string key) {
     std::ranges::transform(key, key.begin(),
@@ -43,15 +62,23 @@ void copyEntries(const AVDictionary* source, AVDictionary** target) {
 
 } // namespace
 
-bool isChapterText(const AVStream& stream) {
-    return stream.codecpar->codec_id == AV_CODEC_ID_BIN_DATA &&
-           stream.codecpar->codec_tag == MKTAG('t', 'e', 'x', 't');
+bool isMadeAnew(const AVStream& stream) {
+    const std::uint32_t tag = stream.codecpar->codec_tag;
+    const bool chapters =
+        stream.codecpar->codec_id == AV_CODEC_ID_BIN_DATA && tag == MKTAG('t', 'e', 'x', 't');
+    return chapters ||
+           (stream.codecpar->codec_type == AVMEDIA_TYPE_DATA && tag == MKTAG('t', 'm', 'c', 'd'));
 }
 
 std::string describeStream(const AVStream& stream) {
     const char* kind = av_get_media_type_string(stream.codecpar->codec_type);
+    const AVCodecParameters& parameters = *stream.codecpar;
+    std::array<char, AV_FOURCC_MAX_STRING_SIZE> tag{};
+    const bool unnamed = parameters.codec_id == AV_CODEC_ID_NONE && parameters.codec_tag != 0;
+    const std::string codec = unnamed ? av_fourcc_make_string(tag.data(), parameters.codec_tag)
+                                      : avcodec_get_name(parameters.codec_id);
     return std::string(kind != nullptr ? kind : "unknown") + " stream " +
-           std::to_string(stream.index) + " (" + avcodec_get_name(stream.codecpar->codec_id) + ")";
+           std::to_string(stream.index) + " (" + codec + ")";
 }
 
 AVStream& addCopiedStream(AVFormatContext& output, const AVStream& source) {
@@ -109,6 +136,30 @@ void copyStreamProperties(const AVStream& source, AVStream& target) {
             throw std::bad_alloc();
         }
         std::memcpy(copy, data, size);
+    }
+}
+
+void useOldLanguageCodes(AVFormatContext& output) {
+    constexpr std::array<std::pair<const char*, const char*>, 8> kCodes{{{"fre", "fra"},
+                                                                         {"deu", "ger"},
+                                                                         {"nld", "dut"},
+                                                                         {"swe", "sve"},
+                                                                         {"ell", "gre"},
+                                                                         {"isl", "ice"},
+                                                                         {"zho", "chi"},
+                                                                         {"fas", "per"}}};
+    if (std::string_view(output.oformat->name) != "mov") {
+        return;
+    }
+    for (unsigned i = 0; i < output.nb_streams; ++i) {
+        AVDictionary** metadata = &output.streams[i]->metadata;
+        const AVDictionaryEntry* language = av_dict_get(*metadata, "language", nullptr, 0);
+        for (const auto& [code, known] : kCodes) {
+            if (language != nullptr && std::string_view(language->value) == code) {
+                av_dict_set(metadata, "language", known, 0);
+                break;
+            }
+        }
     }
 }
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "media/ffmpeg_objects.h"
-#include "media/read/copied_packets.h"
+#include "media/moment.h"
 
 #include <optional>
 #include <string>
@@ -10,8 +10,9 @@ namespace tintwell::media {
 
 // What is taken over from one container to another as it is. Throws std::bad_alloc.
 
-/// The track in which QuickTime files keep the titles of their chapters.
-bool isChapterText(const AVStream& stream);
+/// The tracks in which QuickTime files keep the titles of their chapters and their timecode: the
+/// muxer makes them anew from chapters and metadata.
+bool isMadeAnew(const AVStream& stream);
 
 /// For messages: "audio stream 2 (aac)".
 std::string describeStream(const AVStream& stream);
@@ -25,6 +26,10 @@ void attachPicture(AVFormatContext& output, const AVStream& source);
 /// A stream's metadata, disposition, and what it says about its pictures as a whole: rotation,
 /// projection, mastering display. For a stream that is encoded anew.
 void copyStreamProperties(const AVStream& source, AVStream& target);
+
+/// Languages of streams as the container knows them: that of QuickTime knows only one of two codes
+/// that some have.
+void useOldLanguageCodes(AVFormatContext& output);
 
 void copyMetadata(const AVFormatContext& source, AVFormatContext& output);
 
