@@ -58,10 +58,6 @@ ClipWriter::ClipWriter(const std::string& output, const std::string& input,
     noteSideData(video.first, sideData_);
     const EncodingPlan plan =
         planEncoding(video, *output_->oformat, output, name_, options.encoder);
-    if (plan.tag != 0) {
-        // More strictly, FFmpeg takes a tag of its own choice.
-        output_->strict_std_compliance = FF_COMPLIANCE_UNOFFICIAL;
-    }
     encoder_.emplace(video, *output_->oformat, name_, plan, options.encoder);
     prepareCheck(plan, options);
     if (span) {
@@ -101,7 +97,7 @@ void ClipWriter::findContainer(const std::string& format) {
     }
     output_.reset(context);
     context->opaque = this;
-    // Such as FLAC in MP4, which browsers have played for years.
+    // Such as FLAC in MP4, which browsers have played for years, and tags that we choose.
     context->strict_std_compliance = FF_COMPLIANCE_EXPERIMENTAL;
     context->io_open = openFile;
     context->io_close2 = closeFile;

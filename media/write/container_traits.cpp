@@ -25,6 +25,10 @@ bool canHoldVariableRate(const AVOutputFormat& container) {
     return (container.flags & AVFMT_VARIABLE_FPS) != 0 || isQuickTimeFamily(container);
 }
 
+bool canReorder(const AVOutputFormat& container) {
+    return std::string_view(container.name) != "avi";
+}
+
 bool needsSeeking(const AVOutputFormat& container) {
     constexpr std::array<std::string_view, 8> kNames{"avi", "mxf",  "mxf_d10", "mxf_opatom",
                                                      "gxf", "apng", "swf",     "ivf"};

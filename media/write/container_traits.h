@@ -17,6 +17,9 @@ int greatestFrameRate(const AVOutputFormat& container);
 /// Whether frames may follow each other at any distance in time.
 bool canHoldVariableRate(const AVOutputFormat& container);
 
+/// Whether pictures can be stored in another order than that in which they are shown.
+bool canReorder(const AVOutputFormat& container);
+
 /// Whether the container's files cannot be completed without going back in them.
 bool needsSeeking(const AVOutputFormat& container);
 

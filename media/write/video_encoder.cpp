@@ -78,6 +78,9 @@ void VideoEncoder::makeContext(const EncodingPlan& plan, const AVOutputFormat& c
     chooseTimeBase(*plan.codec, container);
     describePictures(asFields);
     context_->codec_tag = plan.tag;
+    if (!canReorder(container)) {
+        context_->max_b_frames = 0; // readers would show all pictures later than the sound
+    }
     if ((container.flags & AVFMT_GLOBALHEADER) != 0) {
         context_->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
     }

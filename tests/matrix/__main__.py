@@ -7,6 +7,7 @@ import concurrent.futures
 import json
 import os
 import pathlib
+import subprocess
 import sys
 import tempfile
 
@@ -80,7 +81,10 @@ def run_all(trials, folder):
         pending = [workers.submit(try_one, trial, made[trial.source.name], folder)
                    for trial in trials]
         for trial, result in zip(trials, pending):
-            outcome = result.result()
+            try:
+                outcome = result.result()
+            except subprocess.TimeoutExpired as hanging:
+                outcome = Outcome("LOST", [f"{hanging.cmd[0]} does not end"])
             if outcome.verdict != "kept":
                 print(f"{trial.source.name} to {trial.output}: {outcome.verdict}: "
                       + "; ".join(outcome.details), flush=True)

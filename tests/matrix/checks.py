@@ -83,7 +83,7 @@ def colour_changes(before, after):
 def time_changes(before, after):
     first, last = before.frames, after.frames
     if len(first) != len(last):
-        yield Change(f"{len(first)} frames, now {len(last)}", ())
+        yield Change(f"{len(first)} frames, now {len(last)}", (r"standing for \d+ frame",))
         return
     if not first or first[0].time is None or last[0].time is None:
         return
@@ -115,7 +115,9 @@ def sound_changes(before, after):
     if len(has) < len(had):
         yield Change(f"{len(had)} sounds, now {len(has)}", ("sound", "audio"))
     for index, (one, other) in enumerate(zip(had, has)):
-        if one["codec_name"] != other["codec_name"]:
+        # Layers 2 and 3 are one codec to MP4 and MOV; decoders tell them by their headers.
+        codecs = {one["codec_name"], other["codec_name"]}
+        if len(codecs) > 1 and codecs != {"mp2", "mp3"}:
             yield Change(f"sound {index}: {one['codec_name']} to {other['codec_name']}",
                          (r"(sound|audio).*(convert|encod)", r"(convert|encod).*(sound|audio)"))
         for key in ("channels", "sample_rate"):

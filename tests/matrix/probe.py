@@ -10,7 +10,7 @@ TECHNICAL_TAGS = {
     "encoder", "major_brand", "minor_version", "compatible_brands", "duration", "creation_time",
     "handler_name", "vendor_id", "software", "product_name", "product_version", "product_uid",
     "company_name", "generation_uid", "operational_pattern_ul", "modification_date", "uid",
-    "application_platform", "toolkit_version", "material_package_umid", "file_package_umid",
+    "application_platform", "toolkit_version", "toolkit_version_num", "material_package_umid", "file_package_umid",
     "file_package_name", "track_name", "data_type", "filename", "mimetype", "timecode",
     "metadata_count", "service_name", "service_provider", "material_package_name", "language",
     "wm/encodingtime", "_statistics_writing_app", "isvbrdefault", "reel_umid", "title", "rotate",
@@ -66,8 +66,9 @@ class Probe:
     @property
     def timecode(self):
         places = [self.told.get("format", {})] + self.told.get("streams", [])
-        return next((place["tags"]["timecode"] for place in places
-                     if "timecode" in place.get("tags", {})), None)
+        tags = [(key.lower(), value) for place in places
+                for key, value in place.get("tags", {}).items()]
+        return dict(reversed(tags)).get("timecode")
 
     @property
     def side_data(self):
