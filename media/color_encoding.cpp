@@ -86,7 +86,10 @@ bool isPlainMatrix(AVColorSpace matrix) {
 
 void declareColor(AVFrame& picture, const ColorTags& declared) {
     const auto declare = [](auto& tag, auto value, auto unspecified) {
-        tag = value != unspecified ? value : tag;
+        // What files say need not be a value of the type; it is not to be looked at.
+        if (value != unspecified) {
+            tag = value;
+        }
     };
     declare(picture.colorspace, declared.matrix, AVCOL_SPC_UNSPECIFIED);
     declare(picture.color_range, declared.range, AVCOL_RANGE_UNSPECIFIED);

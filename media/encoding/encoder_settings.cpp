@@ -116,7 +116,10 @@ std::vector<EncoderSettings> ffv1Settings(const ClipInfo& info) {
     return {sliced, {common, "lossless"}}; // tiny pictures have no slices
 }
 
-std::vector<EncoderSettings> usualSettings(const AVCodec& codec) {
+std::vector<EncoderSettings> usualSettings(const AVCodec& codec, AVPixelFormat format) {
+    if (codec.id == AV_CODEC_ID_WEBP && traitsOf(format).model == ColorModel::Rgb) {
+        return {{{{"lossless", "1"}}, "lossless"}}; // otherwise it would become 4:2:0 inside
+    }
     const auto row = std::ranges::find(table(), std::string_view(codec.name), &EncoderRow::encoder);
     if (row != table().end()) {
         return {row->settings};
@@ -151,7 +154,7 @@ std::vector<EncoderSettings> settingsFor(const AVCodec& codec, const ClipInfo& s
                                             : codec.id == AV_CODEC_ID_FFV1 ? ffv1Settings(source)
                                             : std::string_view(codec.name) == "prores_ks"
                                                 ? std::vector{proresSettings(parameters, format)}
-                                                : usualSettings(codec);
+                                                : usualSettings(codec, format);
     if (rate.empty()) {
         return settings;
     }

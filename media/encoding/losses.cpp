@@ -3,6 +3,8 @@
 #include "media/encoding/codec_choice.h"
 
 #include <algorithm>
+#include <cmath>
+#include <iterator>
 
 extern "C" {
 #include <libavutil/pixdesc.h>
@@ -36,7 +38,11 @@ int leastDepth(AVPixelFormat format) {
 }
 
 bool isLossless(const SourceVideo& source) {
-    return materialOf(source.parameters.codec_id) == Material::Lossless;
+    const AVCodecID codec = source.parameters.codec_id;
+    // Of WebP, what keeps every sample is R,G,B; OpenEXR mostly is so.
+    return materialOf(codec) == Material::Lossless || codec == AV_CODEC_ID_EXR ||
+           (codec == AV_CODEC_ID_WEBP &&
+            traitsOf(source.info.pixelFormat).model == ColorModel::Rgb);
 }
 
 /// Colour at full resolution in codecs that are made for watching, where the source's is not so.
@@ -47,6 +53,22 @@ bool isRarelyPlayed(const SourceVideo& source, const EncodingPlan& plan) {
     return full && (plan.codec->id == AV_CODEC_ID_H264 || plan.codec->id == AV_CODEC_ID_HEVC) &&
            (plan.codec->id != source.parameters.codec_id ||
             plan.pixelFormat != source.info.pixelFormat);
+}
+
+/// Some codecs know a few shapes of the picture only, and take the nearest.
+bool keepsShape(const ClipInfo& source, AVCodecID codec) {
+    constexpr double kNear = 0.01;
+    constexpr double kShapes[] = {4.0 / 3.0, 16.0 / 9.0, 2.21};
+    const bool isDv = codec == AV_CODEC_ID_DVVIDEO;
+    if ((codec != AV_CODEC_ID_MPEG2VIDEO && !isDv) || source.sampleAspectRatio.num == 0) {
+        return true;
+    }
+    const double pixels = av_q2d(source.sampleAspectRatio);
+    const double shape = pixels * source.width / source.height;
+    // DV has no words for the last of them; MPEG-2 has for square pixels.
+    return (!isDv && std::abs(pixels - 1.0) < kNear) ||
+           std::any_of(std::begin(kShapes), std::end(kShapes) - (isDv ? 1 : 0),
+                       [&](double known) { return std::abs(shape / known - 1.0) < kNear; });
 }
 
 } // namespace
@@ -106,6 +128,10 @@ std::vector<std::string> lossesOf(const SourceVideo& source, const EncodingPlan&
         plan.asFields || plan.isLossless || plan.codec->id == AV_CODEC_ID_DVVIDEO;
     if (source.info.hasFields() && !keepsRows) {
         losses.push_back(fieldsLoss(plan.codec->id));
+    }
+    if (!keepsShape(source.info, plan.codec->id)) {
+        losses.push_back(std::string("the shape of the pixels becomes the nearest that ") +
+                         avcodec_get_name(plan.codec->id) + " knows");
     }
     if (wanted.pixelFormat.empty()) {
         for (std::string& loss : lossesOfFormat(source.info.pixelFormat, plan.pixelFormat)) {

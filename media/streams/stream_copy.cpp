@@ -163,6 +163,15 @@ void useOldLanguageCodes(AVFormatContext& output) {
     }
 }
 
+void nameTracks(AVFormatContext& output) {
+    for (unsigned i = 0; i < output.nb_streams; ++i) {
+        AVDictionary** metadata = &output.streams[i]->metadata;
+        if (const AVDictionaryEntry* title = av_dict_get(*metadata, "title", nullptr, 0)) {
+            av_dict_set(metadata, "handler_name", title->value, 0);
+        }
+    }
+}
+
 void copyMetadata(const AVFormatContext& source, AVFormatContext& output) {
     copyEntries(source.metadata, &output.metadata);
 }

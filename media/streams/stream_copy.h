@@ -31,6 +31,9 @@ void copyStreamProperties(const AVStream& source, AVStream& target);
 /// that some have.
 void useOldLanguageCodes(AVFormatContext& output);
 
+/// Titles of streams where MP4 and MOV have a place for them: players show the handler's name.
+void nameTracks(AVFormatContext& output);
+
 void copyMetadata(const AVFormatContext& source, AVFormatContext& output);
 
 /// The chapters, on a clock that starts at `start`; those that begin after `length` are left out.

@@ -78,6 +78,9 @@ ClipWriter::ClipWriter(const std::string& output, const std::string& input,
     }
     addStreams(source, options.streams);
     useOldLanguageCodes(*output_);
+    if (isQuickTimeFamily(*output_->oformat)) {
+        nameTracks(*output_);
+    }
     findLosses(source);
 }
 
@@ -97,6 +100,10 @@ void ClipWriter::findContainer(const std::string& format) {
     }
     output_.reset(context);
     context->opaque = this;
+    if (countsSamples(*context->oformat)) {
+        // Pictures that are moved together with the first sound would no longer lie on the grid.
+        context->avoid_negative_ts = 0;
+    }
     // Such as FLAC in MP4, which browsers have played for years, and tags that we choose.
     context->strict_std_compliance = FF_COMPLIANCE_EXPERIMENTAL;
     context->io_open = openFile;
@@ -328,11 +335,13 @@ void ClipWriter::writeFrame(const AVFrame& picture) {
 }
 
 /// Containers that count begin all streams at once: the first picture stands until its time comes,
-/// so that the others keep their distance to it.
+/// so that the others keep their distance to it. The start of a codec, a fraction of a frame, is
+/// not worth a picture.
 void ClipWriter::fillBefore(const AVFrame& first) {
     const AVRational frame = av_inv_q(frameRate_);
+    const AVRational quarter = av_mul_q(frame, {1, 4});
     const std::int64_t count =
-        first.pts != AV_NOPTS_VALUE ? av_rescale_q(first.pts, timeBase_, frame) : 0;
+        first.pts != AV_NOPTS_VALUE ? (av_rescale_q(first.pts, timeBase_, quarter) + 1) / 4 : 0;
     for (std::int64_t before = count; before > 0; --before) {
         const FramePtr copy(av_frame_clone(&first));
         if (!copy) {
@@ -426,7 +435,9 @@ void ClipWriter::prepareCheck(const EncodingPlan& plan, const WriterOptions& opt
     if (!options.check || !target_.isNamedAtTheEnd() || !canBeReadBack(*output_->oformat)) {
         return;
     }
-    Likeness likeness = plan.isLossless ? Likeness::Equal : Likeness::Near;
+    // v210 keeps the ends of the scale for timing, and cuts them off.
+    const bool isExact = plan.isLossless && plan.codec->id != AV_CODEC_ID_V210;
+    Likeness likeness = isExact ? Likeness::Equal : Likeness::Near;
     if (!options.encoder.options.empty()) {
         likeness = Likeness::Rough;
     }

@@ -7,6 +7,8 @@ from .probe import likeness
 
 LOSSLESS = {"ffv1", "huffyuv", "ffvhuff", "utvideo", "magicyuv", "rawvideo", "v210", "qtrle",
             "png", "tiff", "bmp", "ppm", "dpx", "exr", "gif", "webp", "wrapped_avframe", "targa"}
+# Languages with two codes; QuickTime knows one of them.
+OTHER_CODE = {"ger": "deu", "fre": "fra", "dut": "nld"}
 LEAST_LIKENESS = 30.0  # of a lossy encoding, in dB
 
 
@@ -98,10 +100,11 @@ def time_changes(before, after):
         if had is None or has is None:
             continue
         shift = (has - last[0].time) - (had - first[0].time)
-        # Sound that is encoded anew begins with what its codec needs to start.
+        # Sound that is encoded anew begins with what its codec needs to start, and some decoders
+        # start late without a word.
         primed = before.streams("audio")[index]["codec_name"] != after.streams(
             "audio")[index]["codec_name"]
-        if abs(shift) > tick + (0.05 if primed else 0.0):
+        if abs(shift) > tick + (0.07 if primed else 0.0):
             yield Change(f"sound {index} is {shift:+.4f} s from where it was", (r"\boffset",))
 
 
@@ -143,7 +146,10 @@ def subtitle_changes(before, after):
 def tag_changes(name, one, other):
     for key in ("language", "title"):
         had, has = one.get("tags", {}).get(key), other.get("tags", {}).get(key)
-        if had and had != "und" and had != has:
+        has = OTHER_CODE.get(has, has)
+        if key == "title" and had in other.get("tags", {}).values():
+            continue  # MP4 has it as the name of the handler
+        if had and had != "und" and OTHER_CODE.get(had, had) != has:
             yield Change(f"{key} of {name}", (key, "metadata"))
 
 

@@ -126,8 +126,7 @@ def codecs():
     yield video("flv", "flv", ("-c:v", "flv", "-q:v", "3"), ("flv", "mkv", "mp4"),
                 audio=("-c:a", "libmp3lame", "-ar", "44100"))
     yield video("dv", "avi", ("-c:v", "dvvideo", "-pix_fmt", "yuv420p"),
-                ("avi", "mov", "mkv", "dv", "mxf"), source=picture("720x576", seconds=0.4),
-                audio=pcm)
+                ("avi", "mov", "mkv", "dv", "mxf"), source=picture("720x576", seconds=0.4, more=",setsar=16/15"), audio=pcm)
     yield video("gif", "gif", ("-lavfi", "split[a][b];[a]palettegen[p];[b][p]paletteuse",
                                "-loop", "3"), ("gif", "mp4", "mkv"), audio=())
     yield video("y4m", "y4m", ("-pix_fmt", "yuv420p"), ("y4m", "mkv", "mp4"), audio=())

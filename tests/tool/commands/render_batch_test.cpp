@@ -106,10 +106,13 @@ TEST_F(RenderBatchTest, ASignalStopsAllOfThem) {
                                "out", "--name", "{stem}.mkv"},
                               STDIN_FILENO);
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-    while (!fs::exists(work_ / "out/clip.mkv") && std::chrono::steady_clock::now() < deadline) {
+    int feed = -1; // can be opened once the second one is read
+    while (feed < 0 && std::chrono::steady_clock::now() < deadline) {
+        feed = open((work_ / "endless").c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
     kill(child, SIGINT);
+    close(feed);
     const Outcome outcome = finish(child);
     EXPECT_EQ(outcome.exitCode, 130);
     EXPECT_NE(outcome.err.find("3 clips: 1 done, 1 interrupted, 1 not begun"), std::string::npos)
