@@ -370,7 +370,9 @@ void ClipWriter::writeMissing(const AVFrame& picture) {
 void ClipWriter::writePackets() {
     while (PacketPtr packet = encoder_->receive()) {
         av_packet_rescale_ts(packet.get(), encoder_->context().time_base, video_->time_base);
-        const std::int64_t start = ticksOf(encoder_->start(), video_->time_base);
+        // What is counted begins at 0.
+        const std::int64_t start =
+            countsSamples(*output_->oformat) ? 0 : ticksOf(encoder_->start(), video_->time_base);
         packet->pts += start;
         packet->dts += start;
         videoEnd_ = std::max(videoEnd_, packet->pts + packet->duration);
