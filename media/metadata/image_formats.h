@@ -19,7 +19,4 @@ std::vector<std::uint8_t> withPngNotes(ByteView file, const ImageNotes& notes);
 void readDpxNotes(ByteView file, ImageNotes& notes);
 std::vector<std::uint8_t> withDpxNotes(ByteView file, const ImageNotes& notes);
 
-void readExrNotes(ByteView file, ImageNotes& notes);
-std::vector<std::uint8_t> withExrNotes(ByteView file, const ImageNotes& notes);
-
 } // namespace tintwell::media

@@ -57,9 +57,6 @@ ImageNotes readImageNotes(AVCodecID codec, ByteView file) {
     case AV_CODEC_ID_DPX:
         readDpxNotes(file, notes);
         break;
-    case AV_CODEC_ID_EXR:
-        readExrNotes(file, notes);
-        break;
     default:
         break;
     }
@@ -67,8 +64,7 @@ ImageNotes readImageNotes(AVCodecID codec, ByteView file) {
 }
 
 bool takesNotes(AVCodecID to, AVCodecID from) {
-    return (isPhotograph(to) && isPhotograph(from)) ||
-           (to == from && (to == AV_CODEC_ID_DPX || to == AV_CODEC_ID_EXR));
+    return (isPhotograph(to) && isPhotograph(from)) || (to == from && to == AV_CODEC_ID_DPX);
 }
 
 std::vector<std::uint8_t> withImageNotes(AVCodecID codec, ByteView file, const ImageNotes& notes) {
@@ -79,8 +75,6 @@ std::vector<std::uint8_t> withImageNotes(AVCodecID codec, ByteView file, const I
         return withPngNotes(file, notes);
     case AV_CODEC_ID_DPX:
         return withDpxNotes(file, notes);
-    case AV_CODEC_ID_EXR:
-        return withExrNotes(file, notes);
     default:
         return {file.begin(), file.end()};
     }

@@ -27,7 +27,7 @@ struct ImageNotes {
     std::vector<Bytes> jpegSegments;                        ///< others: marker and length included
     std::vector<Bytes> pngChunks; ///< others: length and checksum included
     Resolution resolution;
-    Bytes header; ///< of DPX and OpenEXR: all that is before the picture
+    Bytes header; ///< of DPX: all that is before the picture
 
     bool empty() const;
 

@@ -68,7 +68,7 @@ std::vector<std::string> NotesCarrier::lost(const AVFrame& picture) const {
 }
 
 bool NotesCarrier::carriesOrientation() const {
-    return takesNotes(to_, from_) && to_ != AV_CODEC_ID_DPX && to_ != AV_CODEC_ID_EXR;
+    return takesNotes(to_, from_) && to_ != AV_CODEC_ID_DPX;
 }
 
 void NotesCarrier::expect(const AVFrame& picture) {
