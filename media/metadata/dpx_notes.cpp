@@ -30,7 +30,7 @@ struct Part {
 /// All that is not about how the picture is stored.
 constexpr std::array<Part, 8> kParts{{
     {36, 660, 1},    // name, date, creator, project, copyright
-    {801, 803, 1},   // transfer and colorimetric specification
+    {801, 803, 1},   // transfer and colorimetry
     {1432, 1620, 1}, // source image, its date, device, serial number
     {1664, 1712, 1}, // film edge code, format
     {1712, 1732, 4}, // position, length, rate, shutter angle
