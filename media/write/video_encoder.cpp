@@ -9,10 +9,8 @@
 #include "media/write/picture_side_data.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstdlib>
-#include <span>
 #include <string_view>
 
 extern "C" {

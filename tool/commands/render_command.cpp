@@ -4,7 +4,6 @@
 #include "media/write/output_stream.h"
 #include "tool/commands/render_account.h"
 #include "tool/options/clip_options.h"
-#include "tool/options/color_options.h"
 #include "tool/options/effect_options.h"
 #include "tool/options/encoder_options.h"
 #include "tool/options/module_path.h"
@@ -16,17 +15,13 @@
 #include "tool/render/render_batch.h"
 #include "tool/render/render_pipeline.h"
 #include "tool/terminal/messages.h"
-#include "tool/terminal/printable.h"
 #include "tool/terminal/user_error.h"
-#include "tool/values/control_values.h"
 #include "tool/values/option_values.h"
 #include "tool/values/render_options.h"
 
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
-#include <cstdio>
-#include <iostream>
 #include <memory>
 #include <set>
 #include <string>
